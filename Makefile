@@ -1,0 +1,38 @@
+# Quick start: `make demo` runs the main job on a built-in device; `make test` builds and runs
+# every test. Each target installs missing Debian packages first.
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: all deps build test sanitize bench demo format clean
+
+all: build
+
+deps:
+	@./tools/install_deps.sh
+
+build: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake --build build -j$(JOBS)
+
+test: build
+	cd build && ctest --output-on-failure -j$(JOBS)
+
+sanitize: deps
+	cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DFAB_SANITIZE=ON $(CMAKE_FLAGS)
+	cmake --build build-sanitize -j$(JOBS)
+	cd build-sanitize && ctest --output-on-failure -j$(JOBS)
+
+bench: deps
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DFAB_BUILD_TESTS=OFF -DFAB_BUILD_BENCH=ON $(CMAKE_FLAGS)
+	cmake --build build-bench -j$(JOBS)
+	@for b in build-bench/bench/bench_*; do echo "== $$b"; $$b || exit 1; done
+
+demo: build
+	@if [ -x build/tools/fab_demo ]; then build/tools/fab_demo; \
+	else echo "The demo arrives with the first runnable device; nothing to run yet."; fi
+
+format:
+	find src tests tools bench -name '*.h' -o -name '*.cpp' | xargs clang-format -i -style=file
+
+clean:
+	rm -rf build build-sanitize build-bench

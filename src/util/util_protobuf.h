@@ -1,0 +1,63 @@
+// The frame of every file of the library: a varint32 length, then one message in binary or
+// text format. Also UTIL::ISERIALIZABLE, the interface of every file-backed object, and the
+// concrete transports. A frame read or write returns false and prints nothing on failure.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <ostream>
+
+#include "util_transport.h"
+
+namespace google::protobuf {
+class Message;
+namespace io {
+class ZeroCopyInputStream;
+class ZeroCopyOutputStream;
+}  // namespace io
+}  // namespace google::protobuf
+
+namespace UTIL {
+
+// Per-message byte limits of a binary read: 511 MiB hard, 500 MiB warning threshold.
+constexpr int PB_BIN_HARD_LIMIT = 535822336;
+constexpr int PB_BIN_WARNING_LIMIT = 524288000;
+
+bool write_message(const google::protobuf::Message& message,
+                   google::protobuf::io::ZeroCopyOutputStream* output, uint32_t format);
+bool read_message(google::protobuf::io::ZeroCopyInputStream* input,
+                  google::protobuf::Message* message, uint32_t format);
+// One frame on an ostream, through its own output stream object that flushes at its end.
+bool write_message(const google::protobuf::Message& message, std::ostream& output, uint32_t format);
+
+class ISERIALIZABLE {
+  public:
+    virtual ~ISERIALIZABLE() = default;
+    virtual bool read(std::istream& input, uint32_t format) = 0;
+    virtual bool write(std::ostream& output, uint32_t format) = 0;
+    // Read from an input that the owner of a chain of sections shares among them. Objects that
+    // stand in a chain override it; for the others it is an internal error.
+    virtual bool read(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format);
+};
+
+class TRANSPORT_IN : public ITRANSPORT_IN {
+  public:
+    explicit TRANSPORT_IN(std::istream& stream) : ITRANSPORT_IN(stream) {}
+    void set_format(uint32_t format) override { m_format = format; }
+    uint32_t get_format() override { return m_format; }
+
+  private:
+    uint32_t m_format = PB_TXT;
+};
+
+class TRANSPORT_OUT : public ITRANSPORT_OUT {
+  public:
+    explicit TRANSPORT_OUT(std::ostream& stream) : ITRANSPORT_OUT(stream) {}
+    void set_format(uint32_t format) override { m_format = format; }
+    uint32_t get_format() override { return m_format; }
+
+  private:
+    uint32_t m_format = PB_TXT;
+};
+
+}  // namespace UTIL

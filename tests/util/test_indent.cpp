@@ -1,0 +1,92 @@
+// The indenting filter: depth, nesting of guards, blank lines, detail and restoring the stream.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+
+#include "util/util_indent.h"
+
+using namespace UTIL;
+
+namespace {
+// The buffer the stream writes through; ostringstream::rdbuf() would name its own string buffer.
+std::streambuf* buffer_of(std::ostream& os) {
+    return os.rdbuf();
+}
+}  // namespace
+
+TEST(Indent, IndentsNonBlankLinesOnly) {
+    std::ostringstream os;
+    {
+        INDENT guard(os, 3);
+        os << "a {" << std::endl << indent << "b" << std::endl << std::endl;
+        os << indent << "c\n" << outdent << outdent << "}";
+    }
+    EXPECT_EQ(os.str(), "a {\n   b\n\n      c\n}");
+}
+
+TEST(Indent, NestedGuardKeepsBufferAndDepth) {
+    std::ostringstream os;
+    std::streambuf* original = buffer_of(os);
+    INDENT outer(os, 3);
+    os << indent << detail_3;
+    std::streambuf* installed = buffer_of(os);
+    {
+        INDENT inner(os, 5);
+        EXPECT_EQ(buffer_of(os), installed);
+        os << "x\n";
+        EXPECT_EQ(get_detail(os), 3);
+    }
+    EXPECT_EQ(buffer_of(os), installed);
+    os << "y";
+    EXPECT_EQ(os.str(), "   x\n   y");
+    EXPECT_NE(installed, original);
+}
+
+TEST(Indent, ManipulatorsWithoutFilterDoNothing) {
+    std::ostringstream os;
+    os << indent << detail_3 << symbol_detail << "z\n";
+    EXPECT_EQ(os.str(), "z\n");
+    EXPECT_EQ(get_detail(os), 1);
+    EXPECT_FALSE(get_symbol_detail(os));
+    EXPECT_FALSE(has_indent(os));
+    EXPECT_EQ(get_indent(os), nullptr);
+}
+
+TEST(Indent, DetailAndSymbolDetail) {
+    std::ostringstream os;
+    INDENT guard(os, 3);
+    EXPECT_TRUE(has_indent(os));
+    EXPECT_EQ(get_detail(os), 1);
+    os << detail_0;
+    EXPECT_EQ(get_detail(os), 0);
+    set_detail(os, 4);
+    EXPECT_EQ(get_detail(os), 4);
+    EXPECT_FALSE(get_symbol_detail(os));
+    os << symbol_detail;
+    EXPECT_TRUE(get_symbol_detail(os));
+    set_symbol_detail(os, false);
+    EXPECT_FALSE(get_symbol_detail(os));
+}
+
+TEST(Indent, ExportedFactoryRestoresStream) {
+    std::ostringstream os;
+    std::streambuf* original = buffer_of(os);
+    {
+        std::unique_ptr<IINDENT> api(util_create_indent(os));
+        EXPECT_NE(buffer_of(os), original);
+        api->set_detail(2);
+        EXPECT_EQ(api->get_detail(), 2);
+        EXPECT_EQ(get_detail(os), 2);
+        os << indent << "k";
+    }
+    EXPECT_EQ(buffer_of(os), original);
+    EXPECT_EQ(os.str(), "   k");
+}
+
+TEST(Indent, LevelTable) {
+    LOG_LEVELS& levels = log_levels();
+    EXPECT_EQ(levels.m_level, 2);
+    EXPECT_STREQ(LOG_LEVELS::NAMES[0], "NEVER");
+    EXPECT_STREQ(LOG_LEVELS::NAMES[5], "ALWAYS");
+}

@@ -1,0 +1,117 @@
+// Interning, lookups, the registry and their assertion texts.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "util/util_indent.h"
+#include "util/util_symbol.h"
+#include "util/util_symbol_file.h"
+
+using NS_SYMBOL::SYM;
+using UTIL::SYMBOL_TABLE;
+using UTIL::symbol_tables;
+
+TEST(Symbol, BitFieldsAndKnownness) {
+    EXPECT_TRUE(SYM(0x05000000).is_unknown());
+    EXPECT_FALSE(SYM(0x05000000).is_known());
+    EXPECT_TRUE(SYM(0x05000001).is_known());
+    EXPECT_EQ(SYM(0x05000001).get_table_id(), 5u);
+    EXPECT_EQ(SYM(0x05000001).get_name_id(), 1u);
+    EXPECT_EQ(SYM().get_value(), 0u);
+    EXPECT_TRUE(SYM(0x01000002) < SYM(0x02000001));
+    EXPECT_EQ(sizeof(SYM), 4u);
+}
+
+TEST(Symbol, InternFindAndLookups) {
+    SYMBOL_TABLE* t = symbol_tables().new_table();
+    EXPECT_EQ(t->get_table_id(), 1u);
+    EXPECT_EQ(t->add("<UNKNOWN>"), t->get_unknown());
+    SYM a = t->add("alpha");
+    SYM b = t->add("beta");
+    EXPECT_EQ(a.get_value(), (1u << 24) | 1u);
+    EXPECT_EQ(b.get_name_id(), 2u);
+    EXPECT_EQ(t->add("alpha"), a);
+    EXPECT_EQ(t->find("gamma"), t->get_unknown());
+    EXPECT_EQ(t->size(), 3u);
+    EXPECT_EQ(t->symbol_at(2), b);
+    EXPECT_EQ(b.get_name(), "beta");
+    EXPECT_EQ(b.str(), "beta");
+    // Name id 0 resolves through any existing table.
+    EXPECT_EQ(SYM(0).get_name(), "<UNKNOWN>");
+    EXPECT_EQ(t->name_of(SYM(0)), "<UNKNOWN>");
+
+    t->init_name_fast();
+    EXPECT_EQ(a.get_name_fast(), "alpha");
+    SYM c = t->add("gamma");
+    EXPECT_EQ(c.str_fast(), "gamma");
+    EXPECT_EQ(*t->name_at_fast(3), "gamma");
+}
+
+TEST(Symbol, FailuresEndTheProcessWithTheirTexts) {
+    SYMBOL_TABLE* t = symbol_tables().new_table();
+    SYM a = t->add("alpha");
+    EXPECT_EXIT(a.get_name_fast(), testing::ExitedWithCode(255),
+                "Fast symbol lookup is not initialized. Number of symbols initialized: 0. "
+                "Call init_name_fast\\(\\) first!");
+    EXPECT_EXIT(t->symbol_at(2), testing::ExitedWithCode(255), "index < m_map.size\\(\\)");
+    EXPECT_EXIT(SYM(0x01000009).get_name(), testing::ExitedWithCode(255),
+                "Unknown symbol: name_id = 9 table_id = 1");
+    EXPECT_EXIT(symbol_tables().get_table(0)->name_of(a), testing::ExitedWithCode(255),
+                "\\(symbol.get_name_id\\(\\) == 0\\) \\|\\| \\(symbol.get_table_id\\(\\) == "
+                "m_table_id\\)");
+    t->init_name_fast();
+    EXPECT_EXIT(symbol_tables().get_table(0)->init_name_fast();
+                symbol_tables().get_table(0)->name_of_fast(a), testing::ExitedWithCode(255),
+                "symbol.get_table_id\\(\\) == m_table_id");
+    EXPECT_THROW(symbol_tables().get_table(7), std::out_of_range);
+    EXPECT_THROW(SYM(0x07000001).get_name(), std::out_of_range);
+    EXPECT_EXIT(symbol_tables().get_table(256), testing::ExitedWithCode(255),
+                "table_id < MAX_TABLES");
+}
+
+TEST(Symbol, RegistryLimitAndClear) {
+    for (size_t i = symbol_tables().size(); i < 255; ++i) symbol_tables().new_table();
+    EXPECT_EQ(symbol_tables().new_table()->get_table_id(), 255u);
+    EXPECT_EXIT(symbol_tables().new_table(), testing::ExitedWithCode(255), "i < MAX_TABLES");
+
+    util_clear_symbol_tables();
+    EXPECT_EQ(symbol_tables().size(), 0u);
+    EXPECT_EQ(symbol_tables().new_table()->get_table_id(), 0u);
+}
+
+TEST(Symbol, DeletedTableLeavesNullSlot) {
+    SYMBOL_TABLE* t = symbol_tables().new_table();
+    uint32_t id = t->get_table_id();
+    delete t;
+    EXPECT_EQ(symbol_tables().get_table(id), nullptr);
+    EXPECT_EXIT(SYM((id << 24) | 1).get_name(), testing::ExitedWithCode(255), "table != NULL");
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    os << UTIL::symbol_detail << symbol_tables();
+    EXPECT_NE(os.str().find("table[1] = NULL\n"), std::string::npos);
+}
+
+TEST(Symbol, PrintForms) {
+    SYMBOL_TABLE* t = symbol_tables().new_table();
+    SYM a = t->add("alpha");
+    t->init_name_fast();
+    std::ostringstream plain;
+    plain << a;
+    EXPECT_EQ(plain.str(), "alpha");
+
+    std::ostringstream detailed;
+    {
+        UTIL::INDENT guard(detailed, 3);
+        detailed << UTIL::symbol_detail << a;
+    }
+    EXPECT_EQ(detailed.str(), "(1 : alpha)");
+
+    std::ostringstream table;
+    table << *t;
+    EXPECT_EQ(table.str().rfind("SYMBOL_TABLE {\n   m_table_id = 1\n   m_unknown = <UNKNOWN>\n"
+                                "   m_map = {\n",
+                                0),
+              0u);
+    EXPECT_NE(table.str().find("      [alpha] = 1\n"), std::string::npos);
+    EXPECT_EQ(table.str().substr(table.str().size() - 6), "   }\n}");
+}
