@@ -77,11 +77,14 @@ constexpr int kMessages = 100000;
 
 std::string write_frames() {
     std::ostringstream out;
-    google::protobuf::io::OstreamOutputStream zero_copy(&out);
-    PB::SYMBOL symbol;
-    for (int i = 0; i < kMessages; ++i) {
-        symbol.set_value(static_cast<uint32_t>(i) * 2654435761u);
-        UTIL::write_message(symbol, &zero_copy, UTIL::PB_BIN);
+    {
+        // The output stream flushes when it ends, so it must end before the text is taken.
+        google::protobuf::io::OstreamOutputStream zero_copy(&out);
+        PB::SYMBOL symbol;
+        for (int i = 0; i < kMessages; ++i) {
+            symbol.set_value(static_cast<uint32_t>(i) * 2654435761u);
+            UTIL::write_message(symbol, &zero_copy, UTIL::PB_BIN);
+        }
     }
     return out.str();
 }
