@@ -223,7 +223,7 @@ class FAB_EXPORT HIERARCHY : public IHIERARCHY {
     void fill_sum_left();
     uint32_t walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_index,
                   uint32_t& out_instance, uint32_t& out_port) const;
-    bool visit_from(IOCCURENCE& visitor, uint32_t module_index, uint64_t start) const;
+    void visit_from(IOCCURENCE& visitor, uint32_t module_index, uint64_t start) const;
 
     const IMODULES* m_modules;
     bool m_num_nodes_overflowed;
