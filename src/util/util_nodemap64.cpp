@@ -20,6 +20,8 @@
 namespace UTIL {
 
 static constexpr uint64_t NOT_FOUND = static_cast<uint64_t>(-1);
+// A dimension before set_dimensions.
+static constexpr uint32_t UNSET = static_cast<uint32_t>(-1);
 
 size_t NODEMAP64::cell_index(uint32_t x, uint32_t y, uint32_t z) const {
     if (x >= m_nx || y >= m_ny || z >= m_nz) throw_vector_subscript();
@@ -35,9 +37,9 @@ size_t NODEMAP64::cell_index_of(uint64_t gid) const {
 }
 
 void NODEMAP64::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
-    UTIL_ASSERT(m_nx == (uint32_t)-1);
-    UTIL_ASSERT(m_ny == (uint32_t)-1);
-    UTIL_ASSERT(m_nz == (uint32_t)-1);
+    UTIL_ASSERT_MSG(m_nx == UNSET, "m_nx == (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_ny == UNSET, "m_ny == (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_nz == UNSET, "m_nz == (uint32_t) -1");
     m_nx = nx;
     m_ny = ny;
     m_nz = nz;
@@ -117,9 +119,9 @@ uint64_t NODEMAP64::get_driver_node(uint64_t gid) const {
 }
 
 bool NODEMAP64::write(std::ostream& output, uint32_t format) {
-    UTIL_ASSERT(m_nx != (uint32_t)-1);
-    UTIL_ASSERT(m_ny != (uint32_t)-1);
-    UTIL_ASSERT(m_nz != (uint32_t)-1);
+    UTIL_ASSERT_MSG(m_nx != UNSET, "m_nx != (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_ny != UNSET, "m_ny != (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_nz != UNSET, "m_nz != (uint32_t) -1");
     google::protobuf::io::OstreamOutputStream zero_copy(&output);
     PB::UTIL::NODEMAP64 head;
     head.set_nx(m_nx);
@@ -151,9 +153,9 @@ bool NODEMAP64::read(std::istream& input, uint32_t format) {
 }
 
 bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format) {
-    UTIL_ASSERT(m_nx == (uint32_t)-1);
-    UTIL_ASSERT(m_ny == (uint32_t)-1);
-    UTIL_ASSERT(m_nz == (uint32_t)-1);
+    UTIL_ASSERT_MSG(m_nx == UNSET, "m_nx == (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_ny == UNSET, "m_ny == (uint32_t) -1");
+    UTIL_ASSERT_MSG(m_nz == UNSET, "m_nz == (uint32_t) -1");
     UTIL_ASSERT(m_gid_converter != NULL);
     PB::UTIL::NODEMAP64 head;
     bool head_ok = read_message(input, &head, format);
@@ -188,6 +190,96 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
     }
     seal();
     return true;
+}
+
+}  // namespace UTIL
+
+namespace UTIL {
+
+namespace {
+
+// "node:path" of a node, through one reusable path of the hierarchy.
+class NODE_PRINTER {
+  public:
+    explicit NODE_PRINTER(const IHIERARCHY* hierarchy) : m_path(hierarchy->create_path()) {
+        m_hierarchy = hierarchy;
+    }
+    void print(std::ostream& os, uint64_t node) {
+        m_path->clear();
+        m_hierarchy->get_path(m_path.get(), node);
+        os << node << ":" << *m_path;
+    }
+
+  private:
+    const IHIERARCHY* m_hierarchy;
+    std::unique_ptr<IHIERARCHY::IPATH_SETTABLE> m_path;
+};
+
+// Nodes listed at detail level 2 before the list is cut short.
+constexpr size_t SHORT_LIST = 34;
+
+}  // namespace
+
+void NODEMAP64::print(std::ostream& os) const {
+    const int detail = get_detail(os);
+    os << (detail == 4 ? "INODEMAP_STATISTICS {" : "INODEMAP {") << std::endl << indent;
+    os << "m_nx = " << m_nx << std::endl;
+    os << "m_ny = " << m_ny << std::endl;
+    os << "m_nz = " << m_nz << std::endl;
+    if (detail == 4) {
+        os << outdent << "}" << std::endl;
+        return;
+    }
+    NODE_PRINTER printer(m_hierarchy);
+    os << "m_node_to_gid = (" << m_node_to_gid.size() << ")";
+    if (detail >= 2) {
+        std::vector<std::pair<uint64_t, uint64_t>> nodes(m_node_to_gid.begin(),
+                                                         m_node_to_gid.end());
+        std::sort(nodes.begin(), nodes.end());
+        std::unordered_map<uint64_t, uint32_t> nodes_per_gid;
+        for (const auto& entry : nodes) ++nodes_per_gid[entry.second];
+        os << "{" << std::endl << indent;
+        for (size_t n = 0; n < nodes.size(); ++n) {
+            if (detail < 3 && n == SHORT_LIST) {
+                os << "..." << std::endl;
+                break;
+            }
+            os << "[";
+            printer.print(os, nodes[n].first);
+            m_gid_converter->set_gid64(nodes[n].second);
+            os << "]->" << *m_gid_converter;
+            if (nodes_per_gid[nodes[n].second] > 1) os << "*";
+            os << std::endl;
+        }
+        os << outdent << "}";
+    }
+    os << std::endl << "m_xyz_to_cnode_index = ";
+    if (detail >= 2) {
+        os << "{" << std::endl << indent;
+        std::vector<std::pair<uint64_t, uint32_t>> keys;
+        for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) {
+            keys.assign(cell.begin(), cell.end());
+            std::sort(keys.begin(), keys.end());
+            for (const auto& key : keys) {
+                const CNODE& cnode = m_cnodes[key.second];
+                os << key.first << "->[cached = ";
+                printer.print(os, cnode.first);
+                os << "],[driver = ";
+                printer.print(os, cnode.second);
+                os << "]" << std::endl;
+            }
+        }
+        os << outdent << "}";
+    }
+    os << std::endl << outdent << "}" << std::endl;
+}
+
+std::ostream& operator<<(std::ostream& os, const INODEMAP& abstract_nodemap) {
+    INDENT guard(os, 3);
+    const NODEMAP64& nodemap = dynamic_cast<const NODEMAP64&>(abstract_nodemap);
+    UTIL_ASSERT(nodemap.m_hierarchy != NULL);
+    nodemap.print(os);
+    return os;
 }
 
 }  // namespace UTIL
