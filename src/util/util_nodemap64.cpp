@@ -71,9 +71,9 @@ void NODEMAP64::apply_aliases(const IALIASES& aliases) {
     UTIL_ASSERT(m_gid_converter != NULL);
     std::vector<uint64_t> keys;
     keys.reserve(m_node_to_gid.size());
-    for (const auto& entry : m_node_to_gid) keys.push_back(entry.first);
+    m_node_to_gid.for_each([&](uint64_t node, uint64_t) { keys.push_back(node); });
     for (uint64_t cached : keys) {
-        uint64_t gid = at_key(m_node_to_gid, cached);
+        uint64_t gid = *m_node_to_gid.find(cached);
         uint64_t driver = aliases.get_driver(cached);
         if (driver == NOT_FOUND) continue;
         m_node_to_gid.erase(cached);
@@ -83,10 +83,17 @@ void NODEMAP64::apply_aliases(const IALIASES& aliases) {
             m_node_to_gid.emplace(driver, gid);
         }
         const KEY_TO_CNODE_INDEX& key_to_cnode_index = m_xyz_to_cnode_index[cell_index_of(gid)];
-        auto gid_it = key_to_cnode_index.find(m_gid_converter->get_k(gid));
-        UTIL_ASSERT(gid_it != key_to_cnode_index.end());
-        m_cnodes[gid_it->second].second = driver;
+        const uint32_t* gid_it = key_to_cnode_index.find(m_gid_converter->get_k(gid));
+        UTIL_ASSERT_MSG(gid_it != nullptr, "gid_it != key_to_cnode_index.end()");
+        m_cnodes[*gid_it].second = driver;
     }
+}
+
+size_t NODEMAP64::heap_bytes() const {
+    size_t bytes = m_cnodes.capacity() * sizeof(CNODE) + m_node_to_gid.heap_bytes() +
+                   m_xyz_to_cnode_index.capacity() * sizeof(KEY_TO_CNODE_INDEX);
+    for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) bytes += cell.heap_bytes();
+    return bytes;
 }
 
 void NODEMAP64::seal() {
@@ -96,17 +103,17 @@ void NODEMAP64::seal() {
 
 uint64_t NODEMAP64::get_gid(uint64_t node) const {
     UTIL_ASSERT(m_seal);
-    auto it = m_node_to_gid.find(node);
-    return it == m_node_to_gid.end() ? NOT_FOUND : it->second;
+    const uint64_t* gid = m_node_to_gid.find(node);
+    return gid == nullptr ? NOT_FOUND : *gid;
 }
 
 bool NODEMAP64::get_nodes(uint64_t& cached, uint64_t& driver, uint64_t gid) const {
     UTIL_ASSERT(m_seal);
     UTIL_ASSERT(m_gid_converter != NULL);
     const KEY_TO_CNODE_INDEX& key_to_cnode_index = m_xyz_to_cnode_index[cell_index_of(gid)];
-    auto it = key_to_cnode_index.find(m_gid_converter->get_k(gid));
-    if (it == key_to_cnode_index.end()) return false;
-    const CNODE& cnode = m_cnodes[it->second];
+    const uint32_t* cnode_index = key_to_cnode_index.find(m_gid_converter->get_k(gid));
+    if (cnode_index == nullptr) return false;
+    const CNODE& cnode = m_cnodes[*cnode_index];
     cached = cnode.first;
     driver = cnode.second;
     return true;
@@ -132,7 +139,8 @@ bool NODEMAP64::write(std::ostream& output, uint32_t format) {
     PB::UTIL::KEY_NODES64 key_nodes;
     std::vector<std::pair<uint64_t, uint32_t>> sorted;
     for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) {
-        sorted.assign(cell.begin(), cell.end());
+        sorted.clear();
+        cell.for_each([&](uint64_t key, uint32_t index) { sorted.emplace_back(key, index); });
         std::sort(sorted.begin(), sorted.end());
         key_nodes.Clear();
         for (const auto& entry : sorted) {
@@ -233,8 +241,8 @@ void NODEMAP64::print(std::ostream& os) const {
     NODE_PRINTER printer(m_hierarchy);
     os << "m_node_to_gid = (" << m_node_to_gid.size() << ")";
     if (detail >= 2) {
-        std::vector<std::pair<uint64_t, uint64_t>> nodes(m_node_to_gid.begin(),
-                                                         m_node_to_gid.end());
+        std::vector<std::pair<uint64_t, uint64_t>> nodes;
+        m_node_to_gid.for_each([&](uint64_t node, uint64_t gid) { nodes.emplace_back(node, gid); });
         std::sort(nodes.begin(), nodes.end());
         std::unordered_map<uint64_t, uint32_t> nodes_per_gid;
         for (const auto& entry : nodes) ++nodes_per_gid[entry.second];
@@ -258,7 +266,8 @@ void NODEMAP64::print(std::ostream& os) const {
         os << "{" << std::endl << indent;
         std::vector<std::pair<uint64_t, uint32_t>> keys;
         for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) {
-            keys.assign(cell.begin(), cell.end());
+            keys.clear();
+            cell.for_each([&](uint64_t key, uint32_t index) { keys.emplace_back(key, index); });
             std::sort(keys.begin(), keys.end());
             for (const auto& key : keys) {
                 const CNODE& cnode = m_cnodes[key.second];

@@ -12,6 +12,7 @@
 
 #include "util/util_aliases.h"
 #include "util/util_gid.h"
+#include "util/util_hash64.h"
 #include "util/util_protobuf.h"
 
 namespace UTIL {
@@ -46,7 +47,8 @@ class NODEMAP64 : public INODEMAP_BUILDER {
   public:
     // One resource: the node its GID was made under, and the node that finally drives it.
     using CNODE = std::pair<uint64_t, uint64_t>;
-    using KEY_TO_CNODE_INDEX = std::unordered_map<uint64_t, uint32_t>;
+    using KEY_TO_CNODE_INDEX = HASH64_MAP<uint32_t>;
+    using NODE_TO_GID = HASH64_MAP<uint64_t>;
 
     const IHIERARCHY* get_hierarchy() const override { return m_hierarchy; }
     uint32_t get_nx() const override { return m_nx; }
@@ -75,6 +77,8 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     bool is_sealed() const { return m_seal; }
     size_t get_n_cnodes() const { return m_cnodes.size(); }
     size_t get_n_forward() const { return m_node_to_gid.size(); }
+    // Bytes of the tables, for sizing.
+    size_t heap_bytes() const;
 
     friend std::ostream& operator<<(std::ostream& os, const INODEMAP& nodemap);
 
@@ -92,7 +96,7 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     uint32_t m_ny = static_cast<uint32_t>(-1);
     uint32_t m_nz = static_cast<uint32_t>(-1);
     std::vector<CNODE> m_cnodes;
-    std::unordered_map<uint64_t, uint64_t> m_node_to_gid;
+    NODE_TO_GID m_node_to_gid;
     // Cells in x, y, z order (z fastest), one flat vector so a lookup is one index.
     std::vector<KEY_TO_CNODE_INDEX> m_xyz_to_cnode_index;
     bool m_seal = false;
