@@ -105,9 +105,12 @@ UTIL::NODEMAP64& big_map() {
         size_t before = rss_bytes();
         s_map = build_map(resources());
         size_t after = rss_bytes();
-        fprintf(stderr, "node map of %llu nodes: %.1f bytes of memory per node\n",
+        fprintf(stderr,
+                "node map of %llu nodes: %.1f bytes per node resident, %.1f bytes per node in "
+                "its tables\n",
                 static_cast<unsigned long long>(kNodes),
-                static_cast<double>(after - before) / static_cast<double>(kNodes));
+                static_cast<double>(after - before) / static_cast<double>(kNodes),
+                static_cast<double>(s_map->heap_bytes()) / static_cast<double>(kNodes));
     }
     return *s_map;
 }

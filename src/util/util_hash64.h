@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -108,10 +109,19 @@ class HASH64_MAP {
   private:
     static constexpr double MAX_LOAD = 0.75;
 
-    struct SLOT {
+    struct WIDE_SLOT {
         uint64_t m_key = EMPTY;
         V m_value{};
     };
+#pragma pack(push, 4)
+    // Twelve bytes for a 32-bit value: the key is then only 4-aligned, which the compiler
+    // knows from the packing; the value keeps its own alignment.
+    struct PACKED_SLOT {
+        uint64_t m_key = EMPTY;
+        V m_value{};
+    };
+#pragma pack(pop)
+    using SLOT = typename std::conditional<alignof(V) <= 4, PACKED_SLOT, WIDE_SLOT>::type;
 
     // Fibonacci hashing: the high bits of the product spread runs of near keys (node numbers,
     // and keys that differ in a high field only) over the whole table.

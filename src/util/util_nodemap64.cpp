@@ -98,6 +98,8 @@ size_t NODEMAP64::heap_bytes() const {
 
 void NODEMAP64::seal() {
     UTIL_ASSERT(!m_seal);
+    // The table is complete: give back the growth reserve of the largest vector.
+    m_cnodes.shrink_to_fit();
     m_seal = true;
 }
 
