@@ -4,9 +4,11 @@
 //    passes over all modules (no topological order needed), with a checked 63-bit addition.
 // 2. Per module, m_sum_left holds prefix sums of the instances' node counts, then the ports.
 //    Inside an occurrence at node b: b itself, the instance subtrees in index order, the ports.
-// 3. Path to node: one table look-up per level. Node to path: one binary search over
-//    m_sum_left per level; the last (port) step keeps 32-bit arithmetic, which is what bounds
-//    the node space in practice.
+// 3. Path to node: one table look-up per level. Node to path: per level, the lower bound of
+//    the relative node in m_sum_left gives the instance; past the instances it is a port, and
+//    that last step keeps 32-bit arithmetic, which is what bounds the node space in practice.
+// 4. Both look-ups read a packed copy of the per-module sums and instance modules (the walk
+//    table), so that a level costs about one cache miss, and they allocate nothing.
 #include "util/util_hierarchy.h"
 
 #include <algorithm>
@@ -469,10 +471,7 @@ void HIERARCHY::visit_occurences(IOCCURENCE& visitor) const {
 // Paths
 
 HPATH::HPATH(const IHIERARCHY* hierarchy)
-    : m_hierarchy(hierarchy), m_base_module_index(0), m_port_index(INVALID_INDEX) {
-    // Deep enough for every device seen, so that filling a reused path never allocates.
-    m_instances.reserve(32);
-}
+    : m_hierarchy(hierarchy), m_base_module_index(0), m_port_index(INVALID_INDEX) {}
 
 HPATH::~HPATH() = default;
 

@@ -270,6 +270,8 @@ class FAB_EXPORT HPATH : public IHIERARCHY::IPATH {
     std::vector<uint32_t> m_instances;
 };
 
+// The path cursor of get_path and the parsers. A reused cursor allocates only when a path is
+// deeper than any it held before.
 class FAB_EXPORT HPATH_SETTABLE : public IHIERARCHY::IPATH_SETTABLE {
   public:
     explicit HPATH_SETTABLE(const IHIERARCHY* hierarchy);
