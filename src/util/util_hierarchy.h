@@ -71,7 +71,7 @@ class FAB_EXPORT IHIERARCHY {
         SYM m_port;
     };
 
-    // A read-only hierarchical position: instance indexes from the base module outwards-in,
+    // A read-only hierarchical position: instance indexes from the base module downwards,
     // and a port index, MODULE_INDEX_INVALID when the path ends at an instance.
     class FAB_EXPORT IPATH {
       public:
