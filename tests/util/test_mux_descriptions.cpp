@@ -1,0 +1,196 @@
+// Mux description indexes, the name index, the file form and the print form.
+#include <gtest/gtest.h>
+
+#include <google/protobuf/io/zero_copy_stream_impl.h>
+
+#include <sstream>
+
+#include "util/util_indent.h"
+#include "util/util_mux_descriptions.h"
+#include "util/util_symbol_file.h"
+
+using UTIL::IMUX_DESCRIPTION;
+using UTIL::MUX_DESCRIPTIONS;
+using UTIL::PB_BIN;
+using UTIL::PB_TXT;
+
+namespace {
+
+// Adds a description named `name` with the given (in, out) port-index paths.
+void add_mux(PB::MUX_DESCRIPTIONS& m, const std::string& name,
+             const std::vector<std::pair<int, int>>& paths) {
+    PB::MUX_DESCRIPTION* d = m.add_mux_descriptions();
+    d->set_is_template(false);
+    d->set_name(name);
+    for (auto [in, out] : paths) {
+        PB::MUX_DESCRIPTION::IPATH* p = d->add_mux_ipaths();
+        p->set_in(in);
+        p->set_out(out);
+    }
+}
+
+// Three descriptions: "mux4" (4 inputs to port 4, then inputs 0,1 also to port 5),
+// "empty" without paths, and a second "mux4" whose index must not be found.
+PB::MUX_DESCRIPTIONS sample() {
+    PB::MUX_DESCRIPTIONS m;
+    add_mux(m, "mux4", {{0, 4}, {1, 4}, {2, 4}, {3, 4}, {0, 5}, {1, 5}});
+    add_mux(m, "empty", {});
+    add_mux(m, "mux4", {{7, 8}});
+    return m;
+}
+
+struct FIXTURE {
+    UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
+    UTIL::SYMBOL_FILE file;
+    FIXTURE() {
+        table->add("mux4");
+        table->add("empty");
+        table->add("not_a_mux");
+        file.set_internal_const(table);
+    }
+};
+
+std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    UTIL::set_detail(os, detail);
+    os << d;
+    return os.str();
+}
+
+}  // namespace
+
+TEST(MuxDescription, IndexesOverPaths) {
+    FIXTURE f;
+    MUX_DESCRIPTIONS d;
+    d.set_symbol_file(&f.file);
+    d.set_pb_mux_descriptions(sample());
+    ASSERT_EQ(d.get_n_mux_descriptions(), 3u);
+    const IMUX_DESCRIPTION& m = d.get_mux_description(0);
+    EXPECT_EQ(m.get_index(), 0u);
+    EXPECT_EQ(m.get_pb().name(), "mux4");
+    for (uint32_t p : {0u, 1u, 2u, 3u}) EXPECT_EQ(m.get_port_type(p), IMUX_DESCRIPTION::P_INPUT);
+    EXPECT_EQ(m.get_port_type(4), IMUX_DESCRIPTION::P_OUTPUT);
+    EXPECT_EQ(m.get_port_type(5), IMUX_DESCRIPTION::P_OUTPUT);
+    EXPECT_EQ(m.get_port_type(6), IMUX_DESCRIPTION::P_UNKNOWN);
+    // One input, two outputs: the first path wins.
+    EXPECT_EQ(m.get_output_for_input(0), 4u);
+    EXPECT_EQ(m.get_output_for_input(3), 4u);
+    EXPECT_EQ(m.get_output_for_input(4), 0xFFFFFFFFu);
+    EXPECT_EQ(m.get_inputs_per_output(), (std::vector<uint32_t>{4, 2}));
+    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(m.get_output_number(i), 0u);
+    EXPECT_EQ(m.get_output_number(4), 1u);
+    EXPECT_EQ(m.get_output_number(5), 1u);
+    EXPECT_THROW(m.get_output_number(6), std::out_of_range);
+    // No paths: no outputs, empty vectors.
+    const IMUX_DESCRIPTION& e = d.get_mux_description(1);
+    EXPECT_EQ(e.get_index(), 1u);
+    EXPECT_TRUE(e.get_inputs_per_output().empty());
+    EXPECT_EQ(e.get_port_type(0), IMUX_DESCRIPTION::P_UNKNOWN);
+    EXPECT_THROW(e.get_output_number(0), std::out_of_range);
+    EXPECT_THROW(d.get_mux_description(3), std::out_of_range);
+}
+
+TEST(MuxDescription, NamesFindTheFirstKnownIndex) {
+    FIXTURE f;
+    MUX_DESCRIPTIONS d;
+    d.set_symbol_file(&f.file);
+    d.set_pb_mux_descriptions(sample());
+    EXPECT_EQ(d.find_mux_index(f.table->find("mux4")), 0u);
+    EXPECT_EQ(d.find_mux_index(f.table->find("empty")), 1u);
+    EXPECT_EQ(d.find_mux_index(f.table->find("not_a_mux")), 0xFFFFFFFFu);
+    EXPECT_EQ(d.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
+    // A description whose name the table does not know exists but is not found.
+    PB::MUX_DESCRIPTIONS m;
+    add_mux(m, "unknown_name", {{0, 1}});
+    MUX_DESCRIPTIONS d2;
+    d2.set_symbol_file(&f.file);
+    d2.set_pb_mux_descriptions(m);
+    EXPECT_EQ(d2.get_n_mux_descriptions(), 1u);
+    EXPECT_EQ(d2.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
+}
+
+TEST(MuxDescription, PortUsedBothWays) {
+    FIXTURE f;
+    // Input first: port 1 is an input of path 0 and the output of paths 1 and 2, so one
+    // warning per such path and the kind stays P_INPUT.
+    PB::MUX_DESCRIPTIONS m;
+    add_mux(m, "mux4", {{1, 2}, {0, 1}, {3, 1}});
+    // Output first: port 2 is an output, then an input; no warning, kind stays P_OUTPUT.
+    add_mux(m, "empty", {{0, 2}, {2, 3}});
+    MUX_DESCRIPTIONS d;
+    d.set_symbol_file(&f.file);
+    testing::internal::CaptureStdout();
+    d.set_pb_mux_descriptions(m);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out,
+              "WARNING: Mux Description: mux4 uses port 1 as input and output\n"
+              "WARNING: Mux Description: mux4 uses port 1 as input and output\n");
+    EXPECT_EQ(d.get_mux_description(0).get_port_type(1), IMUX_DESCRIPTION::P_INPUT);
+    EXPECT_EQ(d.get_mux_description(0).get_inputs_per_output(), (std::vector<uint32_t>{1, 2}));
+    EXPECT_EQ(d.get_mux_description(1).get_port_type(2), IMUX_DESCRIPTION::P_OUTPUT);
+    EXPECT_EQ(d.get_mux_description(1).get_output_for_input(2), 3u);
+}
+
+TEST(MuxDescription, FatalChecks) {
+    FIXTURE f;
+    MUX_DESCRIPTIONS d;
+    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
+                "IE .*:[0-9]+  m_symbol_file != NULL \n");
+    UTIL::SYMBOL_FILE empty_file;
+    d.set_symbol_file(&empty_file);
+    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
+                "  m_symbol_file->get_internal_const\\(\\) != NULL \n");
+    EXPECT_EXIT(d.set_symbol_file(&f.file), testing::ExitedWithCode(255),
+                "  m_symbol_file == NULL \n");
+    MUX_DESCRIPTIONS d2;
+    d2.set_symbol_file(&f.file);
+    d2.set_pb_mux_descriptions(sample());
+    std::istringstream in("");
+    EXPECT_EXIT(d2.read(in, PB_BIN), testing::ExitedWithCode(255),
+                "  m_pb_mux_descriptions.mux_descriptions_size\\(\\) == 0 \n");
+}
+
+TEST(MuxDescription, FileRoundTripAndCutFiles) {
+    FIXTURE f;
+    for (uint32_t format : {PB_BIN, PB_TXT}) {
+        MUX_DESCRIPTIONS d;
+        d.set_symbol_file(&f.file);
+        d.set_pb_mux_descriptions(sample());
+        std::ostringstream out;
+        ASSERT_TRUE(d.write(out, format));
+        const std::string bytes = out.str();
+        MUX_DESCRIPTIONS back;
+        back.set_symbol_file(&f.file);
+        std::istringstream in(bytes);
+        ASSERT_TRUE(back.read(in, format));
+        EXPECT_EQ(back.get_pb().SerializeAsString(), d.get_pb().SerializeAsString());
+        EXPECT_EQ(print(back, 2), print(d, 2));
+        EXPECT_EQ(back.find_mux_index(f.table->find("empty")), 1u);
+        EXPECT_EQ(back.get_mux_description(0).get_inputs_per_output(),
+                  (std::vector<uint32_t>{4, 2}));
+        EXPECT_EQ(back.get_mux_description(0).get_output_for_input(1), 4u);
+        // A cut file returns false; the table is still indexed over what was read.
+        for (size_t cut = 0; cut < bytes.size(); cut += 3) {
+            MUX_DESCRIPTIONS part;
+            part.set_symbol_file(&f.file);
+            std::istringstream cut_in(bytes.substr(0, cut));
+            EXPECT_FALSE(part.read(cut_in, format)) << cut;
+            EXPECT_LE(part.get_n_mux_descriptions(), 3u);
+        }
+    }
+}
+
+TEST(MuxDescription, PrintForm) {
+    FIXTURE f;
+    MUX_DESCRIPTIONS d;
+    d.set_symbol_file(&f.file);
+    d.set_pb_mux_descriptions(sample());
+    EXPECT_EQ(print(d, 1), "MUX_DESCRIPTIONS (3) {}");
+    EXPECT_EQ(print(d, 2),
+              "MUX_DESCRIPTIONS (3) {\n"
+              "   [0] { name=mux4, (0,4), (1,4), (2,4), (3,4), (0,5), (1,5)}\n"
+              "   [1] { name=empty, }\n"
+              "   [2] { name=mux4, (7,8)}\n"
+              "}");
+}
