@@ -11,6 +11,17 @@ static const char* slow_name(NS_SYMBOL::SYM symbol, std::string& buffer) {
     return buffer.c_str();
 }
 
+// A copy keeps the reservation of the original, so that a template reserved by its
+// constructor gives a stored instance whose references never move.
+static std::unique_ptr<std::vector<NLG_PORT_REF>> copy_portrefs(
+    const std::unique_ptr<std::vector<NLG_PORT_REF>>& portrefs) {
+    if (!portrefs) return nullptr;
+    std::unique_ptr<std::vector<NLG_PORT_REF>> copy(new std::vector<NLG_PORT_REF>());
+    copy->reserve(portrefs->capacity());
+    for (const NLG_PORT_REF& pr : *portrefs) copy->push_back(pr);
+    return copy;
+}
+
 NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, NLG_ID id,
                            const NLG_FILELINE& fileline, uint32_t n_portrefs)
     : m_parent(nullptr),
@@ -25,7 +36,7 @@ NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, NLG_ID id,
 
 NLG_INSTANCE::NLG_INSTANCE(const NLG_INSTANCE& other)
     : NLG_IINSTANCE(other),
-      m_portrefs(other.m_portrefs ? new std::vector<NLG_PORT_REF>(*other.m_portrefs) : nullptr),
+      m_portrefs(copy_portrefs(other.m_portrefs)),
       m_parent(other.m_parent),
       m_module(other.m_module),
       m_id(other.m_id),

@@ -500,7 +500,9 @@ void NLG_GRAPH_READ::add_module_port(SYM name, uint32_t direction, const NLG_IFI
 }
 
 void NLG_GRAPH_READ::end_module_ports() {
-    UTIL_ASSERT(((int)m_module->get_num_ports()) == m_num_ports);
+    // clang-format off
+    UTIL_ASSERT(((int) m_module->get_num_ports()) == m_num_ports);
+    // clang-format on
     UTIL_ASSERT(m_num_ports == m_port_count);
     m_module = NULL;
     m_num_ports = 0;
