@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ns_symbol.h"
-#include "util_ihierarchy.h"
+#include "util/util_hierarchy.h"
 
 namespace UTIL {
 class SYMBOL_TABLE;
