@@ -2,6 +2,8 @@
 // made by its factories (paths, trees, hierarchy adapters, hybrid graph) are built elsewhere.
 #include "nlg/nlg_graph.h"
 
+#include "nlg/nlg_hierarchy.h"
+#include "nlg/nlg_instance_tree.h"
 #include "tsl_ivisitor.h"
 #include "util/util_assert.h"
 #include "util/util_symbol.h"
@@ -75,30 +77,32 @@ const std::vector<NLG_MODULE*>& NLG_GRAPH::get_top_level_modules() {
     return *m_top_level_modules;
 }
 
-// The views below arrive with the instance paths, the hierarchy adapters and the hybrid graph.
-
 NLG_IINSTANCE_PATHS* NLG_GRAPH::create_instance_paths() {
-    UTIL_FAIL("create_instance_paths is not available yet");
+    return new NLG_INSTANCE_PATHS(this);
 }
 
-NLG_IINSTANCE_TREE* NLG_GRAPH::create_instance_tree(bool) {
-    UTIL_FAIL("create_instance_tree is not available yet");
+// The flag is true for a tree of instances only, which is tree type 0.
+NLG_IINSTANCE_TREE* NLG_GRAPH::create_instance_tree(bool instances_only) {
+    return new NLG_INSTANCE_TREE(this, !instances_only);
 }
+
+// The hybrid graph arrives with its own module.
 
 NLG_IGRAPH* NLG_GRAPH::create_hybrid_graph(NLG_IGRAPH*, NLG_IMODULE_MATCH*) {
     UTIL_FAIL("create_hybrid_graph is not available yet");
 }
 
 UTIL::IHIERARCHY::IMODULES* NLG_GRAPH::create_hmodules() {
-    UTIL_FAIL("create_hmodules is not available yet");
+    return new NLG::HMODULES(this);
 }
 
-UTIL::IHIERARCHY::IMODULES* NLG_GRAPH::create_hymodules(NLG_IGRAPH*, NLG_IMODULE_MATCH*) {
-    UTIL_FAIL("create_hymodules is not available yet");
+UTIL::IHIERARCHY::IMODULES* NLG_GRAPH::create_hymodules(NLG_IGRAPH* other,
+                                                        NLG_IMODULE_MATCH* match) {
+    return new NLG::HYMODULES(this, other, match);
 }
 
 NLG_IGRAPH::IHPATH* NLG_GRAPH::create_hpath() {
-    UTIL_FAIL("create_hpath is not available yet");
+    return new NLG::HPATH(this);
 }
 
 void NLG_GRAPH::populate_fanin_fanout(NLG_IANNSS*) {
