@@ -108,6 +108,10 @@ TEST(NlgHmodules, ShowsTheGraphByIndex) {
     UTIL::HIERARCHY hierarchy(modules.get());
     EXPECT_EQ(hierarchy.get_num_nodes(), 12u);
     EXPECT_EQ(hierarchy.get_num_nodes(1), 5u);
+
+    // The description keeps the graph as it was when made.
+    add_module(*g, "late", 0, NLG_FILELINE(), false, 0, 0, 0);
+    EXPECT_EQ(modules->get_n_modules(), 3u);
 }
 
 TEST(NlgHmodules, UnknownDirectionStops) {
