@@ -11,6 +11,7 @@
 //     fan-in references of module ports; the other fan-ins are rebuilt from the same edges.
 #include "nlg/nlg_readwrite.h"
 
+#include <google/protobuf/arena.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 
 #include <algorithm>
@@ -39,7 +40,10 @@ NLG_IGRAPH_READWRITE& nlg_graph_readwrite() {
 // Whole-file operations.
 
 bool NLG_GRAPH_READWRITE::write(const NLG_IGRAPH& graph, std::ostream& stream, uint32_t format) {
-    PB::NLG::GRAPH message;
+    // The whole graph stands in memory as one message: an arena makes its many small
+    // records cheap to make and to drop.
+    google::protobuf::Arena arena;
+    PB::NLG::GRAPH& message = *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH>(&arena);
     std::unique_ptr<NLG_IPB_WRITE> pb_write(nlg_readwrite().create_pb_write());
     pb_write->set_target(&message, graph.get_symbol_table());
     std::unique_ptr<NLG_IGRAPH_WRITE> graph_write(nlg_readwrite().create_graph_write());
@@ -49,7 +53,8 @@ bool NLG_GRAPH_READWRITE::write(const NLG_IGRAPH& graph, std::ostream& stream, u
 }
 
 bool NLG_GRAPH_READWRITE::read(NLG_GRAPH* graph, std::istream& stream, uint32_t format) {
-    PB::NLG::GRAPH message;
+    google::protobuf::Arena arena;
+    PB::NLG::GRAPH& message = *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH>(&arena);
     std::unique_ptr<NLG_ISTREAM_RW> stream_rw(nlg_readwrite().create_stream_rw());
     std::unique_ptr<NLG_IPB_READ> pb_read(nlg_readwrite().create_pb_read());
     std::unique_ptr<NLG_IGRAPH_READ> graph_read(nlg_readwrite().create_graph_read());
@@ -494,7 +499,7 @@ void NLG_GRAPH_READ::begin_module_ports(int32_t n) {
 void NLG_GRAPH_READ::add_module_port(SYM name, uint32_t direction, const NLG_IFILELINE* fileline) {
     UTIL_ASSERT(m_module != NULL);
     NLG_PORT port(NLG_ID(NLG_ID::PORT, m_port_serial), name, direction, whole(fileline));
-    m_module->add_port(port);
+    m_module->add_port(std::move(port));
     ++m_port_count;
     ++m_port_serial;
 }
@@ -545,7 +550,7 @@ void NLG_GRAPH_READ::begin_nets(int32_t n) {
 void NLG_GRAPH_READ::add_net(SYM name, std::vector<int32_t>&& port_indexes,
                              const NLG_IFILELINE* fileline) {
     NLG_NET net(NLG_ID(NLG_ID::NET, m_net_serial), name, whole(fileline));
-    m_module->add_net(net);
+    m_module->add_net(std::move(net));
     NLG_NET* stored = m_module->net(static_cast<int32_t>(m_module->get_num_nets()) - 1);
     stored->reserve_ports(port_indexes.size());
     for (int32_t port_index : port_indexes) stored->connect_port(port_index);
@@ -574,7 +579,7 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
     NLG_MODULE* definition = m_graph->module(module_index);
     NLG_INSTANCE instance(name, definition, NLG_ID(NLG_ID::INSTANCE, m_instance_serial),
                           whole(fileline), 0);
-    m_module->add_instance(instance);
+    m_module->add_instance(std::move(instance));
     NLG_INSTANCE* stored =
         m_module->instance(static_cast<int32_t>(m_module->get_num_instances()) - 1);
     stored->reserve_portrefs(port_to_nets.size());
