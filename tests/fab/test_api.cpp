@@ -13,7 +13,7 @@
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_test_graph.h"
 #include "nlg/nlg_test_util.h"
-#include "nlg_iannss.h"
+#include "ann/annss.h"
 
 namespace {
 
@@ -25,9 +25,9 @@ class LOGGED_GRAPH : public NLG_GRAPH {
     std::string m_label;
 };
 
-class LOGGED_ANNSS : public NLG_IANNSS {
+class LOGGED_ANNSS : public NLG_ANNSS {
   public:
-    explicit LOGGED_ANNSS(std::string name) : m_label(name) {}
+    LOGGED_ANNSS(const NLG_IGRAPH& graph, std::string name) : NLG_ANNSS(graph), m_label(name) {}
     ~LOGGED_ANNSS() override { std::cout << "delete " << m_label << "\n"; }
     std::string m_label;
 };
@@ -49,7 +49,7 @@ class FAKE_TESSEL : public NLG_TESSEL {
     }
     NLG_IANNSS* create_annss(NLG_IGRAPH* graph) override {
         m_annotated.push_back(graph);
-        return new LOGGED_ANNSS("annss" + std::to_string(++m_annss));
+        return new LOGGED_ANNSS(*graph, "annss" + std::to_string(++m_annss));
     }
     bool read_annss(NLG_IANNSS*, std::istream&, int format) override {
         m_formats.push_back(format);
@@ -90,8 +90,6 @@ TEST(FabApi, DefaultInterfaceReadsGraphs) {
     EXPECT_EQ(impl->get_blc_graph()->get_num_modules(), 3u);
     // Each graph has a symbol table of its own.
     EXPECT_NE(impl->get_rtl_graph()->get_symbol_table(), impl->get_blc_graph()->get_symbol_table());
-    EXPECT_EXIT(api->read_rtl_annotation(rtl), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("create_annss is not available yet"));
     EXPECT_EXIT(api->create_floorplan(), testing::ExitedWithCode(255),
                 NLG_TEST::fatal("create_floorplan is not available yet"));
     EXPECT_EXIT(api->create_routing_graph(), testing::ExitedWithCode(255),
