@@ -125,12 +125,4 @@ NLG_ANNSS::get_fab() {
     return m_fab;
 }
 
-// The named form walks the graph with a traversal, which is not part of this build yet.
-
-void NLG_ANNSS::write_named(PB::NAMED_ANNSS*) {
-    UTIL_FAIL("write_named is not available yet");
-}
-
-bool NLG_ANNSS::read_named(const PB::NAMED_ANNSS&) {
-    UTIL_FAIL("read_named is not available yet");
-}
+// write_named and read_named walk the graph by name; they live with the API implementation.

@@ -1,0 +1,78 @@
+// The flat placement table of the top module's record:
+// 1. load merges each listed (node, record) pair into the map, so repeated nodes combine;
+// 2. store appends the map to the list in ascending node order, so that two runs write the same
+//    file, and records the largest grid row and column as the graph's bounds.
+#include "icdb/icdb_instance_tree.h"
+
+#include <algorithm>
+
+#include "util/util_assert.h"
+
+namespace ICDB {
+
+INSTANCE_TREE::INSTANCE_TREE(NLG_IGRAPH* graph)
+    : m_graph(graph), m_modules(graph->create_hmodules()), m_hierarchy(nullptr) {
+    m_hierarchy = new UTIL::HIERARCHY(m_modules);
+}
+
+INSTANCE_TREE::INSTANCE_TREE(NLG_IGRAPH* graph, UTIL::IHIERARCHY* hierarchy)
+    : m_graph(graph), m_modules(nullptr), m_hierarchy(hierarchy) {}
+
+INSTANCE_TREE::~INSTANCE_TREE() {
+    // The hierarchy reads the module view: it goes first.
+    if (m_modules) {
+        delete m_hierarchy;
+        delete m_modules;
+    }
+}
+
+void INSTANCE_TREE::load(NLG_ICDB_ANNS& reader) {
+    const PB::ICDB::MODULE& top = reader.get_module(*m_graph->get_module(0));
+    m_flat_instances.reserve(m_flat_instances.size() + top.flat_instance_nodes_size());
+    for (const PB::ICDB::FLAT_INSTANCE_NODE& entry : top.flat_instance_nodes())
+        m_flat_instances[static_cast<uint64_t>(entry.node())].MergeFrom(entry.instance());
+}
+
+bool INSTANCE_TREE::store(NLG_ICDB_ANNS& reader, const std::vector<uint32_t>& sector_modules) {
+    std::vector<uint64_t> nodes;
+    nodes.reserve(m_flat_instances.size());
+    for (const auto& entry : m_flat_instances) nodes.push_back(entry.first);
+    std::sort(nodes.begin(), nodes.end());
+
+    PB::ICDB::MODULE& top = reader.get_module(*m_graph->get_module(0));
+    top.mutable_flat_instance_nodes()->Reserve(top.flat_instance_nodes_size() +
+                                               static_cast<int>(nodes.size()));
+    int32_t max_row = 0;
+    int32_t max_col = 0;
+    for (uint64_t node : nodes) {
+        const PB::ICDB::FLAT_INSTANCE& record = m_flat_instances.find(node)->second;
+        PB::ICDB::FLAT_INSTANCE_NODE* entry = top.add_flat_instance_nodes();
+        entry->set_node(static_cast<int64_t>(node));
+        entry->mutable_instance()->MergeFrom(record);
+        max_row = std::max(max_row, record.bposition().row());
+        max_col = std::max(max_col, record.bposition().col());
+    }
+    for (uint32_t index : sector_modules)
+        reader.get_module(*m_graph->get_module(static_cast<int32_t>(index)))
+            .set_level(PB::ICDB::MODULE::SECTOR);
+    PB::ICDB::GRAPH& graph_record = reader.get_graph();
+    graph_record.set_max_brow(max_row);
+    graph_record.set_max_bcol(max_col);
+    return true;
+}
+
+UTIL::IHIERARCHY* INSTANCE_TREE::get_hierarchy() {
+    UTIL_ASSERT(m_hierarchy != NULL);
+    return m_hierarchy;
+}
+
+const PB::ICDB::FLAT_INSTANCE* INSTANCE_TREE::get_flat_instance(uint64_t node) const {
+    auto it = m_flat_instances.find(node);
+    return it == m_flat_instances.end() ? nullptr : &it->second;
+}
+
+bool INSTANCE_TREE::add_flat_instance(uint64_t node, const PB::ICDB::FLAT_INSTANCE& record) {
+    return m_flat_instances.try_emplace(node, record).second;
+}
+
+}  // namespace ICDB
