@@ -102,8 +102,6 @@ TEST(Annss, KindsAndBounds) {
               &store.get_instance(3));
     EXPECT_FALSE(annss.get_icdb().get_port(*q).has_re_name());
     EXPECT_THROW(store.get_port(10), std::out_of_range);
-    EXPECT_EXIT(annss.write_named(nullptr), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("write_named is not available yet"));
 }
 
 TEST(Annss, RoundTripKeepsRecordsAndSymbols) {

@@ -1,0 +1,173 @@
+// The named annotation form: what write_named lists, a round trip into a graph whose modules
+// lie in another order, and what read_named does with names it does not know.
+#include <gtest/gtest.h>
+#include <google/protobuf/text_format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ann/annss.h"
+#include "nlg/nlg_test_builder.h"
+
+namespace {
+
+using NLG_TEST::BUILDER;
+
+// One device in two module orders:
+//   natural:  top (0): u0:cell, u1:blk; blk (1): v:cell; cell (2)
+//   shuffled: top (0), cell (1), blk (2), with the same instances.
+NLG_GRAPH* make_graph(bool shuffled) {
+    BUILDER b;
+    NLG_MODULE* top = b.module("top", 0, 2);
+    NLG_MODULE* blk = nullptr;
+    NLG_MODULE* cell = nullptr;
+    if (shuffled) {
+        cell = b.module("cell", 1, 0);
+        blk = b.module("blk", 0, 1);
+    } else {
+        blk = b.module("blk", 0, 1);
+        cell = b.module("cell", 1, 0);
+    }
+    b.port(cell, "p", NLG_IPORT::INPUT);
+    b.instance(top, "u0", cell);
+    b.instance(top, "u1", blk);
+    b.instance(blk, "v", cell);
+    return b.graph();
+}
+
+NLG_IMODULE* module(NLG_GRAPH& g, const std::string& name) {
+    return g.get_module(g.get_symbol_table()->find(name));
+}
+
+// Records on every module and on two instances of the natural graph.
+void annotate(NLG_GRAPH& g, NLG_ANNSS& annss) {
+    NLG_ICDB_ANNS& icdb = annss.get_icdb();
+    icdb.get_module(*module(g, "top")).set_level(PB::ICDB::MODULE::DEVICE);
+    PB::ICDB::MODULE& blk = icdb.get_module(*module(g, "blk"));
+    blk.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
+    blk.set_pnr_height(3);
+    blk.set_pnr_width(4);
+    PB::ICDB::FLAT_INSTANCE_NODE* placed = blk.add_flat_instance_nodes();
+    placed->set_node(12);
+    placed->mutable_instance()->set_uid("b");
+    PB::ICDB::MODULE& cell = icdb.get_module(*module(g, "cell"));
+    cell.set_level(PB::ICDB::MODULE::PRIM_MUX);
+    cell.mutable_mux_desc()->set_is_template(true);
+    cell.mutable_mux_desc()->set_mux_type(PB::MUX_DESCRIPTION::LEIM);
+    PB::ICDB::MODULE::PATH* path = cell.add_paths();
+    path->set_in(0);
+    path->set_out(0);
+    icdb.get_instance(*module(g, "top")->get_instance(0)).set_pnr_x(5);
+    icdb.get_instance(*module(g, "blk")->get_instance(0)).set_phys_y(2.5f);
+}
+
+std::unique_ptr<NLG_ANNSS> make_annss(NLG_GRAPH& g) {
+    std::unique_ptr<NLG_ANNSS> annss(new NLG_ANNSS(g));
+    annss->add_type(PB::ANNS::ICDB);
+    return annss;
+}
+
+TEST(NamedForm, WriteListsModulesAndInstancesByName) {
+    std::unique_ptr<NLG_GRAPH> g(make_graph(false));
+    std::unique_ptr<NLG_ANNSS> annss = make_annss(*g);
+    annotate(*g, *annss);
+    PB::NAMED_ANNSS out;
+    annss->write_named(&out);
+
+    ASSERT_EQ(out.annotations_size(), 1);
+    const PB::NAMED_ANNS& anns = out.annotations(0);
+    EXPECT_EQ(anns.type(), PB::ANNS::ICDB);
+    ASSERT_EQ(anns.modules_size(), 3);
+    std::vector<std::string> listed;
+    for (const PB::NAMED_MODULE& m : anns.modules()) {
+        std::string line = m.name() + ":";
+        for (const PB::NAMED_INSTANCE& i : m.instances()) line += " " + i.name() + "/" + i.module();
+        listed.push_back(line);
+        ASSERT_TRUE(m.HasExtension(PB::ICDB::NMODULE::module)) << m.name();
+        EXPECT_EQ(m.GetExtension(PB::ICDB::NMODULE::module).SerializeAsString(),
+                  annss->get_icdb().get_module(*module(*g, m.name())).SerializeAsString());
+    }
+    EXPECT_EQ(listed, std::vector<std::string>({"top: u0/cell u1/blk", "blk: v/cell", "cell:"}));
+    const PB::NAMED_INSTANCE& u0 = anns.modules(0).instances(0);
+    EXPECT_EQ(u0.GetExtension(PB::ICDB::NINSTANCE::instance).pnr_x(), 5);
+    const PB::NAMED_INSTANCE& v = anns.modules(1).instances(0);
+    EXPECT_FLOAT_EQ(v.GetExtension(PB::ICDB::NINSTANCE::instance).phys_y(), 2.5f);
+    EXPECT_TRUE(out.IsInitialized());
+
+    // A second call appends a second list.
+    annss->write_named(&out);
+    EXPECT_EQ(out.annotations_size(), 2);
+}
+
+TEST(NamedForm, RoundTripIntoAnotherModuleOrder) {
+    std::unique_ptr<NLG_GRAPH> g(make_graph(false));
+    std::unique_ptr<NLG_ANNSS> annss = make_annss(*g);
+    annotate(*g, *annss);
+    PB::NAMED_ANNSS out;
+    annss->write_named(&out);
+
+    // Through the text form, as a tool would keep it.
+    std::string text;
+    ASSERT_TRUE(google::protobuf::TextFormat::PrintToString(out, &text));
+    PB::NAMED_ANNSS in;
+    ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(text, &in));
+
+    std::unique_ptr<NLG_GRAPH> other(make_graph(true));
+    std::unique_ptr<NLG_ANNSS> back = make_annss(*other);
+    ASSERT_TRUE(back->read_named(in));
+    EXPECT_TRUE(back->get_error().m_ok);
+    for (const char* name : {"top", "blk", "cell"}) {
+        EXPECT_EQ(back->get_icdb().get_module(*module(*other, name)).SerializeAsString(),
+                  annss->get_icdb().get_module(*module(*g, name)).SerializeAsString())
+            << name;
+    }
+    // Instances are not read back.
+    EXPECT_EQ(back->get_icdb().get_instance(*module(*other, "top")->get_instance(0)).pnr_x(), -1);
+    EXPECT_FALSE(
+        back->get_icdb().get_instance(*module(*other, "top")->get_instance(0)).has_pnr_x());
+}
+
+TEST(NamedForm, ReadFailsOnUnknownModules) {
+    std::unique_ptr<NLG_GRAPH> g(make_graph(false));
+
+    auto named = [](const std::string& name, bool with_record, PB::ANNS::TYPE type) {
+        PB::NAMED_ANNSS in;
+        PB::NAMED_ANNS* anns = in.add_annotations();
+        anns->set_type(type);
+        PB::NAMED_MODULE* m = anns->add_modules();
+        m->set_name(name);
+        if (with_record)
+            m->MutableExtension(PB::ICDB::NMODULE::module)->set_level(PB::ICDB::MODULE::SECTOR);
+        return in;
+    };
+
+    // A name that the symbol table lacks.
+    std::unique_ptr<NLG_ANNSS> a = make_annss(*g);
+    EXPECT_FALSE(a->read_named(named("nope", true, PB::ANNS::ICDB)));
+    EXPECT_FALSE(a->get_error().m_ok);
+    EXPECT_EQ(a->get_error().m_message, "Unknown module: nope");
+    std::unique_ptr<NLG_ANNSS> a2 = make_annss(*g);
+    EXPECT_FALSE(a2->read_named(named("nope", false, PB::ANNS::ICDB)));
+    EXPECT_EQ(a2->get_error().m_message, "Unknown module: nope");
+
+    // A known name that is no module: fails only when there is a record to put somewhere.
+    std::unique_ptr<NLG_ANNSS> b = make_annss(*g);
+    EXPECT_FALSE(b->read_named(named("u0", true, PB::ANNS::ICDB)));
+    EXPECT_EQ(b->get_error().m_message, "Unknown module: u0");
+    std::unique_ptr<NLG_ANNSS> c = make_annss(*g);
+    EXPECT_TRUE(c->read_named(named("u0", false, PB::ANNS::ICDB)));
+    EXPECT_TRUE(c->get_error().m_ok);
+
+    // Lists of another kind are skipped, whatever they name.
+    std::unique_ptr<NLG_ANNSS> d = make_annss(*g);
+    EXPECT_TRUE(d->read_named(named("nope", true, PB::ANNS::FAB)));
+    EXPECT_TRUE(d->get_error().m_ok);
+
+    // A good record lands in its module.
+    std::unique_ptr<NLG_ANNSS> e = make_annss(*g);
+    EXPECT_TRUE(e->read_named(named("blk", true, PB::ANNS::ICDB)));
+    EXPECT_EQ(e->get_icdb().get_module(*module(*g, "blk")).level(), PB::ICDB::MODULE::SECTOR);
+}
+
+}  // namespace

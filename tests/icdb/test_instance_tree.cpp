@@ -1,0 +1,179 @@
+// The flat placement table: adds, look-ups, load with merging, store in node order with sectors
+// and grid bounds, and a round trip through an annotation file.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ann/annss.h"
+#include "icdb/icdb_instance_tree.h"
+#include "nlg/nlg_hierarchy.h"
+#include "nlg/nlg_test_builder.h"
+#include "nlg/nlg_test_util.h"
+#include "util/util_protobuf.h"
+
+namespace {
+
+using NLG_TEST::BUILDER;
+
+// top (0): a0, a1 : blk; blk (1): c0, c1 : cell; cell (2): port p in.
+NLG_GRAPH* make_graph() {
+    BUILDER b;
+    NLG_MODULE* top = b.module("top", 0, 2);
+    NLG_MODULE* blk = b.module("blk", 0, 2);
+    NLG_MODULE* cell = b.module("cell", 1, 0);
+    b.port(cell, "p", NLG_IPORT::INPUT);
+    b.instance(top, "a0", blk);
+    b.instance(top, "a1", blk);
+    b.instance(blk, "c0", cell);
+    b.instance(blk, "c1", cell);
+    return b.graph();
+}
+
+PB::ICDB::FLAT_INSTANCE record(int row, int col, const std::string& uid) {
+    PB::ICDB::FLAT_INSTANCE r;
+    r.mutable_bposition()->set_row(row);
+    r.mutable_bposition()->set_col(col);
+    if (!uid.empty()) r.set_uid(uid);
+    return r;
+}
+
+struct FIXTURE {
+    std::unique_ptr<NLG_GRAPH> graph{make_graph()};
+    std::unique_ptr<NLG_ANNSS> annss{new NLG_ANNSS(*graph)};
+    FIXTURE() { annss->add_type(PB::ANNS::ICDB); }
+    PB::ICDB::MODULE& top() { return annss->get_icdb().get_module(*graph->get_module(0)); }
+};
+
+TEST(InstanceTree, AddAndLookUp) {
+    FIXTURE f;
+    ICDB::INSTANCE_TREE tree(f.graph.get());
+    EXPECT_EQ(tree.get_flat_instance(3), nullptr);
+    EXPECT_TRUE(tree.add_flat_instance(3, record(1, 2, "first")));
+    EXPECT_FALSE(tree.add_flat_instance(3, record(5, 6, "second")));
+    const PB::ICDB::FLAT_INSTANCE* kept = tree.get_flat_instance(3);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(kept->uid(), "first");
+    EXPECT_EQ(kept->bposition().row(), 1);
+    // Records stay put while the map grows.
+    for (uint64_t node = 100; node < 1100; ++node) tree.add_flat_instance(node, record(0, 0, ""));
+    EXPECT_EQ(tree.get_flat_instance(3), kept);
+    EXPECT_EQ(tree.size(), 1001u);
+
+    // The tree's own hierarchy numbers the graph: a1/c1 is the node of that path.
+    UTIL::IHIERARCHY* h = tree.get_hierarchy();
+    std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> path(h->create_path());
+    ASSERT_TRUE(path->set_from_string("a1/c1", 0));
+    EXPECT_NE(h->get_node(*path), UTIL::IHIERARCHY::INVALID_NODE);
+
+    // A caller's hierarchy is used as given; with none, asking for it is fatal.
+    ICDB::INSTANCE_TREE borrowed(f.graph.get(), h);
+    EXPECT_EQ(borrowed.get_hierarchy(), h);
+    ICDB::INSTANCE_TREE without(f.graph.get(), nullptr);
+    EXPECT_FATAL(without.get_hierarchy(), "m_hierarchy != NULL");
+}
+
+TEST(InstanceTree, LoadMergesEntries) {
+    FIXTURE f;
+    PB::ICDB::MODULE& top = f.top();
+    // Node 7 twice: the second entry's set fields overwrite, the others stay.
+    PB::ICDB::FLAT_INSTANCE_NODE* e = top.add_flat_instance_nodes();
+    e->set_node(7);
+    *e->mutable_instance() = record(1, 1, "seven");
+    e = top.add_flat_instance_nodes();
+    e->set_node(7);
+    e->mutable_instance()->set_is_spare_row(true);
+    e->mutable_instance()->mutable_bposition()->set_row(4);
+    e->mutable_instance()->mutable_bposition()->set_col(5);
+    // Node 2 with no instance at all.
+    top.add_flat_instance_nodes()->set_node(2);
+
+    ICDB::INSTANCE_TREE tree(f.graph.get());
+    tree.load(f.annss->get_icdb());
+    ASSERT_EQ(tree.size(), 2u);
+    const PB::ICDB::FLAT_INSTANCE* seven = tree.get_flat_instance(7);
+    ASSERT_NE(seven, nullptr);
+    EXPECT_EQ(seven->uid(), "seven");
+    EXPECT_TRUE(seven->is_spare_row());
+    EXPECT_EQ(seven->bposition().row(), 4);
+    EXPECT_EQ(seven->bposition().col(), 5);
+    const PB::ICDB::FLAT_INSTANCE* two = tree.get_flat_instance(2);
+    ASSERT_NE(two, nullptr);
+    EXPECT_EQ(two->ByteSizeLong(), 0u);
+}
+
+TEST(InstanceTree, StoreSortedAppendingWithSectorsAndBounds) {
+    // An empty map writes nothing and bounds of 0.
+    {
+        FIXTURE f;
+        ICDB::INSTANCE_TREE tree(f.graph.get());
+        EXPECT_TRUE(tree.store(f.annss->get_icdb(), {}));
+        EXPECT_EQ(f.top().flat_instance_nodes_size(), 0);
+        EXPECT_TRUE(f.annss->get_icdb().get_graph().has_max_brow());
+        EXPECT_EQ(f.annss->get_icdb().get_graph().max_brow(), 0);
+        EXPECT_EQ(f.annss->get_icdb().get_graph().max_bcol(), 0);
+    }
+    FIXTURE f;
+    f.top().add_flat_instance_nodes()->set_node(99);
+    ICDB::INSTANCE_TREE tree(f.graph.get());
+    tree.add_flat_instance(9, record(3, 1, "nine"));
+    tree.add_flat_instance(1, record(0, 8, ""));
+    tree.add_flat_instance(5, PB::ICDB::FLAT_INSTANCE());
+    tree.add_flat_instance(6, record(2, 2, ""));
+    EXPECT_TRUE(tree.store(f.annss->get_icdb(), {1, 2}));
+
+    const PB::ICDB::MODULE& top = f.top();
+    std::vector<int64_t> nodes;
+    for (const auto& entry : top.flat_instance_nodes()) nodes.push_back(entry.node());
+    EXPECT_EQ(nodes, std::vector<int64_t>({99, 1, 5, 6, 9}));
+    EXPECT_EQ(top.flat_instance_nodes(4).instance().uid(), "nine");
+    EXPECT_FALSE(top.flat_instance_nodes(2).instance().has_bposition());
+    EXPECT_EQ(f.annss->get_icdb().get_graph().max_brow(), 3);
+    EXPECT_EQ(f.annss->get_icdb().get_graph().max_bcol(), 8);
+    NLG_ICDB_ANNS& icdb = f.annss->get_icdb();
+    EXPECT_FALSE(top.has_level());
+    EXPECT_EQ(icdb.get_module(*f.graph->get_module(1)).level(), PB::ICDB::MODULE::SECTOR);
+    EXPECT_EQ(icdb.get_module(*f.graph->get_module(2)).level(), PB::ICDB::MODULE::SECTOR);
+}
+
+TEST(InstanceTree, RoundTripThroughAnnotationFile) {
+    FIXTURE f;
+    ICDB::INSTANCE_TREE tree(f.graph.get());
+    std::mt19937 random(17);
+    for (int i = 0; i < 200; ++i) {
+        PB::ICDB::FLAT_INSTANCE r =
+            record(static_cast<int>(random() % 50), static_cast<int>(random() % 70), "");
+        if (random() % 2) r.set_uid("u" + std::to_string(i));
+        if (random() % 3 == 0) r.set_is_spare_row(true);
+        if (random() % 4 == 0) {
+            r.mutable_sid()->set_stype(PB::ICDB::SID::IO);
+            r.mutable_sid()->set_rowid(static_cast<uint32_t>(i));
+            r.mutable_sid()->set_colid(3);
+        }
+        tree.add_flat_instance(random() % 100000, r);
+    }
+    ASSERT_TRUE(tree.store(f.annss->get_icdb(), {1}));
+
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::stringstream file;
+        ASSERT_TRUE(f.annss->get_annss()->write(file, format));
+        NLG_ANNSS fresh(*f.graph);
+        ASSERT_TRUE(fresh.get_annss()->read(file, format));
+        ICDB::INSTANCE_TREE back(f.graph.get());
+        back.load(fresh.get_icdb());
+        ASSERT_EQ(back.size(), tree.size());
+        for (const auto& entry : f.top().flat_instance_nodes()) {
+            const PB::ICDB::FLAT_INSTANCE* r = back.get_flat_instance(entry.node());
+            ASSERT_NE(r, nullptr);
+            EXPECT_EQ(r->SerializeAsString(),
+                      tree.get_flat_instance(entry.node())->SerializeAsString());
+        }
+        EXPECT_EQ(fresh.get_icdb().get_graph().max_brow(),
+                  f.annss->get_icdb().get_graph().max_brow());
+    }
+}
+
+}  // namespace
