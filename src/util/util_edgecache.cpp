@@ -22,25 +22,26 @@
 
 namespace UTIL {
 
-size_t EC_INDEX::slot_of(uint64_t key) const {
-    // Fibonacci hashing, then a multiply-shift onto the table size, which need not be a power
-    // of two: the load stays near its target for every size.
-    const uint64_t h = key * 0x9E3779B97F4A7C15ull;
-    return static_cast<size_t>((static_cast<unsigned __int128>(h) * m_slots.size()) >> 64);
-}
-
-void EC_INDEX::reset(size_t n) {
+void EC_INDEX::reset(size_t n, size_t position_bound) {
     // At most three keys in four slots keeps linear probing short.
     const size_t capacity = std::max<size_t>(n + n / 3 + 1, 4);
-    std::vector<uint32_t>(capacity, ABSENT).swap(m_slots);
+    std::vector<uint32_t>(capacity, EMPTY).swap(m_slots);
     m_size = 0;
+    m_position_bound = position_bound;
+    // Positions take the low bits, with one value to spare so that no entry is all ones.
+    m_position_bits = 1;
+    while (m_position_bits < 32 && (uint64_t(1) << m_position_bits) - 1 <= position_bound)
+        ++m_position_bits;
+    m_position_mask = (uint64_t(1) << m_position_bits) - 1;
+    m_tag_mask = (uint64_t(1) << (32 - m_position_bits)) - 1;
 }
 
 void EC_INDEX::place(uint64_t key, uint32_t position) {
     const size_t n = m_slots.size();
-    size_t s = slot_of(key);
-    while (m_slots[s] != ABSENT) s = (s + 1 == n) ? 0 : s + 1;
-    m_slots[s] = position;
+    const uint64_t h = hash(key);
+    size_t s = slot_of(h);
+    while (m_slots[s] != EMPTY) s = (s + 1 == n) ? 0 : s + 1;
+    m_slots[s] = static_cast<uint32_t>((tag_of(h) << m_position_bits) | position);
     ++m_size;
 }
 
@@ -153,20 +154,24 @@ bool EC_GRAPH::get_fedge_info(FEDGE& fedge) {
     const uint32_t dst = find_node(fedge.m_dst);
     if (dst == EC_INDEX::ABSENT) return false;
     EC_NODE& node = (*m_nodes)[dst];
+    const std::vector<EC_EDGE>& edges = *m_edges;
+    auto src_at = [&edges](uint32_t e) { return static_cast<uint64_t>(edges[e].m_src_index); };
     if (!node.m_src_index_to_edge) {
         // Most nodes are never queried, so the source map of a node is made on first use.
-        auto map = std::make_unique<std::unordered_map<int32_t, uint32_t>>();
-        map->reserve(static_cast<size_t>(node.m_edge_count));
+        auto map = std::make_unique<EC_INDEX>();
         const uint32_t end = node.m_edge_index + static_cast<uint32_t>(node.m_edge_count);
+        map->reset(static_cast<size_t>(node.m_edge_count), end);
         for (uint32_t e = node.m_edge_index; e < end; ++e) {
-            map->emplace((*m_edges)[e].m_src_index, e);  // a parallel edge keeps the first
+            // A parallel edge leaves the first in place.
+            const uint64_t src_index = src_at(e);
+            if (map->find(src_index, src_at) == EC_INDEX::ABSENT) map->insert(src_index, e, src_at);
         }
         node.m_src_index_to_edge = std::move(map);
     }
-    auto it = node.m_src_index_to_edge->find(static_cast<int32_t>(src));
-    if (it == node.m_src_index_to_edge->end()) return false;
+    const uint32_t e = node.m_src_index_to_edge->find(static_cast<uint64_t>(src), src_at);
+    if (e == EC_INDEX::ABSENT) return false;
     fedge.m_mux_index = node.m_mux_index;
-    fedge.m_ipath_index = (*m_edges)[it->second].m_ipath_index;
+    fedge.m_ipath_index = edges[e].m_ipath_index;
     return true;
 }
 

@@ -3,6 +3,7 @@
 // It does not know the hierarchy beyond holding a pointer to it, and does not make fedges.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -61,46 +62,48 @@ struct EC_EDGE {
     int32_t m_src_index = -1;  // node index of the source
 };
 
-struct EC_NODE {
-    uint64_t m_subnode = 0;
-    uint16_t m_mux_index = EC_NONE16;  // mux of the edges into this node; 65535 is none
-    uint32_t m_edge_index = 0;         // first incoming edge in the graph's m_edges
-    int32_t m_edge_count = 0;
-    // Source node index -> edge position; made on the first query of this node.
-    std::unique_ptr<std::unordered_map<int32_t, uint32_t>> m_src_index_to_edge;
-};
-
-std::ostream& operator<<(std::ostream& os, const EC_NODE& node);
 std::ostream& operator<<(std::ostream& os, const EC_EDGE& edge);
 
 // Hash map from a 64-bit key to a 32-bit position in a caller's array that holds the keys
-// (open addressing, linear probing). A slot holds only the position, so the map costs a few
-// bytes a key; the key itself is read back from the array.
+// (open addressing, linear probing). A slot holds the position and, in the bits that the
+// positions leave free, a tag of the key's hash, so that a probe rarely reads the caller's
+// array in vain. The map costs about five bytes a key; the key is read back from the array.
 class EC_INDEX {
   public:
     static constexpr uint32_t ABSENT = 0xFFFFFFFFu;
 
-    // Empties the map and sizes it for `n` keys.
-    void reset(size_t n);
+    // Empties the map and sizes it for `n` keys with positions below `position_bound`.
+    void reset(size_t n, size_t position_bound);
+    void reset(size_t n) { reset(n, n); }
     // Position stored under `key`, or ABSENT. `key_at(position)` gives the key of a position.
     template <class KEY_AT>
     uint32_t find(uint64_t key, const KEY_AT& key_at) const {
         const size_t n = m_slots.size();
         if (n == 0) return ABSENT;
-        for (size_t s = slot_of(key);; s = (s + 1 == n) ? 0 : s + 1) {
-            const uint32_t position = m_slots[s];
-            if (position == ABSENT || key_at(position) == key) return position;
+        const uint64_t h = hash(key);
+        const uint64_t tag = tag_of(h);
+        for (size_t s = slot_of(h);; s = (s + 1 == n) ? 0 : s + 1) {
+            const uint32_t v = m_slots[s];
+            if (v == EMPTY) return ABSENT;
+            const uint32_t position = static_cast<uint32_t>(v & m_position_mask);
+            if ((static_cast<uint64_t>(v) >> m_position_bits) == tag && key_at(position) == key)
+                return position;
         }
     }
     // Stores `position` under `key`, which must not be in the map yet; grows past 3/4 load.
     template <class KEY_AT>
     void insert(uint64_t key, uint32_t position, const KEY_AT& key_at) {
-        if ((m_size + 1) * 4 > m_slots.size() * 3) {
+        if ((m_size + 1) * 4 > m_slots.size() * 3 || position >= m_position_bound) {
             std::vector<uint32_t> old;
             old.swap(m_slots);
-            reset(2 * (m_size + 1));
-            for (uint32_t p : old)
-                if (p != ABSENT) place(key_at(p), p);
+            const uint64_t old_mask = m_position_mask;
+            const size_t n = 2 * (m_size + 1);
+            reset(n, std::max({m_position_bound, static_cast<size_t>(position) + 1, n}));
+            for (uint32_t v : old) {
+                if (v == EMPTY) continue;
+                const uint32_t p = static_cast<uint32_t>(v & old_mask);
+                place(key_at(p), p);
+            }
         }
         place(key, position);
     }
@@ -108,12 +111,33 @@ class EC_INDEX {
     size_t memory_bytes() const { return m_slots.capacity() * sizeof(uint32_t); }
 
   private:
-    size_t slot_of(uint64_t key) const;
+    static constexpr uint32_t EMPTY = 0xFFFFFFFFu;
+    static uint64_t hash(uint64_t key) { return key * 0x9E3779B97F4A7C15ull; }
+    // The slot comes from the high bits of the hash, the tag from middle bits.
+    size_t slot_of(uint64_t h) const {
+        return static_cast<size_t>((static_cast<unsigned __int128>(h) * m_slots.size()) >> 64);
+    }
+    uint64_t tag_of(uint64_t h) const { return (h >> 16) & m_tag_mask; }
     void place(uint64_t key, uint32_t position);
 
     std::vector<uint32_t> m_slots;
     size_t m_size = 0;
+    size_t m_position_bound = 0;
+    uint32_t m_position_bits = 32;
+    uint64_t m_position_mask = 0xFFFFFFFFu;
+    uint64_t m_tag_mask = 0;
 };
+
+struct EC_NODE {
+    uint64_t m_subnode = 0;
+    uint16_t m_mux_index = EC_NONE16;  // mux of the edges into this node; 65535 is none
+    uint32_t m_edge_index = 0;         // first incoming edge in the graph's m_edges
+    int32_t m_edge_count = 0;
+    // Source node index -> edge position; made on the first query of this node.
+    std::unique_ptr<EC_INDEX> m_src_index_to_edge;
+};
+
+std::ostream& operator<<(std::ostream& os, const EC_NODE& node);
 
 class EC_GRAPH {
   public:

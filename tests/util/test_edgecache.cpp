@@ -132,7 +132,7 @@ TEST(EdgeCache, Queries) {
     EXPECT_EQ(nodes[1].m_src_index_to_edge, nullptr);
     EXPECT_EQ(nodes[3].m_src_index_to_edge, nullptr);
     ASSERT_NE(nodes[0].m_src_index_to_edge, nullptr);  // queried as 20 -> 10: a map, empty
-    EXPECT_TRUE(nodes[0].m_src_index_to_edge->empty());
+    EXPECT_EQ(nodes[0].m_src_index_to_edge->size(), 0u);
     EXPECT_EQ(nodes[2].m_src_index_to_edge->size(), 2u);
     // Repeated queries go through the map.
     EXPECT_EQ(query(cache, 10, 20, 7), "3/0");
@@ -343,6 +343,43 @@ TEST(EdgeCache, RandomModulesAgainstPlainLists) {
                 }
                 ASSERT_EQ(query(cache, s, d, m), expected) << m << " " << s << " " << d;
                 ASSERT_EQ(query(back, s, d, m), expected) << m << " " << s << " " << d;
+            }
+        }
+    }
+}
+
+TEST(EdgeCache, KeyIndexAgainstStdMap) {
+    // Random 64-bit keys (some all ones, some small) stored at positions of a key array, with
+    // growth from an empty map, and a map sized up front for positions of a wide range.
+    std::mt19937_64 rng(3);
+    for (size_t n : {0, 1, 2, 3, 5, 100, 5000}) {
+        std::vector<uint64_t> keys;
+        std::map<uint64_t, uint32_t> expected;
+        UTIL::EC_INDEX grown;
+        auto key_at = [&keys](uint32_t p) { return keys[p]; };
+        for (size_t i = 0; i < n; ++i) {
+            uint64_t key = (i % 3 == 0) ? rng() : (i % 3 == 1) ? rng() % 64 : ~0ull - rng() % 4;
+            if (expected.count(key)) continue;
+            expected[key] = static_cast<uint32_t>(keys.size());
+            keys.push_back(key);
+            grown.insert(key, static_cast<uint32_t>(keys.size() - 1), key_at);
+        }
+        EXPECT_EQ(grown.size(), keys.size());
+        UTIL::EC_INDEX sized;
+        sized.reset(keys.size(), 3000000000u);  // positions need all 32 bits: no tag
+        std::vector<uint64_t> wide(keys.size());
+        auto wide_at = [&keys](uint32_t p) { return keys[p - 2999990000u]; };
+        for (size_t p = 0; p < keys.size(); ++p)
+            sized.insert(keys[p], static_cast<uint32_t>(p + 2999990000u), wide_at);
+        for (const auto& [key, p] : expected) {
+            EXPECT_EQ(grown.find(key, key_at), p);
+            EXPECT_EQ(sized.find(key, wide_at), p + 2999990000u);
+        }
+        for (int i = 0; i < 1000; ++i) {
+            uint64_t key = rng() % 200 + 64;
+            if (!expected.count(key)) {
+                EXPECT_EQ(grown.find(key, key_at), UTIL::EC_INDEX::ABSENT);
+                EXPECT_EQ(sized.find(key, wide_at), UTIL::EC_INDEX::ABSENT);
             }
         }
     }
