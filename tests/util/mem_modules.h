@@ -1,0 +1,153 @@
+// MEM_MODULES: a module description held in plain vectors, for building hierarchies in tests
+// without a netlist; and a naive unfolding that walks every occurrence, the reference that the
+// folded numbering is checked against.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "util/util_hierarchy.h"
+#include "util/util_symbol.h"
+
+namespace TEST_HIER {
+
+using NS_SYMBOL::SYM;
+using UTIL::IHIERARCHY;
+
+// One table for all descriptions of a test program: the registry holds at most 256 tables.
+// Its fast names are on from the start, so that paths and names print.
+inline UTIL::SYMBOL_TABLE* test_table() {
+    static UTIL::SYMBOL_TABLE* s_table = [] {
+        UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
+        table->init_name_fast();
+        return table;
+    }();
+    return s_table;
+}
+
+class MEM_PORT : public IHIERARCHY::IPORT {
+  public:
+    explicit MEM_PORT(SYM name) : m_name(name) {}
+    SYM get_name() const override { return m_name; }
+    int get_direction() const override { return 0; }
+
+  private:
+    SYM m_name;
+};
+
+class MEM_INSTANCE : public IHIERARCHY::IINSTANCE {
+  public:
+    MEM_INSTANCE(SYM name, SYM module_name) : m_name(name), m_module_name(module_name) {}
+    SYM get_name() const override { return m_name; }
+    SYM get_module_name() const override { return m_module_name; }
+
+  private:
+    SYM m_name;
+    SYM m_module_name;
+};
+
+class MEM_MODULE : public IHIERARCHY::IMODULE {
+  public:
+    explicit MEM_MODULE(SYM name) : m_name(name) {}
+    SYM get_name() const override { return m_name; }
+    uint32_t get_n_instances() const override { return static_cast<uint32_t>(m_instances.size()); }
+    const IHIERARCHY::IINSTANCE* get_instance(uint32_t i) const override {
+        return &m_instances.at(i);
+    }
+    uint32_t get_n_ports() const override { return static_cast<uint32_t>(m_ports.size()); }
+    const IHIERARCHY::IPORT* get_port(uint32_t i) const override { return &m_ports.at(i); }
+
+    std::vector<MEM_INSTANCE> m_instances;
+    std::vector<MEM_PORT> m_ports;
+
+  private:
+    SYM m_name;
+};
+
+class MEM_MODULES : public IHIERARCHY::IMODULES {
+  public:
+    explicit MEM_MODULES(UTIL::SYMBOL_TABLE* table = test_table()) : m_table(table) {}
+
+    UTIL::SYMBOL_TABLE* get_symbol_table() const override { return m_table; }
+    uint32_t get_n_modules() const override { return static_cast<uint32_t>(m_modules.size()); }
+    const IHIERARCHY::IMODULE* get_module(uint32_t i) const override { return &m_modules.at(i); }
+
+    // Builder operations; names are interned in the table.
+    uint32_t add_module(const std::string& name) {
+        m_modules.emplace_back(sym(name));
+        return static_cast<uint32_t>(m_modules.size() - 1);
+    }
+    void add_instance(uint32_t module, const std::string& name, const std::string& module_name) {
+        m_modules.at(module).m_instances.emplace_back(sym(name), sym(module_name));
+    }
+    void add_port(uint32_t module, const std::string& name) {
+        m_modules.at(module).m_ports.emplace_back(sym(name));
+    }
+    SYM sym(const std::string& name) const { return test_table()->add(name); }
+
+    std::deque<MEM_MODULE> m_modules;
+    UTIL::SYMBOL_TABLE* m_table;
+};
+
+// One occurrence of the unfolded tree: an instance occurrence, or a port when m_port is set.
+struct OCCURRENCE {
+    std::vector<uint32_t> m_instances;
+    uint32_t m_port = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+    uint32_t m_module = 0;  // module of the occurrence, or owner of the port
+    uint64_t m_node = 0;
+    uint64_t m_last = 0;         // last node of an instance occurrence's subtree
+    size_t m_parent = SIZE_MAX;  // position of the enclosing instance occurrence
+};
+
+// Every occurrence under `root`, in node order, numbered by counting: the occurrence, then
+// each instance's subtree, then the ports. Module names are resolved by a linear scan.
+class NAIVE_UNFOLDING {
+  public:
+    NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root) : m_modules(modules) {
+        OCCURRENCE top;
+        top.m_module = root;
+        unfold(top, SIZE_MAX);
+    }
+    const std::vector<OCCURRENCE>& get() const { return m_occurrences; }
+    uint64_t size() const { return m_next; }
+
+  private:
+    uint32_t module_of(SYM name) const {
+        for (uint32_t i = 0; i < m_modules.m_modules.size(); ++i) {
+            if (m_modules.m_modules[i].get_name() == name) return i;
+        }
+        return IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+    }
+
+    void unfold(OCCURRENCE occurrence, size_t parent) {
+        occurrence.m_node = m_next++;
+        occurrence.m_parent = parent;
+        const size_t self = m_occurrences.size();
+        m_occurrences.push_back(occurrence);
+        const MEM_MODULE& module = m_modules.m_modules[occurrence.m_module];
+        for (uint32_t i = 0; i < module.m_instances.size(); ++i) {
+            OCCURRENCE child;
+            child.m_instances = occurrence.m_instances;
+            child.m_instances.push_back(i);
+            child.m_module = module_of(module.m_instances[i].get_module_name());
+            unfold(child, self);
+        }
+        for (uint32_t p = 0; p < module.m_ports.size(); ++p) {
+            OCCURRENCE port;
+            port.m_instances = occurrence.m_instances;
+            port.m_port = p;
+            port.m_module = occurrence.m_module;
+            port.m_node = port.m_last = m_next++;
+            port.m_parent = self;
+            m_occurrences.push_back(port);
+        }
+        m_occurrences[self].m_last = m_next - 1;
+    }
+
+    const MEM_MODULES& m_modules;
+    std::vector<OCCURRENCE> m_occurrences;
+    uint64_t m_next = 0;
+};
+
+}  // namespace TEST_HIER

@@ -1,0 +1,610 @@
+// Node numbering of the folded hierarchy: hand-checked trees, agreement with a naive
+// unfolding on random hierarchies, path cursors by name and text, text forms, bad input.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <sstream>
+
+#include "mem_modules.h"
+#include "util/util_assert.h"
+#include "util/util_hierarchy.h"
+#include "util/util_indent.h"
+
+using namespace TEST_HIER;
+using UTIL::HIERARCHY;
+using UTIL::HPATH_SETTABLE;
+using UTIL::IHIERARCHY;
+
+namespace {
+
+const uint32_t INVALID = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+
+// The tiny tree, modules listed out of dependency order so that counting takes two passes:
+//
+//   top (ports clk, rst)                      node  0
+//    +- u0 : mid (port o)                       1 .. 8
+//    |   +- a : leaf (ports i, o)               2 .. 4   (a:i 3, a:o 4)
+//    |   +- b : leaf                            5 .. 7
+//    |   (u0:o 8)
+//    +- u1 : mid                                9 .. 16
+//    (clk 17, rst 18)
+//
+// n_nodes: leaf 3, mid 8, top 19. Module indexes: top 0, leaf 1, mid 2.
+void build_tiny(MEM_MODULES& m) {
+    const uint32_t top = m.add_module("top");
+    const uint32_t leaf = m.add_module("leaf");
+    const uint32_t mid = m.add_module("mid");
+    m.add_instance(top, "u0", "mid");
+    m.add_instance(top, "u1", "mid");
+    m.add_port(top, "clk");
+    m.add_port(top, "rst");
+    m.add_instance(mid, "a", "leaf");
+    m.add_instance(mid, "b", "leaf");
+    m.add_port(mid, "o");
+    m.add_port(leaf, "i");
+    m.add_port(leaf, "o");
+}
+
+// A chain A over B over C, each with one port: n_nodes C 2, B 4, A 6.
+void build_chain(MEM_MODULES& m) {
+    const uint32_t a = m.add_module("A");
+    const uint32_t b = m.add_module("B");
+    const uint32_t c = m.add_module("C");
+    m.add_instance(a, "ub", "B");
+    m.add_instance(b, "uc", "C");
+    m.add_port(a, "pa");
+    m.add_port(b, "pb");
+    m.add_port(c, "pc");
+}
+
+// A random acyclic description: module 0 on top, every module instantiating only modules of a
+// later rank in a shuffled order, so that counting needs several passes.
+void build_random(MEM_MODULES& m, uint32_t seed) {
+    std::mt19937 rng(seed);
+    auto pick = [&](uint32_t lo, uint32_t hi) {
+        return std::uniform_int_distribution<uint32_t>(lo, hi)(rng);
+    };
+    const uint32_t n = pick(2, 6);
+    std::vector<uint32_t> order(n);
+    for (uint32_t i = 0; i < n; ++i) order[i] = i;
+    std::shuffle(order.begin() + 1, order.end(), rng);
+    for (uint32_t i = 0; i < n; ++i) m.add_module("m" + std::to_string(i));
+    for (uint32_t r = 0; r < n; ++r) {
+        const uint32_t module = order[r];
+        const uint32_t n_instances = r + 1 < n ? pick(r == 0 ? 1 : 0, 3) : 0;
+        for (uint32_t k = 0; k < n_instances; ++k) {
+            m.add_instance(module, "i" + std::to_string(k),
+                           "m" + std::to_string(order[pick(r + 1, n - 1)]));
+        }
+        const uint32_t n_ports = pick(0, 3);
+        for (uint32_t p = 0; p < n_ports; ++p) m.add_port(module, "p" + std::to_string(p));
+    }
+}
+
+std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
+                                          const std::vector<uint32_t>& instances,
+                                          uint32_t port = INVALID, uint32_t base = 0) {
+    auto path = std::make_unique<HPATH_SETTABLE>(&h);
+    path->set_base_module_index(base);
+    path->set_instances(instances);
+    path->set_port_index(port);
+    return path;
+}
+
+std::string text_of(const IHIERARCHY::IPATH& path) {
+    std::ostringstream os;
+    os << path;
+    return os.str();
+}
+
+// Deepest instance occurrence (the root included) whose subtree holds both nodes.
+size_t naive_common(const NAIVE_UNFOLDING& naive, uint64_t node1, uint64_t node2) {
+    size_t best = 0;
+    const auto& occ = naive.get();
+    for (size_t k = 0; k < occ.size(); ++k) {
+        if (occ[k].m_port != INVALID) continue;
+        if (occ[k].m_node <= std::min(node1, node2) && std::max(node1, node2) <= occ[k].m_last &&
+            occ[k].m_instances.size() >= occ[best].m_instances.size()) {
+            best = k;
+        }
+    }
+    return best;
+}
+
+}  // namespace
+
+TEST(Hierarchy, TinyTreeNumberingByHand) {
+    MEM_MODULES m;
+    build_tiny(m);
+    HIERARCHY h(&m);
+    EXPECT_EQ(h.get_num_nodes(), 19u);
+    EXPECT_EQ(h.get_num_nodes(1), 3u);
+    EXPECT_EQ(h.get_num_nodes(2), 8u);
+    EXPECT_EQ(h.get_module_infos()[2].m_sum_left, (std::vector<uint64_t>{0, 3, 6, 7}));
+    EXPECT_EQ(h.get_module_infos()[0].m_sum_left, (std::vector<uint64_t>{0, 8, 16, 18}));
+    EXPECT_EQ(h.get_module_infos()[0].m_instance_module_indexes, (std::vector<uint32_t>{2, 2}));
+
+    struct CASE {
+        std::vector<uint32_t> instances;
+        uint32_t port;
+        uint64_t node;
+        uint32_t module;
+    };
+    const std::vector<CASE> cases = {
+        {{}, INVALID, 0, 0},  {{0}, INVALID, 1, 2},    {{0, 0}, INVALID, 2, 1}, {{0, 0}, 0, 3, 1},
+        {{0, 0}, 1, 4, 1},    {{0, 1}, INVALID, 5, 1}, {{0, 1}, 1, 7, 1},       {{0}, 0, 8, 2},
+        {{1}, INVALID, 9, 2}, {{1, 0}, 0, 11, 1},      {{1, 1}, 1, 15, 1},      {{1}, 0, 16, 2},
+        {{}, 0, 17, 0},       {{}, 1, 18, 0},
+    };
+    auto back = h.create_path();
+    for (const CASE& c : cases) {
+        auto path = make_path(h, c.instances, c.port);
+        uint32_t module = INVALID;
+        EXPECT_EQ(h.get_node(module, *path), c.node) << text_of(*path);
+        EXPECT_EQ(module, c.module);
+        EXPECT_EQ(h.get_path(back, c.node), c.module) << c.node;
+        EXPECT_EQ(text_of(*back), text_of(*path));
+    }
+    EXPECT_EQ(text_of(*make_path(h, {1, 0}, 1)), "/u1/a:o");
+    delete back;
+
+    // Past the last port of the top module.
+    EXPECT_EQ(h.get_path(nullptr, 19), INVALID);
+    EXPECT_EQ(h.get_path(nullptr, 25), INVALID);
+    // Two occurrences of one module lie n_nodes apart.
+    EXPECT_EQ(h.get_child_node(nullptr, 0, 0, 1) - h.get_child_node(nullptr, 0, 0, 0), 8u);
+    // Relative numbering from another base module.
+    auto in_mid = h.create_path();
+    EXPECT_EQ(h.get_path(in_mid, 4, 2), 1u);
+    EXPECT_EQ(in_mid->get_base_module_index(), 2u);
+    EXPECT_EQ(text_of(*in_mid), "/b");
+    EXPECT_EQ(h.get_node(*in_mid), 4u);
+    delete in_mid;
+}
+
+TEST(Hierarchy, ChainAndLeafEdgeCases) {
+    MEM_MODULES m;
+    build_chain(m);
+    m.add_module("empty");
+    HIERARCHY h(&m);
+    EXPECT_EQ(h.get_num_nodes(2), 2u);
+    EXPECT_EQ(h.get_num_nodes(1), 4u);
+    EXPECT_EQ(h.get_num_nodes(0), 6u);
+    EXPECT_EQ(h.get_num_nodes(3), 1u);
+    EXPECT_EQ(h.get_node(*make_path(h, {0, 0}, 0)), 3u);
+
+    HPATH_SETTABLE path(&h);
+    EXPECT_EQ(h.get_path(&path, 3), 2u);
+    EXPECT_EQ(path.get_path().get_instances(), (std::vector<uint32_t>{0, 0}));
+    EXPECT_EQ(path.get_port_index(), 0u);
+
+    // Node 0: an empty path at the base, from any base.
+    EXPECT_EQ(h.get_path(&path, 0, 1), 1u);
+    EXPECT_EQ(path.size(), 0u);
+    EXPECT_EQ(path.get_base_module_index(), 1u);
+    EXPECT_EQ(path.get_port_index(), INVALID);
+
+    // The first port of a leaf, whose sum_left is all zero, is port 0.
+    EXPECT_EQ(h.get_module_infos()[2].m_sum_left, (std::vector<uint64_t>{0, 1}));
+    EXPECT_EQ(h.get_path(&path, 1, 2), 2u);
+    EXPECT_EQ(path.size(), 0u);
+    EXPECT_EQ(path.get_port_index(), 0u);
+
+    // Instance and port of a node.
+    uint32_t index = 7;
+    EXPECT_EQ(h.get_instance_of_node(index, 2), 2u);
+    EXPECT_EQ(index, 0u);
+    EXPECT_EQ(h.get_instance_of_node(index, 3), INVALID);
+    EXPECT_EQ(index, INVALID);
+    EXPECT_EQ(h.get_instance_of_node(index, 0), 0u);
+    EXPECT_EQ(h.get_port_of_node(index, 5), 0u);
+    EXPECT_EQ(index, 0u);
+    EXPECT_EQ(h.get_port_of_node(index, 1), INVALID);
+    EXPECT_EQ(h.get_port_of_node(index, 6), INVALID);
+    EXPECT_EQ(h.get_port_node(2, 2, 0), 3u);
+    EXPECT_EQ(h.get_port_node(1, 1, 0), 4u);
+    EXPECT_EQ(h.get_port_parent(2, 0, 3), 2u);
+}
+
+TEST(Hierarchy, ChildNodeBounds) {
+    MEM_MODULES m;
+    build_tiny(m);
+    HIERARCHY h(&m);
+    uint32_t module = 99;
+    EXPECT_EQ(h.get_child_node(&module, 0, 0, 1), 9u);
+    EXPECT_EQ(module, 2u);
+    // Without an out module the two extra entries of sum_left pass the bound.
+    EXPECT_EQ(h.get_child_node(nullptr, 0, 0, 2), 17u);
+    EXPECT_EQ(h.get_child_node(nullptr, 0, 0, 3), 19u);
+    EXPECT_EQ(h.get_child_node(nullptr, 0, 0, 4), IHIERARCHY::INVALID_NODE);
+    EXPECT_EQ(h.get_child_node(&module, 0, 0, 2), IHIERARCHY::INVALID_NODE);
+    EXPECT_EQ(h.get_child_node(&module, 0, 0, INVALID), IHIERARCHY::INVALID_NODE);
+    EXPECT_EQ(h.get_node(*make_path(h, {0, 2})), IHIERARCHY::INVALID_NODE);
+    EXPECT_THROW(h.get_child_node(nullptr, 3, 0, 0), std::out_of_range);
+    EXPECT_EQ(h.get_module_index(m.sym("mid")), 2u);
+    EXPECT_EQ(h.get_module_index(m.sym("nothing")), INVALID);
+    EXPECT_EQ(h.get_instance_index(2, m.sym("b")), 1u);
+    EXPECT_EQ(h.get_instance_index(2, m.sym("u0")), INVALID);
+    EXPECT_EQ(h.get_port_index(0, m.sym("rst")), 1u);
+    EXPECT_EQ(h.get_port_index(0, m.sym("o")), INVALID);
+}
+
+TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
+    for (uint32_t seed = 1; seed <= 40; ++seed) {
+        MEM_MODULES m;
+        build_random(m, seed);
+        HIERARCHY h(&m);
+        for (uint32_t root = 0; root < m.get_n_modules(); ++root) {
+            NAIVE_UNFOLDING naive(m, root);
+            ASSERT_EQ(static_cast<uint64_t>(h.get_num_nodes_64(root)), naive.size()) << seed;
+            HPATH_SETTABLE back(&h);
+            for (const OCCURRENCE& o : naive.get()) {
+                auto path = make_path(h, o.m_instances, o.m_port, root);
+                uint32_t module = INVALID;
+                ASSERT_EQ(h.get_node(module, *path), o.m_node) << seed << " " << text_of(*path);
+                EXPECT_EQ(module, o.m_module);
+                ASSERT_EQ(h.get_path(&back, o.m_node, root), o.m_module);
+                EXPECT_EQ(back.get_path().get_instances(), o.m_instances);
+                EXPECT_EQ(back.get_port_index(), o.m_port);
+                EXPECT_EQ(h.get_node(back), o.m_node);
+                uint32_t index = 0;
+                const bool is_port = o.m_port != INVALID;
+                EXPECT_EQ(h.get_port_of_node(index, o.m_node, root),
+                          is_port ? o.m_module : INVALID);
+                EXPECT_EQ(h.get_instance_of_node(index, o.m_node, root),
+                          is_port ? INVALID : o.m_module);
+                if (!o.m_instances.empty() && !is_port) {
+                    EXPECT_EQ(index, o.m_instances.back());
+                }
+                if (is_port) {
+                    const uint64_t owner = naive.get()[o.m_parent].m_node;
+                    EXPECT_EQ(h.get_port_node(o.m_module, owner, o.m_port), o.m_node);
+                    EXPECT_EQ(h.get_port_parent(o.m_module, o.m_port, o.m_node), owner);
+                }
+                // The text form parses back to the same path.
+                HPATH_SETTABLE parsed(&h);
+                EXPECT_TRUE(parsed.set_from_string(text_of(*path), root)) << text_of(*path);
+                EXPECT_EQ(h.get_node(parsed), o.m_node);
+            }
+            EXPECT_EQ(h.get_path(nullptr, naive.size(), root), INVALID);
+        }
+
+        // Common occurrences and pairs of paths, from the top.
+        NAIVE_UNFOLDING naive(m, 0);
+        const auto& occ = naive.get();
+        std::mt19937 rng(seed);
+        HPATH_SETTABLE common(&h);
+        for (int k = 0; k < 200; ++k) {
+            const OCCURRENCE& o1 = occ[rng() % occ.size()];
+            const OCCURRENCE& o2 = occ[rng() % occ.size()];
+            const OCCURRENCE& c = occ[naive_common(naive, o1.m_node, o2.m_node)];
+            uint64_t common_node = 77;
+            EXPECT_EQ(h.get_common_path(&common, common_node, o1.m_node, o2.m_node, 0), c.m_module);
+            EXPECT_EQ(common_node, c.m_node) << o1.m_node << " " << o2.m_node;
+            EXPECT_EQ(common.get_path().get_instances(), c.m_instances);
+            EXPECT_EQ(common.get_port_index(), INVALID);
+            EXPECT_EQ(h.get_common_path(nullptr, common_node, o2.m_node, o1.m_node, 0), c.m_module);
+            EXPECT_EQ(common_node, c.m_node);
+
+            uint64_t n1 = 0, n2 = 0, nc = 0;
+            uint32_t mc = INVALID;
+            auto p1 = make_path(h, o1.m_instances, o1.m_port);
+            auto p2 = make_path(h, o2.m_instances, o2.m_port);
+            EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
+            EXPECT_EQ(n1, o1.m_node);
+            EXPECT_EQ(n2, o2.m_node);
+            // The shared instance prefix of the two paths.
+            size_t shared = 0;
+            while (shared < std::min(o1.m_instances.size(), o2.m_instances.size()) &&
+                   o1.m_instances[shared] == o2.m_instances[shared]) {
+                ++shared;
+            }
+            EXPECT_EQ(nc, h.get_node(*make_path(
+                              h, std::vector<uint32_t>(o1.m_instances.begin(),
+                                                       o1.m_instances.begin() + shared))));
+        }
+    }
+}
+
+TEST(Hierarchy, VisitOccurencesInNodeOrderWithPruning) {
+    MEM_MODULES m;
+    build_random(m, 7);
+    HIERARCHY h(&m);
+    NAIVE_UNFOLDING naive(m, 0);
+
+    struct COLLECT : IHIERARCHY::IOCCURENCE {
+        std::vector<std::tuple<uint32_t, uint64_t, uint64_t>> seen;
+        uint32_t prune = INVALID;
+        bool visit_occurence(uint32_t module, uint64_t start, uint64_t end) override {
+            seen.emplace_back(module, start, end);
+            return module != prune;
+        }
+    } all;
+    h.visit_occurences(all);
+    std::vector<std::tuple<uint32_t, uint64_t, uint64_t>> expected;
+    for (const OCCURRENCE& o : naive.get()) {
+        if (o.m_port == INVALID) expected.emplace_back(o.m_module, o.m_node, o.m_last);
+    }
+    EXPECT_EQ(all.seen, expected);
+
+    // Pruning at the top visits the top only.
+    COLLECT top;
+    top.prune = 0;
+    h.visit_occurences(top);
+    ASSERT_EQ(top.seen.size(), 1u);
+    EXPECT_EQ(std::get<2>(top.seen[0]), naive.size() - 1);
+}
+
+TEST(Hierarchy, PathsByNamesAndText) {
+    MEM_MODULES m;
+    build_tiny(m);
+    HIERARCHY h(&m);
+    HPATH_SETTABLE a(&h);
+    HPATH_SETTABLE b(&h);
+    ASSERT_TRUE(a.set_from_string("/u1/a:o", 0));
+    ASSERT_TRUE(b.set_from_string("u1/a:o", 0));
+    EXPECT_EQ(a.get_path().get_instances(), (std::vector<uint32_t>{1, 0}));
+    EXPECT_EQ(b.get_path().get_instances(), (std::vector<uint32_t>{1, 0}));
+    EXPECT_EQ(h.get_node(a), 12u);
+    EXPECT_EQ(h.get_node(b), 12u);
+    ASSERT_TRUE(a.set_from_string("u0/b", 0));
+    EXPECT_EQ(a.get_port_index(), INVALID);
+    EXPECT_EQ(h.get_node(a), 5u);
+    ASSERT_TRUE(a.set_from_string(":rst", 0));
+    EXPECT_EQ(h.get_node(a), 18u);
+    ASSERT_TRUE(a.set_from_string("", 0));
+    EXPECT_EQ(h.get_node(a), 0u);
+    ASSERT_TRUE(a.set_from_string("b:i", 2));
+    EXPECT_EQ(h.get_node(a), 5u);
+
+    // "/" alone is kept whole, so its empty names are unknown.
+    EXPECT_FALSE(a.set_from_string("/", 0));
+    EXPECT_FALSE(a.set_from_string("u0/zz", 0));
+    EXPECT_EQ(a.size(), 1u);
+    EXPECT_FALSE(a.set_from_string("u0/a:zz", 0));
+    EXPECT_FALSE(a.set_from_string("u0/a:", 0));
+    EXPECT_FALSE(a.set_from_string("u0//a", 0));
+    EXPECT_FALSE(a.set_from_string("a", 0));
+
+    IHIERARCHY::NAME_PATH names;
+    names.m_instances = {m.sym("u0"), m.sym("a")};
+    ASSERT_TRUE(a.set_from_names(names, 0));
+    EXPECT_EQ(h.get_node(a), 2u);
+    names.m_port = m.sym("i");
+    ASSERT_TRUE(a.set_from_names(names, 0));
+    EXPECT_EQ(h.get_node(a), 3u);
+    names.m_port = m.sym("clk");
+    EXPECT_FALSE(a.set_from_names(names, 0));
+    names.m_port = NS_SYMBOL::SYM();
+    names.m_instances = {m.sym("u0"), m.sym("u1")};
+    EXPECT_FALSE(a.set_from_names(names, 0));
+    EXPECT_EQ(a.size(), 1u);
+
+    // A description without a symbol table cannot resolve names.
+    MEM_MODULES no_table(nullptr);
+    build_tiny(no_table);
+    HIERARCHY h2(&no_table);
+    HPATH_SETTABLE c(&h2);
+    EXPECT_FALSE(c.set_from_string("u0", 0));
+}
+
+TEST(Hierarchy, GetNodesOfPairs) {
+    MEM_MODULES m;
+    build_tiny(m);
+    HIERARCHY h(&m);
+    uint64_t n1 = 0, n2 = 0, nc = 0;
+    uint32_t mc = INVALID;
+    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {1, 0}, 1), *make_path(h, {1, 1})));
+    EXPECT_EQ(n1, 12u);
+    EXPECT_EQ(n2, 13u);
+    EXPECT_EQ(nc, 9u);
+    EXPECT_EQ(mc, 2u);
+    // A bad index spoils only its own path.
+    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {1, 5}), *make_path(h, {0}, 0)));
+    EXPECT_EQ(n1, IHIERARCHY::INVALID_NODE);
+    EXPECT_EQ(n2, 8u);
+    EXPECT_EQ(nc, 0u);
+    EXPECT_EQ(mc, 0u);
+    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {1, 7})));
+    EXPECT_EQ(n1, 0u);
+    EXPECT_EQ(n2, IHIERARCHY::INVALID_NODE);
+
+    EXPECT_EXIT(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {}, INVALID, 2)),
+                testing::ExitedWithCode(255),
+                "p1.get_base_module_index\\(\\) == p2.get_base_module_index\\(\\)");
+}
+
+// A chain of binary fan-outs: module k has two instances of module k + 1, and module 62 is a
+// leaf, so module k counts 2^(63 - k) - 1 nodes and module 0 exactly the 63-bit maximum.
+static void build_binary_chain(MEM_MODULES& m, uint32_t first) {
+    const uint32_t offset = m.get_n_modules();
+    for (uint32_t k = first; k <= 62; ++k) m.add_module("L" + std::to_string(k));
+    for (uint32_t k = first; k < 62; ++k) {
+        m.add_instance(offset + k - first, "x", "L" + std::to_string(k + 1));
+        m.add_instance(offset + k - first, "y", "L" + std::to_string(k + 1));
+    }
+}
+
+TEST(Hierarchy, SixtyThreeBitNodes) {
+    MEM_MODULES m;
+    build_binary_chain(m, 0);
+    HIERARCHY h(&m);
+    EXPECT_EQ(h.get_num_nodes_64(0), INT64_MAX);
+    EXPECT_EQ(h.get_num_nodes(), 0xFFFFFFFFu);
+    std::mt19937 rng(3);
+    HPATH_SETTABLE back(&h);
+    for (int k = 0; k < 100; ++k) {
+        std::vector<uint32_t> instances(rng() % 63);
+        for (uint32_t& i : instances) i = rng() % 2;
+        const uint64_t node = h.get_node(*make_path(h, instances));
+        EXPECT_EQ(h.get_path(&back, node), instances.size());
+        EXPECT_EQ(back.get_path().get_instances(), instances);
+    }
+    EXPECT_EQ(h.get_node(*make_path(h, std::vector<uint32_t>(62, 1))),
+              static_cast<uint64_t>(INT64_MAX) - 1);
+}
+
+TEST(Hierarchy, PortsAbove32Bits) {
+    // top has one instance of L30 (2^33 - 1 nodes) and one port at node 2^33.
+    MEM_MODULES m;
+    const uint32_t top = m.add_module("top");
+    build_binary_chain(m, 30);
+    m.add_instance(top, "big", "L30");
+    m.add_port(top, "p");
+    HIERARCHY h(&m);
+    const uint64_t port_node = uint64_t(1) << 33;
+    EXPECT_EQ(h.get_node(*make_path(h, {}, 0)), port_node);
+    uint32_t port = INVALID;
+    EXPECT_EQ(h.get_port_of_node(port, port_node), 0u);
+    EXPECT_EQ(port, 0u);
+}
+
+TEST(Hierarchy, BadDescriptionsStopConstruction) {
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            const uint32_t top = m.add_module("top");
+            m.add_instance(top, "u", "missing");
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255),
+        "IE .*util_hierarchy.cpp:[0-9]+  it != m_module_map.end\\(\\) \n");
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
+    // A cycle beside a module that can be counted.
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            const uint32_t top = m.add_module("top");
+            const uint32_t a = m.add_module("a");
+            const uint32_t b = m.add_module("b");
+            m.add_module("leaf");
+            m.add_instance(top, "u", "a");
+            m.add_instance(a, "u", "b");
+            m.add_instance(b, "u", "a");
+            m.add_instance(b, "v", "leaf");
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            m.add_instance(m.add_module("self"), "u", "self");
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
+    // 1 + 2 * (2^62 - 1) is the 63-bit maximum; its one port overflows on the last addition.
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            const uint32_t top = m.add_module("top");
+            m.add_instance(top, "u", "L1");
+            m.add_instance(top, "v", "L1");
+            m.add_port(top, "p");
+            build_binary_chain(m, 1);
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255), "  Overflowed number of nodes on module 0 \n");
+    // An overflow before the last addition goes on with a negative count.
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            const uint32_t top = m.add_module("top");
+            m.add_instance(top, "u", "L0");
+            m.add_instance(top, "v", "L0");
+            build_binary_chain(m, 0);
+            HIERARCHY h(&m);
+        },
+        testing::ExitedWithCode(255), "  \\(a >= 0\\) && \\(b >= 0\\) \n");
+    EXPECT_EXIT(
+        {
+            MEM_MODULES m;
+            build_tiny(m);
+            HIERARCHY h(&m);
+            h.create_partitions();
+        },
+        testing::ExitedWithCode(255), "not available yet");
+}
+
+TEST(Hierarchy, TextForms) {
+    MEM_MODULES m;
+    build_tiny(m);
+    HIERARCHY h(&m);
+    auto print = [&](int detail) {
+        std::ostringstream os;
+        UTIL::INDENT guard(os, 3);
+        UTIL::set_detail(os, detail);
+        os << h;
+        return os.str();
+    };
+    EXPECT_EQ(print(1),
+              "IHIERARCHY {\n"
+              "   m_modules = IMODULES {\n"
+              "      n_modules = 3\n"
+              "   }\n"
+              "   num_nodes = 19\n"
+              "}");
+    EXPECT_EQ(print(2),
+              "IHIERARCHY {\n"
+              "   m_modules = IMODULES {\n"
+              "      n_modules = 3\n"
+              "      IMODULE top {\n"
+              "      }\n"
+              "      IMODULE leaf {\n"
+              "      }\n"
+              "      IMODULE mid {\n"
+              "      }\n"
+              "   }\n"
+              "   num_nodes = 19\n"
+              "   m_module_infos = {\n"
+              "      top {\n"
+              "         m_num_nodes = 19\n"
+              "         # instances = 2# ports = 2\n"
+              "      }\n"
+              "      leaf {\n"
+              "         m_num_nodes = 3\n"
+              "         # instances = 0# ports = 2\n"
+              "      }\n"
+              "      mid {\n"
+              "         m_num_nodes = 8\n"
+              "         # instances = 2# ports = 1\n"
+              "      }\n"
+              "   }\n"
+              "   m_module_map = { top:0, leaf:1, mid:2 }\n"
+              "}");
+    const std::string level3 = print(3);
+    EXPECT_NE(level3.find("      IMODULE top {\n"
+                          "         instances = { u0:mid, u1:mid}\n"
+                          "         ports = { clk, rst}\n"
+                          "      }\n"),
+              std::string::npos)
+        << level3;
+    EXPECT_NE(level3.find("      mid {\n"
+                          "         m_num_nodes = 8\n"
+                          "         # instances = 2# ports = 1\n"
+                          "         m_sum_left = {0:leaf:a, 3:leaf:b, 6}\n"
+                          "         m_instance_module_indexes = { 1, 1 }\n"
+                          "         m_instance_map = { a:0, b:1 }\n"
+                          "         m_port_map = { o:0 }\n"
+                          "      }\n"),
+              std::string::npos)
+        << level3;
+    EXPECT_NE(level3.find("m_sum_left = {, 0}"), std::string::npos);
+    EXPECT_EQ(print(4),
+              "IHIERARCHY_STATISTICS {\n"
+              "   m_modules = IMODULES_STATISTICS {\n"
+              "      n_modules = 3\n"
+              "      n_instances = 4\n"
+              "      n_ports = 5\n"
+              "   }\n"
+              "   num_nodes = 19\n"
+              "   max_nodes 32 bit = 4294967295\n"
+              "   % remaining 32 bit = 99\n"
+              "}");
+}
