@@ -46,7 +46,7 @@ class IEDGECACHE {
     };
 
     virtual ~IEDGECACHE() = default;
-    virtual IHIERARCHY* get_hierarchy() const = 0;
+    virtual const IHIERARCHY* get_hierarchy() const = 0;
     // In: m_src, m_dst. Out on success: m_mux_index, m_ipath_index. False leaves the fedge
     // alone. Not const in effect: the first query of a destination builds its source map.
     virtual bool get_fedge_info(FEDGE& fedge, uint32_t module_index) = 0;
@@ -214,10 +214,10 @@ std::ostream& operator<<(std::ostream& os, const EC_FEDGE& fedges);
 
 class EDGECACHE_BUILDER : public IEDGECACHE, public ISERIALIZABLE {
   public:
-    IHIERARCHY* get_hierarchy() const override { return m_hierarchy; }
+    const IHIERARCHY* get_hierarchy() const override { return m_hierarchy; }
     bool get_fedge_info(FEDGE& fedge, uint32_t module_index) override;
 
-    void set_hierarchy(IHIERARCHY* hierarchy) { m_hierarchy = hierarchy; }
+    void set_hierarchy(const IHIERARCHY* hierarchy) { m_hierarchy = hierarchy; }
     // False, with nothing changed, if the module already has a graph.
     bool add_module(uint32_t module_index, IFEDGES& fedges);
     const EC_GRAPH* get_graph(uint32_t module_index) const;
@@ -235,7 +235,7 @@ class EDGECACHE_BUILDER : public IEDGECACHE, public ISERIALIZABLE {
     size_t memory_bytes() const;
 
   private:
-    IHIERARCHY* m_hierarchy = nullptr;
+    const IHIERARCHY* m_hierarchy = nullptr;
     std::unordered_map<uint32_t, EC_GRAPH> m_graphs;
 };
 
