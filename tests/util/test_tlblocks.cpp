@@ -324,6 +324,8 @@ TEST(TlBlocks, FatalCases) {
         t.add_instance(3, 1, sym("u"));
         EXPECT_EXIT(t.add_mux_module(3, 1), testing::ExitedWithCode(255), "  p.second \n");
         EXPECT_EXIT(t.add_instance(4, 1, sym("v")), testing::ExitedWithCode(255), "  p.second \n");
+        t.add_mux_module(5, 2);
+        EXPECT_EXIT(t.add_mux_module(5, 2), testing::ExitedWithCode(255), "  p.second \n");
         EXPECT_EXIT(t.get_n_tlblocks(), testing::ExitedWithCode(255), "  m_seal \n");
         EXPECT_EXIT(t.get_module_data(3), testing::ExitedWithCode(255), "  m_seal \n");
         std::ostringstream out;
