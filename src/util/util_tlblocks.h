@@ -139,6 +139,8 @@ class ITLBLOCKS_BUILDER : public ITLBLOCKS, public ISERIALIZABLE {
         bool m_top_level = false;
         PB::TLBLOCKS::MODULE m_pb_module;
     };
+    // The short name that the builder's checks speak of.
+    using d = MODULE_DATA;
 
     virtual bool read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format) = 0;
     virtual const MODULE_DATA& get_module_data(uint32_t module_index) const = 0;
