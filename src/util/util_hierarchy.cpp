@@ -15,6 +15,7 @@
 
 #include "util/util_assert.h"
 #include "util/util_indent.h"
+#include "util/util_partitions.h"
 #include "util/util_symbol.h"
 
 namespace UTIL {
@@ -171,9 +172,7 @@ IHIERARCHY::IPATH_SETTABLE* HIERARCHY::create_path() const {
     return new HPATH_SETTABLE(this);
 }
 
-IHIERARCHY::IPARTITIONS* HIERARCHY::create_partitions() const {
-    UTIL_FAIL("create_partitions: partitions are not available yet");
-}
+IHIERARCHY::IPARTITIONS* HIERARCHY::create_partitions() const { return new PARTITIONS(this); }
 
 uint32_t HIERARCHY::get_num_nodes(uint32_t module_index) const {
     return static_cast<uint32_t>(get_num_nodes_64(module_index));

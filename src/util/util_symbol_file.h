@@ -35,6 +35,8 @@ class SYMBOL_FILE : public ISERIALIZABLE {
     // For a reader: names of the file are interned into this table.
     void set_internal(SYMBOL_TABLE* table);
     const SYMBOL_TABLE* get_internal_const() const { return m_internal_const; }
+    // The table a reader interns into; null for a writer.
+    SYMBOL_TABLE* get_internal() const { return m_internal; }
 
     // Reader: file name ids in the message become whole internal symbols.
     void message_external_to_internal(google::protobuf::Message* message);

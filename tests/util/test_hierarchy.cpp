@@ -522,14 +522,6 @@ TEST(Hierarchy, BadDescriptionsStopConstruction) {
             HIERARCHY h(&m);
         },
         testing::ExitedWithCode(255), "  \\(a >= 0\\) && \\(b >= 0\\) \n");
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            build_tiny(m);
-            HIERARCHY h(&m);
-            h.create_partitions();
-        },
-        testing::ExitedWithCode(255), "not available yet");
 }
 
 TEST(Hierarchy, TextForms) {

@@ -1,0 +1,126 @@
+// Two-level edge map over the fixture's partition {A}: shared sub-edges, map states, the file
+// form and its cuts.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "modules_fixture.h"
+#include "util/util_edgemap.h"
+#include "util/util_indent.h"
+
+using UTIL::EDGE_KEY;
+using UTIL::EDGEMAP;
+
+namespace {
+
+struct EDGEMAP_FIXTURE : MODULES_FIXTURE {
+    std::unique_ptr<UTIL::IHIERARCHY::IPARTITIONS> m_partitions{m_hierarchy->create_partitions()};
+    EDGEMAP_FIXTURE() { EXPECT_TRUE(m_partitions->set_partitions({1})); }
+};
+
+// Edges: 0->13 and 11->12 at the top, z->x inside both occurrences of A, a0.x->a1.x across.
+void fill(EDGEMAP& map) {
+    EXPECT_NE(map.add_edge({0, 13}, {1, 0}), nullptr);
+    EXPECT_NE(map.add_edge({11, 12}, {2, 1}), nullptr);
+    EXPECT_NE(map.add_edge({3, 4}, {5, 3}), nullptr);
+    EXPECT_EQ(map.add_edge({8, 9}, {6, 6}), nullptr);  // same sub-edge (2, 3)
+    EXPECT_NE(map.add_edge({4, 9}, {7, 2}), nullptr);
+    EXPECT_EQ(map.add_edge({0, 13}, {9, 9}), nullptr);
+    map.end_adds(0);
+    map.end_adds(1);
+}
+
+void expect_answers(const EDGEMAP& map) {
+    EXPECT_EQ(map.find_edge({0, 13})->get_mux_type(), 1);
+    EXPECT_EQ(map.find_edge({11, 12})->get_mux_input(), 1);
+    const UTIL::IEDGEMAP::IEDGEINFO* shared = map.find_edge({3, 4});
+    ASSERT_NE(shared, nullptr);
+    EXPECT_EQ(shared, map.find_edge({8, 9}));
+    EXPECT_NE(dynamic_cast<const UTIL::SUBEDGEINFO*>(shared), nullptr);
+    EXPECT_EQ(shared->get_mux_type(), 5);
+    EXPECT_EQ(map.find_edge({4, 9})->get_mux_type(), 7);
+    EXPECT_EQ(map.find_edge({4, 5}), nullptr);
+    EXPECT_EQ(map.find_edge({1, 99}), nullptr);
+}
+
+}  // namespace
+
+TEST(EdgeMap, SubEdgesAreSharedByOccurrences) {
+    EDGEMAP_FIXTURE f;
+    EDGEMAP map(f.m_partitions.get());
+    EDGE_KEY subedge{77, 77};
+    uint16_t occurence = 77;
+    EXPECT_EQ(map.get_edge_partition(subedge, occurence, {8, 9}), 1);
+    EXPECT_EQ(occurence, 1);
+    EXPECT_EQ(subedge.m_node1, 2u);
+    EXPECT_EQ(subedge.m_node2, 3u);
+    subedge = {77, 77};
+    EXPECT_EQ(map.get_edge_partition(subedge, occurence, {4, 9}), 0);
+    EXPECT_EQ(subedge.m_node1, 77u);
+    fill(map);
+    expect_answers(map);
+}
+
+TEST(EdgeMap, ClosedAndOpenMapsEndTheProcess) {
+    EDGEMAP_FIXTURE f;
+    EDGEMAP map(f.m_partitions.get());
+    EXPECT_EXIT(map.find_subedge(1, {2, 3}), testing::ExitedWithCode(255),
+                "  !m_subedge_map_add_ok \n");
+    EXPECT_EXIT(map.add_subedge(0, {2, 3}, {1, 1}), testing::ExitedWithCode(255),
+                "partition_index > 0");
+    map.end_adds(0);
+    EXPECT_EXIT(map.add_edge({0, 13}, {1, 1}), testing::ExitedWithCode(255), "  m_edge_map_add_ok \n");
+    EXPECT_EXIT(map.add_edge({0, 14}, {1, 1}), testing::ExitedWithCode(255),
+                "partition_index != IPARTITIONS::PARTITION_INDEX_INVALID");
+}
+
+TEST(EdgeMap, FileRoundTripClosesEveryMap) {
+    EDGEMAP_FIXTURE f;
+    EDGEMAP map(f.m_partitions.get());
+    fill(map);
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::ostringstream out;
+        ASSERT_TRUE(map.write(out, format));
+        EDGEMAP fresh(f.m_partitions.get());
+        std::istringstream in(out.str());
+        ASSERT_TRUE(fresh.read(in, format));
+        expect_answers(fresh);
+        EXPECT_EXIT(fresh.add_edge({0, 5}, {1, 1}), testing::ExitedWithCode(255),
+                    "  m_edge_map_add_ok \n");
+        EXPECT_EXIT(fresh.add_subedge(1, {0, 1}, {1, 1}), testing::ExitedWithCode(255),
+                    "  m_subedge_map_add_ok \n");
+        std::istringstream again(out.str());
+        EXPECT_EXIT(fresh.read(again, format), testing::ExitedWithCode(255),
+                    "m_edge_map.size\\(\\) == 0 && m_edge_map_add_ok == true");
+
+        const std::string bytes = out.str();
+        for (size_t cut = 0; cut < bytes.size(); ++cut) {
+            EDGEMAP partial(f.m_partitions.get());
+            std::istringstream cut_in(bytes.substr(0, cut));
+            EXPECT_FALSE(partial.read(cut_in, format)) << cut;
+        }
+    }
+}
+
+TEST(EdgeMap, PrintForms) {
+    EDGEMAP_FIXTURE f;
+    EDGEMAP map(f.m_partitions.get());
+    fill(map);
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    os << *static_cast<UTIL::IEDGEMAP*>(&map);
+    EXPECT_EQ(os.str(),
+              "IEDGEMAP {\n   m_edge_map = {\n      (T: 3)\n   }\n   m_subedge_maps = {\n"
+              "      (A: 1)\n   }\n}\n");
+    std::ostringstream detailed;
+    UTIL::INDENT detailed_guard(detailed, 3);
+    detailed << UTIL::detail_2 << *static_cast<UTIL::IEDGEMAP*>(&map);
+    EXPECT_NE(detailed.str().find("(T: 3){{[0:]->[13::p]},{[4:/a0:x]->[9:/a1:x]},"),
+              std::string::npos)
+        << detailed.str();
+    std::ostringstream stats;
+    UTIL::INDENT stats_guard(stats, 3);
+    UTIL::set_detail(stats, 4);
+    stats << *static_cast<UTIL::IEDGEMAP*>(&map);
+    EXPECT_EQ(stats.str(), "IEDGEMAP_STATISTICS {\n}\n");
+}

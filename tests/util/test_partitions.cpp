@@ -1,0 +1,151 @@
+// Partitions over the fixture hierarchy: occurrences, node look-ups, user errors, the stored
+// list and the print form.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "modules_fixture.h"
+#include "util/util_hierarchy_serializable.h"
+#include "util/util_indent.h"
+#include "util/util_partitions.h"
+
+using UTIL::IHIERARCHY;
+using IPARTITIONS = UTIL::IHIERARCHY::IPARTITIONS;
+
+namespace {
+
+std::unique_ptr<IPARTITIONS> make_partitions(const MODULES_FIXTURE& f,
+                                             const std::vector<uint32_t>& modules) {
+    std::unique_ptr<IPARTITIONS> partitions(f.m_hierarchy->create_partitions());
+    EXPECT_TRUE(partitions->set_partitions(modules)) << partitions->get_error().m_message;
+    return partitions;
+}
+
+}  // namespace
+
+TEST(Partitions, OccurrencesAndSingleNodeLookups) {
+    MODULES_FIXTURE f;
+    auto partitions = make_partitions(f, {1});
+    ASSERT_EQ(partitions->get_n_partitions(), 2);
+    const IHIERARCHY::IPARTITION& a = partitions->get_partition(1);
+    ASSERT_EQ(a.get_n_occurences(), 2u);
+    EXPECT_EQ(a.get_start(0), 1u);
+    EXPECT_EQ(a.get_end(0), 5u);
+    EXPECT_EQ(a.get_start(1), 6u);
+    EXPECT_EQ(a.get_end(1), 10u);
+    EXPECT_EQ(partitions->get_partition(0).get_end(0), 13u);
+    EXPECT_EQ(partitions->get_partition_of_module(1), 1);
+    EXPECT_EQ(partitions->get_partition_of_module(2), IPARTITIONS::PARTITION_INDEX_INVALID);
+
+    uint16_t occurence = 99;
+    uint64_t relative = 99;
+    EXPECT_EQ(partitions->find_partition(occurence, relative, 8), 1);
+    EXPECT_EQ(occurence, 1);
+    EXPECT_EQ(relative, 2u);
+    // Top-level nodes between occurrences: partition 0, out values untouched.
+    occurence = 99;
+    relative = 99;
+    EXPECT_EQ(partitions->find_partition(occurence, relative, 11), 0);
+    EXPECT_EQ(partitions->find_partition(occurence, relative, 0), 0);
+    EXPECT_EQ(occurence, 99);
+    EXPECT_EQ(relative, 99u);
+    EXPECT_EQ(partitions->find_partition(occurence, relative, 14),
+              IPARTITIONS::PARTITION_INDEX_INVALID);
+
+    std::unique_ptr<IHIERARCHY::IPATH_SETTABLE> path(f.m_hierarchy->create_path());
+    partitions->get_partition_path(*path, 1);
+    ASSERT_EQ(path->size(), 1u);
+    EXPECT_EQ(path->get_instance(0), 0u);
+}
+
+TEST(Partitions, TwoNodeLookups) {
+    MODULES_FIXTURE f;
+    auto partitions = make_partitions(f, {1});
+    IPARTITIONS::OCCURENCE_NODES record;
+    EXPECT_EQ(partitions->find_partition(record, 8, 9), 1);
+    EXPECT_EQ(record.m_occurence, 1);
+    EXPECT_EQ(record.m_node1, 2u);
+    EXPECT_EQ(record.m_node2, 3u);
+    // Different occurrences of one partition, or a top-level node: they meet at the top.
+    record = IPARTITIONS::OCCURENCE_NODES{};
+    EXPECT_EQ(partitions->find_partition(record, 3, 8), 0);
+    EXPECT_EQ(partitions->find_partition(record, 3, 12), 0);
+    EXPECT_EQ(record.m_node1, 0u);
+    EXPECT_EQ(partitions->find_partition(record, 3, 20), IPARTITIONS::PARTITION_INDEX_INVALID);
+}
+
+TEST(Partitions, EmptyListAndUserErrors) {
+    MODULES_FIXTURE f;
+    auto top_only = make_partitions(f, {});
+    EXPECT_EQ(top_only->get_n_partitions(), 1);
+    uint16_t occurence = 0;
+    uint64_t relative = 0;
+    EXPECT_EQ(top_only->find_partition(occurence, relative, 5), 0);
+
+    std::unique_ptr<IPARTITIONS> partitions(f.m_hierarchy->create_partitions());
+    EXPECT_FALSE(partitions->set_partitions({2, 0}));
+    EXPECT_EQ(partitions->get_error().m_message,
+              "Do not include top level module: T in module_indexes");
+    EXPECT_EQ(partitions->get_n_partitions(), 0);
+
+    // C is reached only below A, which is not descended into.
+    EXPECT_FALSE(partitions->set_partitions({1, 3}));
+    EXPECT_EQ(partitions->get_error().m_message,
+              "Ill formed partitions, The module C is not reachable");
+    // The same module twice leaves the first partition empty.
+    EXPECT_FALSE(partitions->set_partitions({2, 2}));
+    EXPECT_EQ(partitions->get_error().m_message,
+              "Ill formed partitions, The module B is not reachable");
+    EXPECT_TRUE(partitions->set_partitions({3}));
+    EXPECT_TRUE(partitions->get_error().m_ok);
+    EXPECT_EQ(partitions->get_partition(1).get_n_occurences(), 2u);
+}
+
+TEST(Partitions, StoredListRoundTripAndCut) {
+    MODULES_FIXTURE f;
+    auto written = make_partitions(f, {3, 2});
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::ostringstream out;
+        UTIL::PARTITIONS_SERIALIZABLE writer(written.get(), nullptr);
+        ASSERT_TRUE(writer.write(out, format));
+
+        std::unique_ptr<IPARTITIONS> fresh(f.m_hierarchy->create_partitions());
+        UTIL::PARTITIONS_SERIALIZABLE reader(nullptr, fresh.get());
+        std::istringstream in(out.str());
+        ASSERT_TRUE(reader.read(in, format));
+        ASSERT_EQ(fresh->get_n_partitions(), 3);
+        EXPECT_EQ(fresh->get_partition(1).get_module_index(), 3u);
+        EXPECT_EQ(fresh->get_partition(2).get_module_index(), 2u);
+        for (uint64_t node = 0; node <= 14; ++node) {
+            uint16_t o1 = 0, o2 = 0;
+            uint64_t r1 = 0, r2 = 0;
+            EXPECT_EQ(fresh->find_partition(o1, r1, node), written->find_partition(o2, r2, node));
+            EXPECT_EQ(o1, o2);
+            EXPECT_EQ(r1, r2);
+        }
+        const std::string bytes = out.str();
+        for (size_t cut = 0; cut < bytes.size(); ++cut) {
+            std::unique_ptr<IPARTITIONS> partial(f.m_hierarchy->create_partitions());
+            UTIL::PARTITIONS_SERIALIZABLE cut_reader(nullptr, partial.get());
+            std::istringstream cut_in(bytes.substr(0, cut));
+            EXPECT_FALSE(cut_reader.read(cut_in, format)) << cut;
+        }
+    }
+}
+
+TEST(Partitions, PrintForms) {
+    MODULES_FIXTURE f;
+    auto partitions = make_partitions(f, {1});
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    os << UTIL::detail_2 << *partitions;
+    EXPECT_EQ(
+        os.str(),
+        "IPARTITIONS {\n   [0] = { (#=1)  :0-13}\n   [1] = { (#=2) /a0 /a0:1-5, /a1:6-10}\n}\n");
+    std::ostringstream stats;
+    UTIL::INDENT stats_guard(stats, 3);
+    UTIL::set_detail(stats, 4);
+    stats << *partitions;
+    EXPECT_NE(stats.str().find("IPARTITIONS_STATISTICS {\n"), std::string::npos);
+    EXPECT_NE(stats.str().find("   n_partitions = 2\n   n_occurences = 3\n}"), std::string::npos);
+}
