@@ -2,9 +2,10 @@
 // module holding 200 mux occurrences (of 4 mux modules with 3 subpaths and 8 paths each) and
 // 50 other instances. One-shot stages on shared state: finish, write (file size), read, then
 // TLSPLITTER::set_node on random mux nodes and get_tlnode on random nodes of the device.
+// Stage times are process CPU seconds.
 #include <benchmark/benchmark.h>
 
-#include <chrono>
+#include <ctime>
 #include <deque>
 #include <memory>
 #include <random>
@@ -159,8 +160,16 @@ STATE& state_of() {
     return s_state;
 }
 
-double seconds_since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+// Process CPU time, kernel time included: the machine may be shared, and waiting for a core
+// is not work of the table.
+double cpu_now() {
+    timespec t;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + t.tv_nsec * 1e-9;
+}
+
+double seconds_since(double start) {
+    return cpu_now() - start;
 }
 
 void BM_Finish(benchmark::State& state) {
@@ -171,7 +180,7 @@ void BM_Finish(benchmark::State& state) {
         s.m_built = std::make_unique<UTIL::TLBLOCKS_BUILDER>();
         s.m_built->set_hierarchy(s.m_device->m_hierarchy.get());
         s.m_device->add(*s.m_built);
-        const auto start = std::chrono::steady_clock::now();
+        const auto start = cpu_now();
         s.m_built->finish();
         seconds = seconds_since(start);
     }
@@ -188,13 +197,13 @@ void BM_WriteRead(benchmark::State& state) {
         s.m_out_file.set_internal_const(s.m_device->m_table);
         s.m_built->set_symbol_file(&s.m_out_file);
         std::ostringstream table_out, symbols_out;
-        auto start = std::chrono::steady_clock::now();
+        auto start = cpu_now();
         s.m_built->write(table_out, UTIL::PB_BIN);
         s.m_out_file.write(symbols_out, UTIL::PB_BIN);
         write_s = seconds_since(start);
         s.m_table_bytes = table_out.str();
         s.m_symbol_bytes = symbols_out.str();
-        start = std::chrono::steady_clock::now();
+        start = cpu_now();
         s.m_in_file.set_internal(s.m_device->m_table);
         std::istringstream symbols_in(s.m_symbol_bytes), table_in(s.m_table_bytes);
         s.m_in_file.read(symbols_in, UTIL::PB_BIN);
