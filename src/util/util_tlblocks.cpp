@@ -331,6 +331,7 @@ bool TLSPLITTER::set_node(uint64_t node) {
 
 bool TLBLOCKS_BUILDER::write(std::ostream& output, uint32_t format) {
     UTIL_ASSERT(m_seal);
+    UTIL_ASSERT(m_symbol_file != NULL);
     PB::TLBLOCKS head;
     head.set_n_modules(static_cast<uint32_t>(m_modules.size()));
     if (!write_message(head, output, format)) return false;
@@ -346,6 +347,7 @@ bool TLBLOCKS_BUILDER::write(std::ostream& output, uint32_t format) {
 bool TLBLOCKS_BUILDER::read_stream(google::protobuf::io::ZeroCopyInputStream* input,
                                    uint32_t format) {
     UTIL_ASSERT(!m_seal);
+    UTIL_ASSERT(m_symbol_file != NULL);
     PB::TLBLOCKS head;
     if (!read_message(input, &head, format)) return false;
     PB::TLBLOCKS::MODULE pb;

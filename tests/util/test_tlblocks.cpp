@@ -340,6 +340,9 @@ TEST(TlBlocks, FatalCases) {
     EXPECT_EXIT(t->set_hierarchy(d.hierarchy.get()), testing::ExitedWithCode(255), "  !m_seal \n");
     std::istringstream in("");
     EXPECT_EXIT(t->read(in, UTIL::PB_BIN), testing::ExitedWithCode(255), "  !m_seal \n");
+    TLBLOCKS_BUILDER no_file;
+    EXPECT_EXIT(no_file.read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
+                "  m_symbol_file != NULL \n");
     // Path indexes of a module's settings must run from 0 to n - 1.
     TLBLOCKS_BUILDER gap;
     std::vector<TL_SETTING_PAIR> pairs;
