@@ -1,0 +1,111 @@
+// The run object: creation, the four reads through TESSEL_API with their timers and guards,
+// and the release of everything the run owns, in a fixed order, before the whole-run timer
+// prints.
+#include "fab/tsl_fab.h"
+
+#include <memory>
+
+#include "fab_iposition.h"
+#include "fab_itranslate.h"
+#include "icdb_iinstance_tree.h"
+#include "nlg/nlg_api_impl.h"
+#include "nlg_iannss.h"
+#include "nlg_ihpath.h"
+#include "tessel_api.h"
+#include "util/util_assert.h"
+
+FAB::API::~API() = default;
+
+// Reads always go in the binary frame format of the API.
+static constexpr int READ_FORMAT = TESSEL_API::FORMAT_PB_BIN;
+
+FAB::API* fab_create(TESSEL_API* api, FAB::ITRANSLATE* translate, bool enable_timers) {
+    // The default interface is stateless and lives to the end of the process.
+    if (api == nullptr) api = new NLG_TESSEL();
+    return new FAB_IMPL(api, translate, enable_timers);
+}
+
+FAB_IMPL::FAB_IMPL(TESSEL_API* api, FAB::ITRANSLATE* translate, bool enable_timers) : m_api(api) {
+    if (translate != nullptr) {
+        m_translate = dynamic_cast<FAB::ITRANSLATE_BUILDER*>(translate);
+        UTIL_ASSERT(m_translate != NULL);
+    }
+    if (enable_timers) m_timer = new SCOPE_TIMER("FAB takes ");
+}
+
+FAB_IMPL::~FAB_IMPL() {
+    delete m_rtl_graph;
+    delete m_rtl_annss;
+    delete m_blc_graph;
+    delete m_blc_annss;
+    delete m_instance_tree;
+    delete m_position;
+    delete m_modules;
+    delete m_hpath_a;
+    delete m_hpath_b;
+    delete m_hierarchy;
+    delete m_translate;
+    if (m_timer) {
+        m_timer->stop();
+        delete m_timer;
+    }
+}
+
+const char* FAB_IMPL::get_version() {
+    return "v0.1";
+}
+
+SCOPE_TIMER* FAB_IMPL::start_timer(const char* label) const {
+    return m_timer ? new SCOPE_TIMER(label) : nullptr;
+}
+
+void FAB_IMPL::read_rtl_graph(std::istream& stream) {
+    std::unique_ptr<SCOPE_TIMER> timer(start_timer("read rtl graph takes "));
+    // A second read replaces the first graph without freeing it.
+    m_rtl_graph = m_api->create_graph(nullptr);
+    m_api->read_graph(m_rtl_graph, stream, READ_FORMAT);
+}
+
+void FAB_IMPL::read_rtl_annotation(std::istream& stream) {
+    std::unique_ptr<SCOPE_TIMER> timer(start_timer("read rtl annotation takes "));
+    UTIL_ASSERT(m_rtl_annss == NULL);
+    m_rtl_annss = m_api->create_annss(m_rtl_graph);
+    m_api->read_annss(m_rtl_annss, stream, READ_FORMAT);
+}
+
+void FAB_IMPL::read_blc_graph(std::istream& stream) {
+    std::unique_ptr<SCOPE_TIMER> timer(start_timer("read blc graph takes "));
+    m_blc_graph = m_api->create_graph(nullptr);
+    m_api->read_graph(m_blc_graph, stream, READ_FORMAT);
+}
+
+void FAB_IMPL::read_blc_annotation(std::istream& stream) {
+    std::unique_ptr<SCOPE_TIMER> timer(start_timer("read blc annotation takes "));
+    UTIL_ASSERT(m_blc_annss == NULL);
+    m_blc_annss = m_api->create_annss(m_blc_graph);
+    m_api->read_annss(m_blc_annss, stream, READ_FORMAT);
+}
+
+// The floorplan and routing steps of a run are not part of this build yet.
+
+FAB::FLOORPLAN* FAB_IMPL::create_floorplan() {
+    UTIL_FAIL("create_floorplan is not available yet");
+}
+
+FAB::ROUTING_GRAPH* FAB_IMPL::create_routing_graph() {
+    UTIL_FAIL("create_routing_graph is not available yet");
+}
+
+NLG_IMODULE* RTL_TO_BLC_MATCH::get_match(const NLG_IMODULE* module) const {
+    auto it = m_module_map.find(module);
+    return it == m_module_map.end() ? nullptr : it->second;
+}
+
+NLG_IPORT* RTL_TO_BLC_MATCH::get_rtl_port(const NLG_IPORT* blc_port) const {
+    auto it = m_port_map.find(blc_port);
+    return it == m_port_map.end() ? nullptr : it->second;
+}
+
+void RTL_TO_BLC_MATCH::get_port_symbols(const NLG_IMODULE*, std::vector<NS_SYMBOL::SYM>&) const {
+    UTIL_FAIL("get_port_symbols is not available yet");
+}

@@ -1,0 +1,82 @@
+// FAB_IMPL, the run object behind FAB::API: it owns both graphs, both annotation sets, the
+// instance tree, the position service, the hierarchy objects given to a translate object, the
+// translate object itself and the whole-run timer. It does not own the TESSEL_API it reads
+// through, nor the floorplan and routing graph it hands out. RTL_TO_BLC_MATCH pairs the
+// modules of the two views.
+#pragma once
+
+#include <unordered_map>
+#include <vector>
+
+#include "fab_api.h"
+#include "nlg_igraph.h"
+#include "nlg_imodule_match.h"
+#include "util/util_timer.h"
+
+class NLG_IANNSS;
+class FAB_IPOSITION;
+namespace ICDB {
+class IINSTANCE_TREE;
+}
+namespace FAB {
+class ITRANSLATE_BUILDER;
+}
+
+class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
+  public:
+    NLG_IMODULE* get_match(const NLG_IMODULE* module) const override;
+    void get_port_symbols(const NLG_IMODULE* module,
+                          std::vector<NS_SYMBOL::SYM>& symbols) const override;
+    // The netlist port that a block-level port stands for, or null.
+    NLG_IPORT* get_rtl_port(const NLG_IPORT* blc_port) const;
+
+  private:
+    NLG_IGRAPH* m_rtl_graph = nullptr;
+    NLG_IGRAPH* m_blc_graph = nullptr;
+    NLG_IANNSS* m_rtl_annss = nullptr;
+    NLG_IANNSS* m_blc_annss = nullptr;
+    std::unordered_map<const NLG_IMODULE*, NLG_IMODULE*> m_module_map;
+    std::unordered_map<const NLG_IPORT*, NLG_IPORT*> m_port_map;
+};
+
+class FAB_IMPL : public FAB::API {
+  public:
+    FAB_IMPL(TESSEL_API* api, FAB::ITRANSLATE* translate, bool enable_timers);
+    FAB_IMPL(const FAB_IMPL&) = delete;
+    FAB_IMPL& operator=(const FAB_IMPL&) = delete;
+    ~FAB_IMPL() override;
+
+    const char* get_version() override;
+    void read_rtl_graph(std::istream& stream) override;
+    void read_rtl_annotation(std::istream& stream) override;
+    void read_blc_graph(std::istream& stream) override;
+    void read_blc_annotation(std::istream& stream) override;
+    FAB::FLOORPLAN* create_floorplan() override;
+    FAB::ROUTING_GRAPH* create_routing_graph() override;
+
+    NLG_IGRAPH* get_rtl_graph() const { return m_rtl_graph; }
+    NLG_IGRAPH* get_blc_graph() const { return m_blc_graph; }
+    NLG_IANNSS* get_rtl_annss() const { return m_rtl_annss; }
+    NLG_IANNSS* get_blc_annss() const { return m_blc_annss; }
+    TESSEL_API* get_api() const { return m_api; }
+
+  private:
+    // A step timer exists only when the run was made with timers.
+    SCOPE_TIMER* start_timer(const char* label) const;
+
+    TESSEL_API* m_api = nullptr;
+    NLG_IGRAPH* m_rtl_graph = nullptr;
+    NLG_IGRAPH* m_blc_graph = nullptr;
+    NLG_IANNSS* m_rtl_annss = nullptr;
+    NLG_IANNSS* m_blc_annss = nullptr;
+    ICDB::IINSTANCE_TREE* m_instance_tree = nullptr;
+    FAB_IPOSITION* m_position = nullptr;
+    FAB::FLOORPLAN* m_floorplan = nullptr;
+    SCOPE_TIMER* m_timer = nullptr;
+    RTL_TO_BLC_MATCH m_match;
+    UTIL::IHIERARCHY::IMODULES* m_modules = nullptr;
+    UTIL::IHIERARCHY* m_hierarchy = nullptr;
+    NLG_IGRAPH::IHPATH* m_hpath_a = nullptr;
+    NLG_IGRAPH::IHPATH* m_hpath_b = nullptr;
+    FAB::ITRANSLATE_BUILDER* m_translate = nullptr;
+};

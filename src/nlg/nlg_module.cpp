@@ -1,0 +1,208 @@
+// Module definitions: adding ports, nets and instances by copy, name look-ups, and the checked
+// index access whose messages name the module.
+#include "nlg/nlg_module.h"
+
+#include "nlg/nlg_graph.h"
+#include "tsl_ivisitor.h"
+#include "util/util_assert.h"
+
+NLG_MODULE::NLG_MODULE(NS_SYMBOL::SYM name, uint32_t primitive_type, NLG_ID id,
+                       const NLG_FILELINE& fileline, bool unused_nonprimitive, uint32_t n_ports,
+                       uint32_t n_nets, uint32_t n_instances)
+    : m_graph(nullptr),
+      m_id(id),
+      m_name(name),
+      m_primitive_type(primitive_type),
+      m_index(-1),
+      m_fileline(fileline),
+      m_unused_nonprimitive(unused_nonprimitive) {
+    // Vectors exist only when something goes into them: most modules of a device are leaves.
+    if (n_ports != 0) reserve_ports(n_ports);
+    if (n_nets != 0) reserve_nets(n_nets);
+    if (n_instances != 0) reserve_instances(n_instances);
+}
+
+NLG_MODULE::~NLG_MODULE() = default;
+
+void NLG_MODULE::accept_enter(TSL_IVISITOR& visitor) {
+    visitor.enter_module(*this);
+}
+
+void NLG_MODULE::accept_exit(TSL_IVISITOR& visitor) {
+    visitor.exit_module(*this);
+}
+
+NLG_IGRAPH* NLG_MODULE::get_graph() const {
+    return m_graph;
+}
+
+const char* NLG_MODULE::slow_name(std::string& buffer) const {
+    buffer = m_name.get_name();
+    return buffer.c_str();
+}
+
+void NLG_MODULE::reserve_ports(size_t n) {
+    if (!m_ports) m_ports.reset(new std::vector<NLG_PORT>());
+    m_ports->reserve(n);
+    m_port_map.reserve(n);
+}
+
+void NLG_MODULE::reserve_nets(size_t n) {
+    if (!m_nets) m_nets.reset(new std::vector<NLG_NET>());
+    m_nets->reserve(n);
+}
+
+void NLG_MODULE::reserve_instances(size_t n) {
+    if (!m_instances) m_instances.reset(new std::vector<NLG_INSTANCE>());
+    m_instances->reserve(n);
+    m_instance_map.reserve(n);
+}
+
+NLG_PORT* NLG_MODULE::port(int32_t index) const {
+    if (index < 0 || index >= static_cast<int32_t>(get_num_ports())) {
+        std::string name;
+        UTIL_FAIL("Port index %d is out of range (0 ~ %d) for module %s", index,
+                  static_cast<int>(get_num_ports()) - 1, slow_name(name));
+    }
+    return &(*m_ports)[static_cast<size_t>(index)];
+}
+
+NLG_NET* NLG_MODULE::net(int32_t index) const {
+    if (index < 0 || index >= static_cast<int32_t>(get_num_nets())) {
+        std::string name;
+        UTIL_FAIL("Net index %d is out of range (0 ~ %d) for module %s", index,
+                  static_cast<int>(get_num_nets()) - 1, slow_name(name));
+    }
+    return &(*m_nets)[static_cast<size_t>(index)];
+}
+
+NLG_INSTANCE* NLG_MODULE::instance(int32_t index) const {
+    if (index < 0 || index >= static_cast<int32_t>(get_num_instances())) {
+        std::string name;
+        UTIL_FAIL("Instance index %d is out of range (0 ~ %d) for module %s", index,
+                  static_cast<int>(get_num_instances()) - 1, slow_name(name));
+    }
+    return &(*m_instances)[static_cast<size_t>(index)];
+}
+
+NLG_IPORT* NLG_MODULE::get_port(NS_SYMBOL::SYM name) const {
+    auto it = m_port_map.find(name);
+    return it == m_port_map.end() ? nullptr : port(it->second);
+}
+
+NLG_IPORT* NLG_MODULE::get_port(int32_t index) const {
+    return port(index);
+}
+
+NLG_INET* NLG_MODULE::get_net(int32_t index) const {
+    return net(index);
+}
+
+NLG_IINSTANCE* NLG_MODULE::get_instance(NS_SYMBOL::SYM name) const {
+    auto it = m_instance_map.find(name);
+    return it == m_instance_map.end() ? nullptr : instance(it->second);
+}
+
+NLG_IINSTANCE* NLG_MODULE::get_instance(int32_t index) const {
+    return instance(index);
+}
+
+NLG_IINSTANCE* NLG_MODULE::get_reference(int32_t index) const {
+    if (index < 0 || index >= static_cast<int32_t>(get_num_references())) {
+        std::string name;
+        UTIL_FAIL("Reference index %d is out of range (0 ~ %d) for module %s", index,
+                  static_cast<int>(get_num_references()) - 1, slow_name(name));
+    }
+    const REFERENCE& reference = (*m_references)[static_cast<size_t>(index)];
+    return m_graph->get_module(static_cast<int32_t>(reference.first))
+        ->get_instance(static_cast<int32_t>(reference.second));
+}
+
+int32_t NLG_MODULE::get_port_index(const NLG_IPORT* port) const {
+    UTIL_ASSERT(m_ports);
+    return static_cast<int32_t>(static_cast<const NLG_PORT*>(port) - m_ports->data());
+}
+
+int32_t NLG_MODULE::get_instance_index(NS_SYMBOL::SYM name) const {
+    auto it = m_instance_map.find(name);
+    return it == m_instance_map.end() ? -1 : it->second;
+}
+
+int32_t NLG_MODULE::get_instance_index(const NLG_IINSTANCE* instance) const {
+    UTIL_ASSERT(m_instances);
+    return static_cast<int32_t>(static_cast<const NLG_INSTANCE*>(instance) - m_instances->data());
+}
+
+int32_t NLG_MODULE::get_net_index(const NLG_INET* net) const {
+    UTIL_ASSERT(m_nets);
+    return static_cast<int32_t>(static_cast<const NLG_NET*>(net) - m_nets->data());
+}
+
+bool NLG_MODULE::is_leaf() const {
+    return get_num_instances() == 0 && get_num_nets() == 0;
+}
+
+template <class PORT>
+void NLG_MODULE::add_port_as(PORT&& p) {
+    if (!m_ports) m_ports.reset(new std::vector<NLG_PORT>());
+    UTIL_ASSERT(!p.get_parent());
+    UTIL_ASSERT(p.get_name().is_known());
+    int32_t index = static_cast<int32_t>(m_ports->size());
+    m_port_map[p.get_name()] = index;
+    m_ports->push_back(std::forward<PORT>(p));
+    NLG_PORT& copy = m_ports->back();
+    copy.m_parent = this;
+    copy.m_index = index;
+}
+
+template <class NET>
+void NLG_MODULE::add_net_as(NET&& n) {
+    if (!m_nets) m_nets.reset(new std::vector<NLG_NET>());
+    UTIL_ASSERT(!n.get_parent());
+    UTIL_ASSERT(n.get_name().is_known());
+    m_nets->push_back(std::forward<NET>(n));
+    m_nets->back().m_parent = this;
+}
+
+template <class INSTANCE>
+void NLG_MODULE::add_instance_as(INSTANCE&& inst) {
+    if (!m_instances) m_instances.reset(new std::vector<NLG_INSTANCE>());
+    UTIL_ASSERT(!inst.get_parent());
+    int32_t index = static_cast<int32_t>(m_instances->size());
+    m_instances->push_back(std::forward<INSTANCE>(inst));
+    NLG_INSTANCE& copy = m_instances->back();
+    copy.m_parent = this;
+    copy.m_index = index;
+    if (copy.m_portrefs)
+        for (NLG_PORT_REF& pr : *copy.m_portrefs) pr.m_parent = this;
+    NLG_MODULE* definition = copy.m_module;
+    if (definition) {
+        if (!definition->m_references) definition->m_references.reset(new std::vector<REFERENCE>());
+        definition->m_references->emplace_back(m_id.get_serial(), static_cast<uint32_t>(index));
+    }
+    m_instance_map[copy.get_name()] = index;
+}
+
+void NLG_MODULE::add_port(NLG_PORT& p) {
+    add_port_as(p);
+}
+
+void NLG_MODULE::add_port(NLG_PORT&& p) {
+    add_port_as(std::move(p));
+}
+
+void NLG_MODULE::add_net(NLG_NET& n) {
+    add_net_as(n);
+}
+
+void NLG_MODULE::add_net(NLG_NET&& n) {
+    add_net_as(std::move(n));
+}
+
+void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
+    add_instance_as(inst);
+}
+
+void NLG_MODULE::add_instance(NLG_INSTANCE&& inst) {
+    add_instance_as(std::move(inst));
+}

@@ -1,0 +1,102 @@
+// NLG_MODULE: a module definition. It owns its ports, nets and instances by value, in vectors
+// that are made on first use and must be reserved to their final size before anything points
+// into them; it also keeps the list of places where it is instantiated. It does not own the
+// graph, nor the modules that its instances instantiate.
+#pragma once
+
+#include <memory>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "nlg/nlg_instance.h"
+#include "nlg/nlg_net.h"
+#include "nlg/nlg_port.h"
+
+class NLG_MODULE : public NLG_IMODULE {
+  public:
+    NLG_MODULE(NS_SYMBOL::SYM name, uint32_t primitive_type, NLG_ID id,
+               const NLG_FILELINE& fileline, bool unused_nonprimitive, uint32_t n_ports,
+               uint32_t n_nets, uint32_t n_instances);
+    NLG_MODULE(const NLG_MODULE&) = delete;
+    NLG_MODULE& operator=(const NLG_MODULE&) = delete;
+    ~NLG_MODULE() override;
+
+    void accept_enter(TSL_IVISITOR& visitor) override;
+    void accept_exit(TSL_IVISITOR& visitor) override;
+    NLG_ID get_id() const override { return m_id; }
+    NS_SYMBOL::SYM get_name() const override { return m_name; }
+    const NLG_IFILELINE* get_fileline() const override { return &m_fileline; }
+
+    NLG_IGRAPH* get_graph() const override;
+    int32_t get_index() const override { return m_index; }
+    NLG_IPORT* get_port(NS_SYMBOL::SYM name) const override;
+    NLG_IPORT* get_port(int32_t index) const override;
+    NLG_INET* get_net(int32_t index) const override;
+    NLG_IINSTANCE* get_instance(NS_SYMBOL::SYM name) const override;
+    NLG_IINSTANCE* get_instance(int32_t index) const override;
+    NLG_IINSTANCE* get_reference(int32_t index) const override;
+    uint32_t get_num_ports() const override { return count(m_ports); }
+    uint32_t get_num_nets() const override { return count(m_nets); }
+    uint32_t get_num_instances() const override { return count(m_instances); }
+    uint32_t get_num_references() const override { return count(m_references); }
+    int32_t get_port_index(const NLG_IPORT* port) const override;
+    int32_t get_instance_index(NS_SYMBOL::SYM name) const override;
+    int32_t get_instance_index(const NLG_IINSTANCE* instance) const override;
+    int32_t get_net_index(const NLG_INET* net) const override;
+    bool is_leaf() const override;
+    bool is_primitive() const override { return get_primitive_type() != 0; }
+    uint32_t get_primitive_type() const override { return m_primitive_type; }
+
+    // Copy the template into this module; the caller keeps and destroys the template.
+    void add_port(NLG_PORT& p);
+    void add_net(NLG_NET& n);
+    void add_instance(NLG_INSTANCE& inst);
+    // The same, taking over a template that the caller drops right after.
+    void add_port(NLG_PORT&& p);
+    void add_net(NLG_NET&& n);
+    void add_instance(NLG_INSTANCE&& inst);
+    void set_name(NS_SYMBOL::SYM name) { m_name = name; }
+
+    void reserve_ports(size_t n);
+    void reserve_nets(size_t n);
+    void reserve_instances(size_t n);
+
+    // Checked access to the objects themselves, with the index messages of the interface.
+    NLG_PORT* port(int32_t index) const;
+    NLG_NET* net(int32_t index) const;
+    NLG_INSTANCE* instance(int32_t index) const;
+    NLG_GRAPH* get_nlg_graph() const { return m_graph; }
+    bool get_unused_nonprimitive() const { return m_unused_nonprimitive; }
+
+  private:
+    friend class NLG_GRAPH;
+    using REFERENCE = std::pair<uint32_t, uint32_t>;
+
+    template <class V>
+    static uint32_t count(const std::unique_ptr<V>& v) {
+        return v ? static_cast<uint32_t>(v->size()) : 0;
+    }
+    const char* slow_name(std::string& buffer) const;
+    template <class PORT>
+    void add_port_as(PORT&& p);
+    template <class NET>
+    void add_net_as(NET&& n);
+    template <class INSTANCE>
+    void add_instance_as(INSTANCE&& inst);
+
+    // (module index of the parent, instance index in it), one per instantiation.
+    std::unique_ptr<std::vector<REFERENCE>> m_references;
+    std::unique_ptr<std::vector<NLG_PORT>> m_ports;
+    std::unique_ptr<std::vector<NLG_NET>> m_nets;
+    std::unique_ptr<std::vector<NLG_INSTANCE>> m_instances;
+    NLG_GRAPH* m_graph;
+    std::unordered_map<NS_SYMBOL::SYM, int32_t> m_instance_map;
+    std::unordered_map<NS_SYMBOL::SYM, int32_t> m_port_map;
+    NLG_ID m_id;
+    NS_SYMBOL::SYM m_name;
+    uint32_t m_primitive_type;
+    int32_t m_index;
+    NLG_FILELINE m_fileline;
+    bool m_unused_nonprimitive;
+};
