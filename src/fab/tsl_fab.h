@@ -56,6 +56,8 @@ class FAB_IMPL : public FAB::API {
 
     NLG_IGRAPH* get_rtl_graph() const { return m_rtl_graph; }
     NLG_IGRAPH* get_blc_graph() const { return m_blc_graph; }
+    NLG_IANNSS* get_rtl_annss() const { return m_rtl_annss; }
+    NLG_IANNSS* get_blc_annss() const { return m_blc_annss; }
     TESSEL_API* get_api() const { return m_api; }
 
   private:

@@ -1,6 +1,8 @@
-// The default TESSEL_API: graph creation, graph files with the API's format mapping, and the
-// annotation operations.
+// The default TESSEL_API: graph creation, graph files and annotation sets, with the API's
+// format mapping.
 #include "nlg/nlg_api_impl.h"
+
+#include "ann/annss.h"
 
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
@@ -38,18 +40,16 @@ bool NLG_TESSEL::write_graph(NLG_IGRAPH* graph, std::ostream& stream, int format
     return nlg_graph_readwrite().write(*graph, stream, frame_format);
 }
 
-// The annotation store is not part of this build yet.
-
-NLG_IANNSS* NLG_TESSEL::create_annss(NLG_IGRAPH*) {
-    UTIL_FAIL("create_annss is not available yet");
+NLG_IANNSS* NLG_TESSEL::create_annss(NLG_IGRAPH* graph) {
+    return new NLG_ANNSS(*graph);
 }
 
-bool NLG_TESSEL::write_annss(NLG_IANNSS*, std::ostream&, int format) {
-    to_frame_format(format);
-    UTIL_FAIL("write_annss is not available yet");
+bool NLG_TESSEL::write_annss(NLG_IANNSS* annss, std::ostream& stream, int format) {
+    uint32_t frame_format = to_frame_format(format);
+    return static_cast<NLG_ANNSS*>(annss)->get_annss()->write(stream, frame_format);
 }
 
-bool NLG_TESSEL::read_annss(NLG_IANNSS*, std::istream&, int format) {
-    to_frame_format(format);
-    UTIL_FAIL("read_annss is not available yet");
+bool NLG_TESSEL::read_annss(NLG_IANNSS* annss, std::istream& stream, int format) {
+    uint32_t frame_format = to_frame_format(format);
+    return static_cast<NLG_ANNSS*>(annss)->get_annss()->read(stream, frame_format);
 }

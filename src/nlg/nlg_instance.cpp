@@ -48,6 +48,20 @@ NLG_INSTANCE::NLG_INSTANCE(const NLG_INSTANCE& other)
         for (NLG_PORT_REF& pr : *m_portrefs) pr.m_instance = this;
 }
 
+NLG_INSTANCE::NLG_INSTANCE(NLG_INSTANCE&& other) noexcept
+    : NLG_IINSTANCE(other),
+      m_portrefs(std::move(other.m_portrefs)),
+      m_parent(other.m_parent),
+      m_module(other.m_module),
+      m_id(other.m_id),
+      m_name(other.m_name),
+      m_index(other.m_index),
+      m_port_to_portref(std::move(other.m_port_to_portref)),
+      m_fileline(other.m_fileline) {
+    if (m_portrefs)
+        for (NLG_PORT_REF& pr : *m_portrefs) pr.m_instance = this;
+}
+
 NLG_INSTANCE::~NLG_INSTANCE() = default;
 
 void NLG_INSTANCE::accept_enter(TSL_IVISITOR& visitor) {

@@ -14,6 +14,7 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
                  uint32_t n_portrefs);
     // A copy re-points its port references at itself; nets keep listing the originals.
     NLG_INSTANCE(const NLG_INSTANCE& other);
+    NLG_INSTANCE(NLG_INSTANCE&& other) noexcept;
     NLG_INSTANCE& operator=(const NLG_INSTANCE&) = delete;
     ~NLG_INSTANCE() override;
 

@@ -142,31 +142,34 @@ bool NLG_MODULE::is_leaf() const {
     return get_num_instances() == 0 && get_num_nets() == 0;
 }
 
-void NLG_MODULE::add_port(NLG_PORT& p) {
+template <class PORT>
+void NLG_MODULE::add_port_as(PORT&& p) {
     if (!m_ports) m_ports.reset(new std::vector<NLG_PORT>());
     UTIL_ASSERT(!p.get_parent());
     UTIL_ASSERT(p.get_name().is_known());
     int32_t index = static_cast<int32_t>(m_ports->size());
     m_port_map[p.get_name()] = index;
-    m_ports->push_back(p);
+    m_ports->push_back(std::forward<PORT>(p));
     NLG_PORT& copy = m_ports->back();
     copy.m_parent = this;
     copy.m_index = index;
 }
 
-void NLG_MODULE::add_net(NLG_NET& n) {
+template <class NET>
+void NLG_MODULE::add_net_as(NET&& n) {
     if (!m_nets) m_nets.reset(new std::vector<NLG_NET>());
     UTIL_ASSERT(!n.get_parent());
     UTIL_ASSERT(n.get_name().is_known());
-    m_nets->push_back(n);
+    m_nets->push_back(std::forward<NET>(n));
     m_nets->back().m_parent = this;
 }
 
-void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
+template <class INSTANCE>
+void NLG_MODULE::add_instance_as(INSTANCE&& inst) {
     if (!m_instances) m_instances.reset(new std::vector<NLG_INSTANCE>());
     UTIL_ASSERT(!inst.get_parent());
     int32_t index = static_cast<int32_t>(m_instances->size());
-    m_instances->push_back(inst);
+    m_instances->push_back(std::forward<INSTANCE>(inst));
     NLG_INSTANCE& copy = m_instances->back();
     copy.m_parent = this;
     copy.m_index = index;
@@ -178,4 +181,28 @@ void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
         definition->m_references->emplace_back(m_id.get_serial(), static_cast<uint32_t>(index));
     }
     m_instance_map[copy.get_name()] = index;
+}
+
+void NLG_MODULE::add_port(NLG_PORT& p) {
+    add_port_as(p);
+}
+
+void NLG_MODULE::add_port(NLG_PORT&& p) {
+    add_port_as(std::move(p));
+}
+
+void NLG_MODULE::add_net(NLG_NET& n) {
+    add_net_as(n);
+}
+
+void NLG_MODULE::add_net(NLG_NET&& n) {
+    add_net_as(std::move(n));
+}
+
+void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
+    add_instance_as(inst);
+}
+
+void NLG_MODULE::add_instance(NLG_INSTANCE&& inst) {
+    add_instance_as(std::move(inst));
 }

@@ -52,6 +52,10 @@ class NLG_MODULE : public NLG_IMODULE {
     void add_port(NLG_PORT& p);
     void add_net(NLG_NET& n);
     void add_instance(NLG_INSTANCE& inst);
+    // The same, taking over a template that the caller drops right after.
+    void add_port(NLG_PORT&& p);
+    void add_net(NLG_NET&& n);
+    void add_instance(NLG_INSTANCE&& inst);
     void set_name(NS_SYMBOL::SYM name) { m_name = name; }
 
     void reserve_ports(size_t n);
@@ -74,6 +78,12 @@ class NLG_MODULE : public NLG_IMODULE {
         return v ? static_cast<uint32_t>(v->size()) : 0;
     }
     const char* slow_name(std::string& buffer) const;
+    template <class PORT>
+    void add_port_as(PORT&& p);
+    template <class NET>
+    void add_net_as(NET&& n);
+    template <class INSTANCE>
+    void add_instance_as(INSTANCE&& inst);
 
     // (module index of the parent, instance index in it), one per instantiation.
     std::unique_ptr<std::vector<REFERENCE>> m_references;

@@ -16,6 +16,7 @@ class NLG_NET : public NLG_INET {
   public:
     NLG_NET(NLG_ID id, NS_SYMBOL::SYM name, const NLG_FILELINE& fileline);
     NLG_NET(const NLG_NET& other);
+    NLG_NET(NLG_NET&& other) noexcept = default;
     NLG_NET& operator=(const NLG_NET&) = delete;
     ~NLG_NET() override;
 

@@ -36,6 +36,7 @@ class NLG_PORT : public NLG_IPORT {
   public:
     NLG_PORT(NLG_ID id, NS_SYMBOL::SYM name, uint32_t direction, const NLG_FILELINE& fileline);
     NLG_PORT(const NLG_PORT& other);
+    NLG_PORT(NLG_PORT&& other) noexcept = default;
     NLG_PORT& operator=(const NLG_PORT&) = delete;
     ~NLG_PORT() override;
 

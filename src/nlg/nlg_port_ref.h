@@ -16,6 +16,7 @@ class NLG_PORT_REF : public NLG_IPORT_REF {
     NLG_PORT_REF(NLG_ID id, NLG_MODULE* parent, int32_t port_index, int32_t net_index,
                  int32_t instance_index);
     NLG_PORT_REF(const NLG_PORT_REF& other);
+    NLG_PORT_REF(NLG_PORT_REF&& other) noexcept = default;
     NLG_PORT_REF& operator=(const NLG_PORT_REF&) = delete;
     ~NLG_PORT_REF() override;
 

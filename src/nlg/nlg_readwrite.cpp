@@ -5,16 +5,22 @@
 //     each section as a frame, splitting defs and bodies into a count frame and one frame per
 //     module.
 //  2. Read: the stream stage reassembles the message up to the terminator; the message walker
-//     interns the names, makes symbols whole and sends the same events; the graph builder
+//     interns the file's names once and turns each bare name index into its whole symbol as
+//     it sends the same events (a typed walk: a generic reflection walk over ten million
+//     records would cost more than building the graph); the graph builder
 //     checks the phase of every event and builds the graph, reserving every vector first.
 //  3. Only the line of a file-line travels, and of the fan lists only the fan-outs and the
 //     fan-in references of module ports; the other fan-ins are rebuilt from the same edges.
 #include "nlg/nlg_readwrite.h"
 
+#include <google/protobuf/arena.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
+
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <memory>
+#include <new>
 
 #include "graph.pb.h"
 #include "nlg/nlg_graph.h"
@@ -38,8 +44,34 @@ NLG_IGRAPH_READWRITE& nlg_graph_readwrite() {
 // ---------------------------------------------------------------------------------------------
 // Whole-file operations.
 
+// The whole-graph message is large and lives for one operation: it goes into big blocks of
+// its own, mapped whole and marked for huge pages, so that its millions of small records cost
+// few page faults and are released at once.
+static void* map_block(size_t size) {
+    void* block = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED) throw std::bad_alloc();
+    madvise(block, size, MADV_HUGEPAGE);
+    return block;
+}
+
+static void unmap_block(void* block, size_t size) {
+    munmap(block, size);
+}
+
+static google::protobuf::ArenaOptions message_arena() {
+    google::protobuf::ArenaOptions options;
+    options.start_block_size = size_t(2) << 20;
+    options.max_block_size = size_t(32) << 20;
+    options.block_alloc = map_block;
+    options.block_dealloc = unmap_block;
+    return options;
+}
+
 bool NLG_GRAPH_READWRITE::write(const NLG_IGRAPH& graph, std::ostream& stream, uint32_t format) {
-    PB::NLG::GRAPH message;
+    // The whole graph stands in memory as one message: an arena makes its many small
+    // records cheap to make and to drop.
+    google::protobuf::Arena arena(message_arena());
+    PB::NLG::GRAPH& message = *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH>(&arena);
     std::unique_ptr<NLG_IPB_WRITE> pb_write(nlg_readwrite().create_pb_write());
     pb_write->set_target(&message, graph.get_symbol_table());
     std::unique_ptr<NLG_IGRAPH_WRITE> graph_write(nlg_readwrite().create_graph_write());
@@ -49,7 +81,8 @@ bool NLG_GRAPH_READWRITE::write(const NLG_IGRAPH& graph, std::ostream& stream, u
 }
 
 bool NLG_GRAPH_READWRITE::read(NLG_GRAPH* graph, std::istream& stream, uint32_t format) {
-    PB::NLG::GRAPH message;
+    google::protobuf::Arena arena(message_arena());
+    PB::NLG::GRAPH& message = *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH>(&arena);
     std::unique_ptr<NLG_ISTREAM_RW> stream_rw(nlg_readwrite().create_stream_rw());
     std::unique_ptr<NLG_IPB_READ> pb_read(nlg_readwrite().create_pb_read());
     std::unique_ptr<NLG_IGRAPH_READ> graph_read(nlg_readwrite().create_graph_read());
@@ -336,27 +369,22 @@ bool NLG_PB_READ::read(const PB::NLG::GRAPH& graph, UTIL::SYMBOL_TABLE* table,
                        NLG_RTL_ISERIALIZER* sink) {
     m_sink = sink;
     m_table = table;
-    // Symbols are made whole in place: the message belongs to the read that passes it here
-    // and is dropped right after.
-    PB::NLG::GRAPH& message = const_cast<PB::NLG::GRAPH&>(graph);
     m_sink->begin_graph();
-    for (int i = 0; i < message.graph_objs_size() && !m_terminated; ++i) {
-        PB::NLG::GRAPH_OBJ* object = message.mutable_graph_objs(i);
+    for (int i = 0; i < graph.graph_objs_size() && !m_terminated; ++i) {
+        const PB::NLG::GRAPH_OBJ* object = &graph.graph_objs(i);
         switch (object->type()) {
-            case PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE: {
+            case PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE:
                 m_names = &object->symbol_table();
-                std::vector<SYM> symbols;
-                m_table->add_names(*m_names, symbols);
+                m_table->add_names(*m_names, m_symbols);
                 break;
-            }
             case PB::NLG::GRAPH_OBJ::T_MODULE_DEFS:
-                read_defs(object->mutable_module_defs());
+                read_defs(object->module_defs());
                 break;
             case PB::NLG::GRAPH_OBJ::T_MODULE_BODIES:
-                read_bodies(object->mutable_module_bodies());
+                read_bodies(object->module_bodies());
                 break;
             case PB::NLG::GRAPH_OBJ::T_FILENAME_TABLE:
-                read_filenames(object->mutable_filename_table());
+                read_filenames(object->filename_table());
                 break;
             case PB::NLG::GRAPH_OBJ::T_TERMINATOR:
                 m_terminated = true;
@@ -369,17 +397,20 @@ bool NLG_PB_READ::read(const PB::NLG::GRAPH& graph, UTIL::SYMBOL_TABLE* table,
     return false;
 }
 
-void NLG_PB_READ::read_defs(PB::NLG::MODULE_DEFS* defs) {
+SYM NLG_PB_READ::whole(const PB::SYMBOL& symbol) const {
+    return UTIL::at(m_symbols, symbol.value());
+}
+
+void NLG_PB_READ::read_defs(const PB::NLG::MODULE_DEFS& defs) {
     UTIL_ASSERT(m_names != NULL);
-    m_table->convert_message_to_internal(*m_names, defs);
-    m_sink->begin_module_defs(defs->module_defs_size());
-    for (const PB::NLG::MODULE_DEF& def : defs->module_defs()) read_def(def);
+    m_sink->begin_module_defs(defs.module_defs_size());
+    for (const PB::NLG::MODULE_DEF& def : defs.module_defs()) read_def(def);
     m_sink->end_module_defs();
 }
 
 void NLG_PB_READ::read_def(const PB::NLG::MODULE_DEF& def) {
     NLG_FILELINE def_fileline(def.has_fileline() ? def.fileline() : 0);
-    m_sink->add_module_def(SYM(def.name().value()), def.primitive_type(), &def_fileline,
+    m_sink->add_module_def(whole(def.name()), def.primitive_type(), &def_fileline,
                            def.unused_nonprimitive());
     m_sink->begin_module_ports(def.ports_size());
     for (const PB::NLG::MPORT& port : def.ports()) {
@@ -398,16 +429,15 @@ void NLG_PB_READ::read_def(const PB::NLG::MODULE_DEF& def) {
                 UTIL_FAIL("Unknown PB::NLG direction");
         }
         NLG_FILELINE port_fileline(port.fileline());
-        m_sink->add_module_port(SYM(port.name().value()), direction, &port_fileline);
+        m_sink->add_module_port(whole(port.name()), direction, &port_fileline);
     }
     m_sink->end_module_ports();
 }
 
-void NLG_PB_READ::read_bodies(PB::NLG::MODULE_BODIES* bodies) {
+void NLG_PB_READ::read_bodies(const PB::NLG::MODULE_BODIES& bodies) {
     UTIL_ASSERT(m_names != NULL);
-    m_table->convert_message_to_internal(*m_names, bodies);
-    m_sink->begin_module_bodies(bodies->module_bodies_size());
-    for (const PB::NLG::MODULE_BODY& body : bodies->module_bodies()) read_body(body);
+    m_sink->begin_module_bodies(bodies.module_bodies_size());
+    for (const PB::NLG::MODULE_BODY& body : bodies.module_bodies()) read_body(body);
     m_sink->end_module_bodies();
 }
 
@@ -417,7 +447,7 @@ void NLG_PB_READ::read_body(const PB::NLG::MODULE_BODY& body) {
     for (const PB::NLG::NET& net : body.nets()) {
         std::vector<int32_t> ports(net.ports().begin(), net.ports().end());
         NLG_FILELINE fileline(net.fileline());
-        m_sink->add_net(SYM(net.name().value()), std::move(ports), &fileline);
+        m_sink->add_net(whole(net.name()), std::move(ports), &fileline);
     }
     m_sink->end_nets();
     m_sink->begin_instances(body.instances_size());
@@ -428,7 +458,7 @@ void NLG_PB_READ::read_body(const PB::NLG::MODULE_BODY& body) {
             port_to_nets.emplace_back(static_cast<int32_t>(entry.port_index()),
                                       static_cast<int32_t>(entry.net_index()));
         NLG_FILELINE fileline(instance.fileline());
-        m_sink->add_instance(SYM(instance.name().value()), instance.module_index(),
+        m_sink->add_instance(whole(instance.name()), instance.module_index(),
                              std::move(port_to_nets), &fileline);
     }
     m_sink->end_instances();
@@ -444,12 +474,11 @@ void NLG_PB_READ::read_body(const PB::NLG::MODULE_BODY& body) {
     m_sink->end_module_body();
 }
 
-void NLG_PB_READ::read_filenames(PB::NLG::FILENAME_TABLE* filenames) {
+void NLG_PB_READ::read_filenames(const PB::NLG::FILENAME_TABLE& filenames) {
     UTIL_ASSERT(m_names != NULL);
-    m_table->convert_message_to_internal(*m_names, filenames);
     std::vector<SYM> symbols;
-    symbols.reserve(static_cast<size_t>(filenames->name_size()));
-    for (const PB::SYMBOL& name : filenames->name()) symbols.push_back(SYM(name.value()));
+    symbols.reserve(static_cast<size_t>(filenames.name_size()));
+    for (const PB::SYMBOL& name : filenames.name()) symbols.push_back(whole(name));
     m_sink->add_filename_table(symbols);
 }
 
@@ -494,7 +523,7 @@ void NLG_GRAPH_READ::begin_module_ports(int32_t n) {
 void NLG_GRAPH_READ::add_module_port(SYM name, uint32_t direction, const NLG_IFILELINE* fileline) {
     UTIL_ASSERT(m_module != NULL);
     NLG_PORT port(NLG_ID(NLG_ID::PORT, m_port_serial), name, direction, whole(fileline));
-    m_module->add_port(port);
+    m_module->add_port(std::move(port));
     ++m_port_count;
     ++m_port_serial;
 }
@@ -545,7 +574,7 @@ void NLG_GRAPH_READ::begin_nets(int32_t n) {
 void NLG_GRAPH_READ::add_net(SYM name, std::vector<int32_t>&& port_indexes,
                              const NLG_IFILELINE* fileline) {
     NLG_NET net(NLG_ID(NLG_ID::NET, m_net_serial), name, whole(fileline));
-    m_module->add_net(net);
+    m_module->add_net(std::move(net));
     NLG_NET* stored = m_module->net(static_cast<int32_t>(m_module->get_num_nets()) - 1);
     stored->reserve_ports(port_indexes.size());
     for (int32_t port_index : port_indexes) stored->connect_port(port_index);
@@ -574,7 +603,7 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
     NLG_MODULE* definition = m_graph->module(module_index);
     NLG_INSTANCE instance(name, definition, NLG_ID(NLG_ID::INSTANCE, m_instance_serial),
                           whole(fileline), 0);
-    m_module->add_instance(instance);
+    m_module->add_instance(std::move(instance));
     NLG_INSTANCE* stored =
         m_module->instance(static_cast<int32_t>(m_module->get_num_instances()) - 1);
     stored->reserve_portrefs(port_to_nets.size());

@@ -15,6 +15,7 @@
 #include "nlg_igraph.h"
 
 namespace PB {
+class SYMBOL;
 class SYMBOL_TABLE;
 namespace NLG {
 class GRAPH;
@@ -196,17 +197,21 @@ class NLG_PB_READ : public NLG_IPB_READ {
               NLG_RTL_ISERIALIZER* sink) override;
 
   private:
-    void read_defs(PB::NLG::MODULE_DEFS* defs);
+    // A bare name index of the file as a whole symbol; a bad index is an out-of-range error.
+    NS_SYMBOL::SYM whole(const PB::SYMBOL& symbol) const;
+    void read_defs(const PB::NLG::MODULE_DEFS& defs);
     void read_def(const PB::NLG::MODULE_DEF& def);
-    void read_bodies(PB::NLG::MODULE_BODIES* bodies);
+    void read_bodies(const PB::NLG::MODULE_BODIES& bodies);
     void read_body(const PB::NLG::MODULE_BODY& body);
-    void read_filenames(PB::NLG::FILENAME_TABLE* filenames);
+    void read_filenames(const PB::NLG::FILENAME_TABLE& filenames);
 
     bool m_ok = true;
     bool m_terminated = false;
     NLG_RTL_ISERIALIZER* m_sink = nullptr;
     UTIL::SYMBOL_TABLE* m_table = nullptr;
     const PB::SYMBOL_TABLE* m_names = nullptr;
+    // The file's names in file order, as whole symbols of the table.
+    std::vector<NS_SYMBOL::SYM> m_symbols;
 };
 
 // Events to graph. The counters are the phase checks of the protocol.

@@ -4,9 +4,11 @@
 //    passes over all modules (no topological order needed), with a checked 63-bit addition.
 // 2. Per module, m_sum_left holds prefix sums of the instances' node counts, then the ports.
 //    Inside an occurrence at node b: b itself, the instance subtrees in index order, the ports.
-// 3. Path to node: one table look-up per level. Node to path: one binary search over
-//    m_sum_left per level; the last (port) step keeps 32-bit arithmetic, which is what bounds
-//    the node space in practice.
+// 3. Path to node: one table look-up per level. Node to path: per level, the lower bound of
+//    the relative node in m_sum_left gives the instance; past the instances it is a port, and
+//    that last step keeps 32-bit arithmetic, which is what bounds the node space in practice.
+// 4. Both look-ups read a packed copy of the per-module sums and instance modules (the walk
+//    table), so that a level costs about one cache miss, and they allocate nothing.
 #include "util/util_hierarchy.h"
 
 #include <algorithm>
@@ -22,6 +24,21 @@ namespace UTIL {
 
 using MODULES = IHIERARCHY::IMODULES;
 static constexpr uint32_t INVALID_INDEX = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+// Entries that the search for an instance compares at once, without branching.
+static constexpr size_t SEARCH_WINDOW = 16;
+
+// One module's entries in the walk table: m_sum_left[0 .. n], padding of all bits set that no
+// search counts, m_sum_left[n + 1] (the tail), then the n instance module indexes. The
+// padding covers what a search window reads past the sums: up to SEARCH_WINDOW entries from
+// the first sum, or, after halving (which leaves at least SEARCH_WINDOW / 2 + 1 entries),
+// SEARCH_WINDOW / 2 - 1 past the last. A module without instances is never searched.
+static constexpr uint64_t PAD = ~static_cast<uint64_t>(0);
+static size_t padding(size_t n_instances) {
+    if (n_instances == 0) return 0;
+    const size_t after_halving = SEARCH_WINDOW / 2 - 1;
+    return n_instances + 1 >= SEARCH_WINDOW - after_halving ? after_halving
+                                                            : SEARCH_WINDOW - 1 - n_instances;
+}
 
 IHIERARCHY::IPORT::~IPORT() = default;
 IHIERARCHY::IINSTANCE::~IINSTANCE() = default;
@@ -40,6 +57,7 @@ HIERARCHY::HIERARCHY(const IMODULES* modules) : m_modules(modules), m_num_nodes_
     resolve_instance_modules();
     count_nodes();
     fill_sum_left();
+    fill_walk_table();
 }
 
 HIERARCHY::~HIERARCHY() = default;
@@ -148,6 +166,28 @@ void HIERARCHY::fill_sum_left() {
     }
 }
 
+void HIERARCHY::fill_walk_table() {
+    uint64_t size = 0;
+    for (const MODULE_INFO& info : m_module_infos) {
+        const size_t n_instances = info.m_instance_module_indexes.size();
+        size += 2 * n_instances + 2 + padding(n_instances);
+    }
+    m_walk_data.reserve(size);
+    m_walk_modules.reserve(m_module_infos.size());
+    for (const MODULE_INFO& info : m_module_infos) {
+        const size_t n_instances = info.m_instance_module_indexes.size();
+        const size_t tail = n_instances + 1 + padding(n_instances);
+        m_walk_modules.push_back(
+            {m_walk_data.size(), static_cast<uint32_t>(n_instances), static_cast<uint32_t>(tail)});
+        m_walk_data.insert(m_walk_data.end(), info.m_sum_left.begin(),
+                           info.m_sum_left.begin() + static_cast<ptrdiff_t>(n_instances + 1));
+        m_walk_data.insert(m_walk_data.end(), padding(n_instances), PAD);
+        m_walk_data.push_back(info.m_sum_left[n_instances + 1]);
+        m_walk_data.insert(m_walk_data.end(), info.m_instance_module_indexes.begin(),
+                           info.m_instance_module_indexes.end());
+    }
+}
+
 // ---------------------------------------------------------------------------------------------
 // Look-ups by name and counts
 
@@ -185,22 +225,37 @@ int64_t HIERARCHY::get_num_nodes_64(uint32_t module_index) const {
 // ---------------------------------------------------------------------------------------------
 // Path to node
 
+// The child occurrence of an instance, stepping `module_index` into the instance's module;
+// INVALID_NODE for an index that is not an instance. Only the module index is checked.
+inline uint64_t HIERARCHY::step_into(uint32_t& module_index, uint64_t node,
+                                     uint32_t instance_index) const {
+    const WALK_MODULE& walk = at(m_walk_modules, module_index);
+    // A negative index, seen as unsigned, fails the bound as well.
+    if (instance_index >= walk.m_n_instances) return INVALID_NODE;
+    const uint64_t* entries = m_walk_data.data() + walk.m_offset;
+    module_index = static_cast<uint32_t>(entries[walk.m_tail + 1 + instance_index]);
+    return node + 1 + entries[instance_index];
+}
+
 uint64_t HIERARCHY::get_child_node(uint32_t* out_module_index, uint32_t module_index, uint64_t node,
                                    uint32_t instance_index) const {
+    if (out_module_index != nullptr) {
+        uint32_t child_module = module_index;
+        const uint64_t child = step_into(child_module, node, instance_index);
+        if (child != INVALID_NODE) *out_module_index = child_module;
+        return child;
+    }
     const MODULE_INFO& info = at(m_module_infos, module_index);
     const int32_t i = static_cast<int32_t>(instance_index);
+    // Without an out module the two extra entries of m_sum_left pass: callers give only
+    // valid instances there.
     if (i < 0 || static_cast<size_t>(i) >= info.m_sum_left.size()) return INVALID_NODE;
-    const uint64_t child = node + 1 + info.m_sum_left[i];
-    if (out_module_index != nullptr) {
-        if (static_cast<size_t>(i) >= info.m_instance_module_indexes.size()) return INVALID_NODE;
-        *out_module_index = info.m_instance_module_indexes[i];
-    }
-    return child;
+    return node + 1 + info.m_sum_left[i];
 }
 
 uint64_t HIERARCHY::get_port_node(uint32_t module_index, uint64_t node, uint32_t port_index) const {
-    const MODULE_INFO& info = at(m_module_infos, module_index);
-    return node + 1 + info.m_sum_left[info.m_instance_module_indexes.size()] + port_index;
+    const WALK_MODULE& walk = at(m_walk_modules, module_index);
+    return node + 1 + m_walk_data[walk.m_offset + walk.m_n_instances] + port_index;
 }
 
 uint64_t HIERARCHY::get_port_parent(uint32_t module_index, uint32_t port_index,
@@ -214,7 +269,7 @@ uint64_t HIERARCHY::get_node(uint32_t& out_module_index, const IPATH& path) cons
     uint64_t node = 0;
     const uint32_t n = path.size();
     for (uint32_t k = 0; k < n; ++k) {
-        node = get_child_node(&module_index, module_index, node, path.get_instance(k));
+        node = step_into(module_index, node, path.get_instance(k));
         if (node == INVALID_NODE) return INVALID_NODE;
     }
     out_module_index = module_index;
@@ -228,16 +283,17 @@ uint64_t HIERARCHY::get_node(const IPATH& path) const {
     return get_node(module_index, path);
 }
 
-// Walks one path from `node` in `module_index`; INVALID_NODE on a bad instance index.
-static uint64_t walk_rest(const HIERARCHY& h, const IHIERARCHY::IPATH& path, uint32_t from,
-                          uint64_t node, uint32_t module_index) {
+// Walks one path from its position `from` and `node` in `module_index`, port included;
+// INVALID_NODE on a bad instance index.
+uint64_t HIERARCHY::walk_rest(const IPATH& path, uint32_t from, uint64_t node,
+                              uint32_t module_index) const {
     const uint32_t n = path.size();
     for (uint32_t k = from; k < n; ++k) {
-        node = h.get_child_node(&module_index, module_index, node, path.get_instance(k));
-        if (node == IHIERARCHY::INVALID_NODE) return node;
+        node = step_into(module_index, node, path.get_instance(k));
+        if (node == INVALID_NODE) return node;
     }
     const uint32_t port_index = path.get_port_index();
-    if (port_index != INVALID_INDEX) node = h.get_port_node(module_index, node, port_index);
+    if (port_index != INVALID_INDEX) node = get_port_node(module_index, node, port_index);
     return node;
 }
 
@@ -249,7 +305,7 @@ bool HIERARCHY::get_nodes(uint64_t& node1, uint64_t& node2, uint64_t& common_nod
     const uint32_t shorter = std::min(p1.size(), p2.size());
     uint32_t k = 0;
     for (; k < shorter && p1.get_instance(k) == p2.get_instance(k); ++k) {
-        common_node = get_child_node(&module_index, module_index, common_node, p1.get_instance(k));
+        common_node = step_into(module_index, common_node, p1.get_instance(k));
         if (common_node == INVALID_NODE) {
             // A bad shared index spoils both paths.
             node1 = node2 = INVALID_NODE;
@@ -257,8 +313,8 @@ bool HIERARCHY::get_nodes(uint64_t& node1, uint64_t& node2, uint64_t& common_nod
         }
     }
     common_module_index = module_index;
-    node1 = walk_rest(*this, p1, k, common_node, module_index);
-    node2 = walk_rest(*this, p2, k, common_node, module_index);
+    node1 = walk_rest(p1, k, common_node, module_index);
+    node2 = walk_rest(p2, k, common_node, module_index);
     return true;
 }
 
@@ -266,13 +322,26 @@ bool HIERARCHY::get_nodes(uint64_t& node1, uint64_t& node2, uint64_t& common_nod
 // Node to path
 
 // Position of the instance whose subtree holds the relative node `rest` (> 0), or -1 when
-// `rest` lies past the instances (a port, or past the end).
-static int64_t find_instance(const HIERARCHY::MODULE_INFO& info, uint64_t rest) {
-    const auto first = info.m_sum_left.begin();
-    const auto last = first + static_cast<ptrdiff_t>(info.m_instance_module_indexes.size() + 1);
-    const auto it = std::lower_bound(first, last, rest);
-    if (it == last) return -1;
-    return (it - first) - 1;
+// `rest` lies past the instances (a port, or past the end). This is the lower bound of `rest`
+// in m_sum_left[0 .. n_instances], found without branches on the data: comparisons over random
+// nodes do not predict. Halving narrows a wide module to a window of SEARCH_WINDOW entries,
+// in which the entries below `rest` are counted. The padding behind the sums is never below
+// `rest`, so the count needs no bound; and counting has no chain of dependent loads.
+static int64_t find_instance(const uint64_t* sum_left, size_t n_instances, uint64_t rest) {
+    if (n_instances == 0) return -1;
+    const size_t n = n_instances + 1;
+    const uint64_t* base = sum_left;
+    size_t len = n;
+    while (len > SEARCH_WINDOW) {
+        const size_t half = len / 2;
+        base = base[half] < rest ? base + half : base;
+        len -= half;
+    }
+    size_t below = 0;
+    for (size_t j = 0; j < SEARCH_WINDOW; ++j) below += base[j] < rest ? 1 : 0;
+    const size_t position = static_cast<size_t>(base - sum_left) + below;
+    if (position == n) return -1;
+    return static_cast<int64_t>(position) - 1;
 }
 
 uint32_t HIERARCHY::walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_index,
@@ -285,18 +354,18 @@ uint32_t HIERARCHY::walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_in
     uint64_t rest = node;
     for (;;) {
         if (rest == 0) return module_index;
-        const MODULE_INFO& info = at(m_module_infos, module_index);
-        const int64_t i = find_instance(info, rest);
+        const WALK_MODULE& walk = at(m_walk_modules, module_index);
+        const uint64_t* sum_left = m_walk_data.data() + walk.m_offset;
+        const size_t n_instances = walk.m_n_instances;
+        const int64_t i = find_instance(sum_left, n_instances, rest);
         if (i < 0) {
             // The port step, on the low 32 bits as signed numbers.
-            const size_t n_instances = info.m_instance_module_indexes.size();
             const int32_t node32 = static_cast<int32_t>(static_cast<uint32_t>(node));
-            const int32_t last32 =
-                static_cast<int32_t>(static_cast<uint32_t>(info.m_sum_left[n_instances + 1]) +
-                                     static_cast<uint32_t>(base));
+            const int32_t last32 = static_cast<int32_t>(
+                static_cast<uint32_t>(sum_left[walk.m_tail]) + static_cast<uint32_t>(base));
             if (node32 > last32) return INVALID_INDEX;
             const uint32_t port_index = static_cast<uint32_t>(node) -
-                                        static_cast<uint32_t>(info.m_sum_left[n_instances]) -
+                                        static_cast<uint32_t>(sum_left[n_instances]) -
                                         static_cast<uint32_t>(base) - 1;
             if (path != nullptr) path->set_port_index(port_index);
             out_port = port_index;
@@ -305,9 +374,9 @@ uint32_t HIERARCHY::walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_in
         }
         if (path != nullptr) path->add_instance(static_cast<uint32_t>(i));
         out_instance = static_cast<uint32_t>(i);
-        base += info.m_sum_left[i] + 1;
+        base += sum_left[i] + 1;
         rest = node - base;
-        module_index = info.m_instance_module_indexes[i];
+        module_index = static_cast<uint32_t>(sum_left[walk.m_tail + 1 + static_cast<size_t>(i)]);
     }
 }
 
@@ -366,7 +435,10 @@ uint32_t HIERARCHY::get_common_path(IPATH_SETTABLE* path, uint64_t& common_node,
         answer = current;
         if (path != nullptr && pending >= 0) path->add_instance(static_cast<uint32_t>(pending));
         const uint64_t rest = node1 - base;
-        const int64_t i = rest == 0 ? -1 : find_instance(*info, rest);
+        const WALK_MODULE& walk = m_walk_modules[current];
+        const int64_t i =
+            rest == 0 ? -1
+                      : find_instance(m_walk_data.data() + walk.m_offset, walk.m_n_instances, rest);
         if (i < 0) break;
         pending = i;
         base += info->m_sum_left[i] + 1;
@@ -398,10 +470,7 @@ void HIERARCHY::visit_occurences(IOCCURENCE& visitor) const {
 // Paths
 
 HPATH::HPATH(const IHIERARCHY* hierarchy)
-    : m_hierarchy(hierarchy), m_base_module_index(0), m_port_index(INVALID_INDEX) {
-    // Deep enough for every device seen, so that filling a reused path never allocates.
-    m_instances.reserve(32);
-}
+    : m_hierarchy(hierarchy), m_base_module_index(0), m_port_index(INVALID_INDEX) {}
 
 HPATH::~HPATH() = default;
 

@@ -71,7 +71,7 @@ class FAB_EXPORT IHIERARCHY {
         SYM m_port;
     };
 
-    // A read-only hierarchical position: instance indexes from the base module outwards-in,
+    // A read-only hierarchical position: instance indexes from the base module downwards,
     // and a port index, MODULE_INDEX_INVALID when the path ends at an instance.
     class FAB_EXPORT IPATH {
       public:
@@ -215,12 +215,24 @@ class FAB_EXPORT HIERARCHY : public IHIERARCHY {
     const std::unordered_map<SYM, uint32_t>& get_module_map() const { return m_module_map; }
 
   private:
+    // Where one module's entries lie in m_walk_data (the sums of m_sum_left and the module
+    // indexes of its instances), and its number of instances.
+    struct WALK_MODULE {
+        uint64_t m_offset;
+        uint32_t m_n_instances;
+        uint32_t m_tail;  // position of the port end, after the sums and their padding
+    };
+
     int64_t checked_add(int64_t a, int64_t b);
     void fill_maps();
     void resolve_instance_modules();
     void count_nodes();
     int64_t count_module_nodes(uint32_t module_index);
     void fill_sum_left();
+    void fill_walk_table();
+    uint64_t step_into(uint32_t& module_index, uint64_t node, uint32_t instance_index) const;
+    uint64_t walk_rest(const IPATH& path, uint32_t from, uint64_t node,
+                       uint32_t module_index) const;
     uint32_t walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_index,
                   uint32_t& out_instance, uint32_t& out_port) const;
     void visit_from(IOCCURENCE& visitor, uint32_t module_index, uint64_t start) const;
@@ -229,6 +241,11 @@ class FAB_EXPORT HIERARCHY : public IHIERARCHY {
     bool m_num_nodes_overflowed;
     std::vector<MODULE_INFO> m_module_infos;
     std::unordered_map<SYM, uint32_t> m_module_map;
+    // The two look-ups on the inner path read a packed copy of m_sum_left and
+    // m_instance_module_indexes: one small record per module and adjacent entries, so that a
+    // level of a path costs one cache miss instead of three.
+    std::vector<WALK_MODULE> m_walk_modules;
+    std::vector<uint64_t> m_walk_data;
 };
 
 // The plain path: fields written by HPATH_SETTABLE and read through IPATH.
@@ -253,6 +270,8 @@ class FAB_EXPORT HPATH : public IHIERARCHY::IPATH {
     std::vector<uint32_t> m_instances;
 };
 
+// The path cursor of get_path and the parsers. A reused cursor allocates only when a path is
+// deeper than any it held before.
 class FAB_EXPORT HPATH_SETTABLE : public IHIERARCHY::IPATH_SETTABLE {
   public:
     explicit HPATH_SETTABLE(const IHIERARCHY* hierarchy);

@@ -577,5 +577,4 @@ TEST(NlgTessel, VersionFormatsAndGraphs) {
     EXPECT_FATAL(api.read_graph(g.get(), stream, 3), "Unknown format");
     std::istringstream cut("\x05");
     EXPECT_FALSE(api.read_graph(g.get(), cut, TESSEL_API::FORMAT_PB_BIN));
-    EXPECT_FATAL(api.create_annss(g.get()), "create_annss is not available yet");
 }

@@ -308,6 +308,41 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
     }
 }
 
+// Modules of every fan-out from 0 to 40 under one top, each instance a leaf of 0 to 3 ports
+// or a small module, so that the search for an instance sees narrow and wide modules alike.
+TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
+    MEM_MODULES m;
+    const uint32_t top = m.add_module("top");
+    for (uint32_t p = 0; p < 4; ++p) {
+        const uint32_t leaf = m.add_module("leaf" + std::to_string(p));
+        for (uint32_t k = 0; k < p; ++k) m.add_port(leaf, "p" + std::to_string(k));
+    }
+    for (uint32_t w = 0; w <= 40; ++w) {
+        const uint32_t module = m.add_module("w" + std::to_string(w));
+        for (uint32_t k = 0; k < w; ++k) {
+            m.add_instance(module, "i" + std::to_string(k),
+                           "leaf" + std::to_string((k * 7 + w) % 4));
+        }
+        m.add_port(module, "out");
+        m.add_instance(top, "u" + std::to_string(w), "w" + std::to_string(w));
+    }
+    HIERARCHY h(&m);
+    NAIVE_UNFOLDING naive(m, 0);
+    ASSERT_EQ(h.get_num_nodes_64(0), static_cast<int64_t>(naive.size()));
+    HPATH_SETTABLE back(&h);
+    uint64_t common = 0;
+    for (const OCCURRENCE& o : naive.get()) {
+        ASSERT_EQ(h.get_path(&back, o.m_node), o.m_module) << o.m_node;
+        EXPECT_EQ(back.get_path().get_instances(), o.m_instances) << o.m_node;
+        EXPECT_EQ(back.get_port_index(), o.m_port);
+        EXPECT_EQ(h.get_node(back), o.m_node);
+        const OCCURRENCE& c = naive.get()[naive_common(naive, o.m_node, naive.size() - 2)];
+        EXPECT_EQ(h.get_common_path(nullptr, common, o.m_node, naive.size() - 2, 0), c.m_module);
+        EXPECT_EQ(common, c.m_node);
+    }
+    EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
+}
+
 TEST(Hierarchy, VisitOccurencesInNodeOrderWithPruning) {
     MEM_MODULES m;
     build_random(m, 7);

@@ -1,0 +1,286 @@
+// The annotation store: kinds, bounds from the graph, look-up by id, the file layout, round
+// trips with symbols, cut and inconsistent files, equality, and a run that reads a graph and
+// its annotations through the exported entry.
+#include <gtest/gtest.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "ann/annss.h"
+#include "fab/tsl_fab.h"
+#include "nlg/nlg_api_impl.h"
+#include "nlg/nlg_graph.h"
+#include "nlg/nlg_test_graph.h"
+#include "nlg/nlg_test_util.h"
+#include "symbol_table.pb.h"
+#include "util/util_protobuf.h"
+
+using NS_SYMBOL::SYM;
+
+namespace {
+
+// The small test graph as a file gives it back: ids are running numbers from 0.
+std::unique_ptr<NLG_GRAPH> small_graph(std::string* file = nullptr) {
+    std::unique_ptr<NLG_GRAPH> built(NLG_TEST::make_small_graph());
+    std::stringstream stream;
+    NLG_TESSEL api;
+    EXPECT_TRUE(api.write_graph(built.get(), stream, TESSEL_API::FORMAT_PB_BIN));
+    if (file) *file = stream.str();
+    std::unique_ptr<NLG_GRAPH> g(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
+    EXPECT_TRUE(api.read_graph(g.get(), stream, TESSEL_API::FORMAT_PB_BIN));
+    return g;
+}
+
+SYM sym(NLG_GRAPH& g, const char* name) {
+    return g.get_symbol_table()->add(name);
+}
+
+// ICDB records: top is a device with a logical name, port a of top is an RE with a logical
+// name, net nb of top goes left, instance u1 has an offset, the graph record has grid bounds.
+// FAB records: module leaf has z 3.
+void annotate(NLG_GRAPH& g, NLG_ANNSS& annss) {
+    annss.add_type(PB::ANNS::ICDB);
+    annss.add_type(PB::ANNS::FAB);
+    NLG_IMODULE* top = g.get_top_module();
+    PB::ICDB::MODULE& m = annss.get_icdb().get_module(*top);
+    m.set_level(PB::ICDB::MODULE::DEVICE);
+    m.mutable_logical_name()->set_value(sym(g, "dev").get_value());
+    m.mutable_logical_impl()->set_value(sym(g, "impl").get_value());
+    PB::ICDB::APORT& a = annss.get_icdb().get_port(*top->get_port(0));
+    a.set_re_name(PB::MUX_DESCRIPTION::H);
+    a.mutable_logical_name()->set_value(sym(g, "a_logical").get_value());
+    annss.get_icdb().get_net(*top->get_net(1)).set_direction(PB::ICDB::NET::LEFT);
+    annss.get_icdb().get_instance(*top->get_instance(1)).set_pnr_x(4);
+    annss.get_icdb().get_graph().set_max_brow(7);
+    annss.get_fab().get_module(*g.get_module(1)).set_z(3);
+}
+
+std::string write_annss(NLG_ANNSS& annss, uint32_t format = UTIL::PB_BIN) {
+    std::ostringstream out;
+    EXPECT_TRUE(annss.get_annss()->write(out, format));
+    return out.str();
+}
+
+bool read_annss(NLG_ANNSS& annss, const std::string& bytes, uint32_t format = UTIL::PB_BIN) {
+    std::istringstream in(bytes);
+    return annss.get_annss()->read(in, format);
+}
+
+}  // namespace
+
+TEST(Annss, KindsAndBounds) {
+    std::unique_ptr<NLG_GRAPH> g = small_graph();
+    NLG_ANNSS annss(*g);
+    for (int type : {0, 1, 2}) EXPECT_FALSE(annss.has_type(type));
+    PB::ANNSS::BOUNDS bounds = annss.get_annss()->get_bounds();
+    EXPECT_EQ(bounds.n_modules(), 3);
+    EXPECT_EQ(bounds.n_instances(), 4);
+    EXPECT_EQ(bounds.n_ports(), 10);
+    EXPECT_EQ(bounds.n_nets(), 5);
+    EXPECT_TRUE(bounds.has_n_nets());
+    EXPECT_EXIT(annss.get_icdb(), testing::ExitedWithCode(255), NLG_TEST::fatal("has_type(type)"));
+    annss.add_type(PB::ANNS::ICDB);
+    EXPECT_TRUE(annss.has_type(PB::ANNS::ICDB));
+    EXPECT_FALSE(annss.has_type(PB::ANNS::FAB));
+    EXPECT_EXIT(annss.add_type(PB::ANNS::ICDB), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("!has_type(type)"));
+    EXPECT_EXIT(annss.get_annss()->get_anns(PB::ANNS::ICDB).get_fab(), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("m_type == PB::ANNS::FAB"));
+
+    // Records exist at full size at first access, found by the low bits of the id.
+    ICDB_ANNS& store = annss.get_annss()->get_icdb();
+    EXPECT_EQ(store.get_num_modules(), 3u);
+    EXPECT_EQ(store.get_num_instances(), 4u);
+    EXPECT_EQ(store.get_num_ports(), 10u);
+    EXPECT_EQ(store.get_num_nets(), 5u);
+    NLG_IPORT* q = g->get_module(2)->get_port(1);
+    EXPECT_EQ(&annss.get_icdb().get_port(*q), &store.get_port(9));
+    EXPECT_EQ(&annss.get_icdb().get_net(*g->get_module(2)->get_net(0)), &store.get_net(4));
+    EXPECT_EQ(&annss.get_icdb().get_instance(*g->get_module(2)->get_instance(0)),
+              &store.get_instance(3));
+    EXPECT_FALSE(annss.get_icdb().get_port(*q).has_re_name());
+    EXPECT_THROW(store.get_port(10), std::out_of_range);
+    EXPECT_EXIT(annss.write_named(nullptr), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("write_named is not available yet"));
+}
+
+TEST(Annss, RoundTripKeepsRecordsAndSymbols) {
+    std::string graph_file;
+    std::unique_ptr<NLG_GRAPH> g = small_graph(&graph_file);
+    NLG_ANNSS annss(*g);
+    annotate(*g, annss);
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::string bytes = write_annss(annss, format);
+        // The records are whole again after a write.
+        EXPECT_EQ(SYM(annss.get_icdb().get_module(*g->get_top_module()).logical_name().value())
+                      .get_name(),
+                  "dev");
+
+        // Into another graph read from the same file, with a symbol table of its own.
+        NLG_TESSEL api;
+        std::istringstream graph_in(graph_file);
+        std::unique_ptr<NLG_GRAPH> other(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
+        ASSERT_TRUE(api.read_graph(other.get(), graph_in, TESSEL_API::FORMAT_PB_BIN));
+        NLG_ANNSS copy(*other);
+        ASSERT_TRUE(read_annss(copy, bytes, format));
+        EXPECT_TRUE(copy.has_type(PB::ANNS::ICDB));
+        EXPECT_TRUE(copy.has_type(PB::ANNS::FAB));
+        NLG_IMODULE* top = other->get_top_module();
+        const PB::ICDB::MODULE& m = copy.get_icdb().get_module(*top);
+        EXPECT_EQ(m.level(), PB::ICDB::MODULE::DEVICE);
+        SYM logical(m.logical_name().value());
+        EXPECT_EQ(logical.get_table_id(), other->get_symbol_table()->get_table_id());
+        EXPECT_EQ(logical.get_name(), "dev");
+        EXPECT_EQ(SYM(m.logical_impl().value()).get_name(), "impl");
+        const PB::ICDB::APORT& a = copy.get_icdb().get_port(*top->get_port(0));
+        EXPECT_EQ(a.re_name(), PB::MUX_DESCRIPTION::H);
+        EXPECT_EQ(SYM(a.logical_name().value()).get_name(), "a_logical");
+        EXPECT_FALSE(copy.get_icdb().get_port(*top->get_port(1)).has_re_name());
+        EXPECT_EQ(copy.get_icdb().get_net(*top->get_net(1)).direction(), PB::ICDB::NET::LEFT);
+        EXPECT_EQ(copy.get_icdb().get_instance(*top->get_instance(1)).pnr_x(), 4);
+        EXPECT_EQ(copy.get_icdb().get_graph().max_brow(), 7);
+        EXPECT_EQ(copy.get_fab().get_module(*other->get_module(1)).z(), 3);
+        EXPECT_TRUE(copy.get_annss()->equals(*annss.get_annss()));
+    }
+}
+
+TEST(Annss, FileLayout) {
+    std::unique_ptr<NLG_GRAPH> g = small_graph();
+    NLG_ANNSS annss(*g);
+    annotate(*g, annss);
+    std::string bytes = write_annss(annss);
+    google::protobuf::io::ArrayInputStream in(bytes.data(), static_cast<int>(bytes.size()));
+    PB::EXTERNAL_SYMBOLS count;
+    ASSERT_TRUE(UTIL::read_message(&in, &count, UTIL::PB_BIN));
+    // "<UNKNOWN>", then the names in walk order: module record first.
+    ASSERT_EQ(count.n_external_symbols(), 4u);
+    std::vector<std::string> names;
+    for (uint32_t i = 0; i < count.n_external_symbols(); ++i) {
+        PB::EXTERNAL_SYMBOL symbol;
+        ASSERT_TRUE(UTIL::read_message(&in, &symbol, UTIL::PB_BIN));
+        names.push_back(symbol.name());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"<UNKNOWN>", "dev", "impl", "a_logical"}));
+    PB::ANNSS head;
+    ASSERT_TRUE(UTIL::read_message(&in, &head, UTIL::PB_BIN));
+    EXPECT_FALSE(head.has_symbol_table());
+    EXPECT_EQ(head.bounds().n_ports(), 10);
+    ASSERT_EQ(head.annotations_size(), 2);
+    EXPECT_EQ(head.annotations(0).type(), PB::ANNS::ICDB);
+    EXPECT_EQ(head.annotations(1).type(), PB::ANNS::FAB);
+    // Modules, instances, ports, nets, graph, for each kind: 2 * (3 + 4 + 10 + 5 + 1) frames.
+    PB::ICDB::MODULE top;
+    ASSERT_TRUE(UTIL::read_message(&in, &top, UTIL::PB_BIN));
+    EXPECT_EQ(top.logical_name().value(), 1u);
+    int frames = 1;
+    PB::ICDB::NET any;
+    while (UTIL::read_message(&in, &any, UTIL::PB_BIN)) ++frames;
+    EXPECT_EQ(frames, 46);
+
+    // A graph with no nets writes no net frames.
+    NLG_GRAPH bare(nullptr, "bare", 0);
+    NLG_TEST::add_module(bare, "only", 0, NLG_FILELINE(), false, 0, 0, 0);
+    NLG_ANNSS none(bare);
+    none.add_type(PB::ANNS::ICDB);
+    std::string small = write_annss(none);
+    google::protobuf::io::ArrayInputStream in2(small.data(), static_cast<int>(small.size()));
+    int all = 0;
+    PB::ICDB::NET frame;
+    while (UTIL::read_message(&in2, &frame, UTIL::PB_BIN)) ++all;
+    // Count and one name, the head, one module record and the graph record.
+    EXPECT_EQ(all, 5);
+}
+
+TEST(Annss, BadFilesReadFalse) {
+    std::unique_ptr<NLG_GRAPH> g = small_graph();
+    NLG_ANNSS annss(*g);
+    annotate(*g, annss);
+    std::string bytes = write_annss(annss);
+    // Cuts inside the symbol section, inside the head, and among the records.
+    std::vector<std::pair<size_t, std::string>> cuts = {
+        {0, "FAILED to read ANNSS symbol table\n"},
+        {5, "FAILED to read ANNSS symbol table\n"},
+        {bytes.size() - 1, "FAILED to read PB::ANNS\n"},
+        {bytes.size() - 40, "FAILED to read PB::ANNS\n"},
+    };
+    for (const auto& cut : cuts) {
+        NLG_ANNSS copy(*g);
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(read_annss(copy, bytes.substr(0, cut.first))) << cut.first;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), cut.second) << cut.first;
+    }
+
+    // Bounds larger than the records there: the read runs off the end of the stream.
+    PB::ANNSS::BOUNDS bounds;
+    bounds.set_n_ports(3);
+    ANNSS big(bounds);
+    big.get_symbol_file().set_internal(g->get_symbol_table());
+    big.add_type(PB::ANNS::FAB);
+    std::ostringstream out;
+    ASSERT_TRUE(big.write(out, UTIL::PB_BIN));
+    std::string file = out.str();
+    // Drop the last two port frames and the graph frame: three empty frames of one byte.
+    std::string shorter = file.substr(0, file.size() - 3);
+    ANNSS reader;
+    std::istringstream in(shorter);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(reader.read(in, UTIL::PB_BIN));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+
+    // A kind of type 0 in the head.
+    ANNSS undefined;
+    undefined.get_symbol_file().set_internal(g->get_symbol_table());
+    undefined.add_type(PB::ANNS::UNDEFINED);
+    std::ostringstream out0;
+    undefined.get_symbol_file().message_internal_to_external(&bounds);
+    ASSERT_TRUE(undefined.write(out0, UTIL::PB_BIN));
+    ANNSS reader0;
+    std::istringstream in0(out0.str());
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+}
+
+TEST(Annss, Equality) {
+    std::unique_ptr<NLG_GRAPH> g = small_graph();
+    NLG_ANNSS annss(*g);
+    annotate(*g, annss);
+    NLG_ANNSS same(*g);
+    annotate(*g, same);
+    EXPECT_TRUE(annss.get_annss()->equals(*annss.get_annss()));
+    EXPECT_TRUE(annss.get_annss()->equals(*same.get_annss()));
+    same.get_icdb().get_port(*g->get_top_module()->get_port(2)).set_re_index(1);
+    EXPECT_FALSE(annss.get_annss()->equals(*same.get_annss()));
+}
+
+TEST(Annss, RunReadsGraphAndAnnotations) {
+    std::string graph_file;
+    std::unique_ptr<NLG_GRAPH> g = small_graph(&graph_file);
+    NLG_ANNSS annss(*g);
+    annotate(*g, annss);
+    NLG_TESSEL api;
+    std::ostringstream ann_out;
+    ASSERT_TRUE(api.write_annss(&annss, ann_out, TESSEL_API::FORMAT_PB_BIN));
+
+    std::unique_ptr<FAB::API> run(fab_create(nullptr, nullptr, false));
+    std::istringstream rtl(graph_file), rtl_ann(ann_out.str());
+    std::istringstream blc(graph_file), blc_ann(ann_out.str());
+    run->read_rtl_graph(rtl);
+    run->read_rtl_annotation(rtl_ann);
+    run->read_blc_graph(blc);
+    run->read_blc_annotation(blc_ann);
+    FAB_IMPL* impl = static_cast<FAB_IMPL*>(run.get());
+    for (auto [graph, set] : {std::make_pair(impl->get_rtl_graph(), impl->get_rtl_annss()),
+                              std::make_pair(impl->get_blc_graph(), impl->get_blc_annss())}) {
+        ASSERT_NE(set, nullptr);
+        NLG_IMODULE* top = graph->get_top_module();
+        const PB::ICDB::MODULE& m = set->get_icdb().get_module(*top);
+        SYM name(m.logical_name().value());
+        EXPECT_EQ(name.get_table_id(), graph->get_symbol_table()->get_table_id());
+        EXPECT_EQ(name.get_name(), "dev");
+        EXPECT_EQ(set->get_icdb().get_port(*top->get_port(0)).re_name(), PB::MUX_DESCRIPTION::H);
+        EXPECT_EQ(set->get_fab().get_module(*graph->get_module(1)).z(), 3);
+    }
+}

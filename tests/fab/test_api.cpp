@@ -1,0 +1,161 @@
+// The run object: default interface, reads through TESSEL_API, guards, timers, ownership of a
+// translate object and the release order of the destructor.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <string>
+
+#include "fab/tsl_fab.h"
+#include "fab_itranslate.h"
+#include "nlg/nlg_api_impl.h"
+#include "nlg/nlg_graph.h"
+#include "nlg/nlg_test_graph.h"
+#include "nlg/nlg_test_util.h"
+#include "ann/annss.h"
+
+namespace {
+
+// Objects that say on standard output when they go.
+class LOGGED_GRAPH : public NLG_GRAPH {
+  public:
+    explicit LOGGED_GRAPH(std::string name) : NLG_GRAPH(nullptr, "root", 0), m_label(name) {}
+    ~LOGGED_GRAPH() override { std::cout << "delete " << m_label << "\n"; }
+    std::string m_label;
+};
+
+class LOGGED_ANNSS : public NLG_ANNSS {
+  public:
+    LOGGED_ANNSS(const NLG_IGRAPH& graph, std::string name) : NLG_ANNSS(graph), m_label(name) {}
+    ~LOGGED_ANNSS() override { std::cout << "delete " << m_label << "\n"; }
+    std::string m_label;
+};
+
+class LOGGED_TRANSLATE : public FAB::ITRANSLATE_BUILDER {
+  public:
+    ~LOGGED_TRANSLATE() override { std::cout << "delete translate\n"; }
+    bool read(std::istream&, uint32_t) override { return true; }
+    bool write(std::ostream&, uint32_t) override { return true; }
+    ERROR& get_error() override { return m_error; }
+    ERROR m_error;
+};
+
+// The library's interface, with graphs and annotation sets that log their end.
+class FAKE_TESSEL : public NLG_TESSEL {
+  public:
+    NLG_IGRAPH* create_graph(UTIL::SYMBOL_TABLE*) override {
+        return new LOGGED_GRAPH("graph" + std::to_string(++m_graphs));
+    }
+    NLG_IANNSS* create_annss(NLG_IGRAPH* graph) override {
+        m_annotated.push_back(graph);
+        return new LOGGED_ANNSS(*graph, "annss" + std::to_string(++m_annss));
+    }
+    bool read_annss(NLG_IANNSS*, std::istream&, int format) override {
+        m_formats.push_back(format);
+        return true;
+    }
+    bool read_graph(NLG_IGRAPH* graph, std::istream& stream, int format) override {
+        m_formats.push_back(format);
+        return NLG_TESSEL::read_graph(graph, stream, format);
+    }
+    int m_graphs = 0;
+    int m_annss = 0;
+    std::vector<NLG_IGRAPH*> m_annotated;
+    std::vector<int> m_formats;
+};
+
+std::string small_graph_file() {
+    std::unique_ptr<NLG_GRAPH> g(NLG_TEST::make_small_graph());
+    std::ostringstream out;
+    NLG_TESSEL api;
+    EXPECT_TRUE(api.write_graph(g.get(), out, TESSEL_API::FORMAT_PB_BIN));
+    return out.str();
+}
+
+}  // namespace
+
+TEST(FabApi, DefaultInterfaceReadsGraphs) {
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
+    EXPECT_STREQ(api->get_version(), "v0.1");
+    FAB_IMPL* impl = static_cast<FAB_IMPL*>(api.get());
+    ASSERT_NE(impl->get_api(), nullptr);
+    EXPECT_STREQ(impl->get_api()->get_version(), "Tessel_api_impl/1.0");
+    std::string file = small_graph_file();
+    std::istringstream rtl(file), blc(file);
+    api->read_rtl_graph(rtl);
+    api->read_blc_graph(blc);
+    ASSERT_NE(impl->get_rtl_graph(), nullptr);
+    EXPECT_EQ(impl->get_rtl_graph()->get_num_modules(), 3u);
+    EXPECT_EQ(impl->get_blc_graph()->get_num_modules(), 3u);
+    // Each graph has a symbol table of its own.
+    EXPECT_NE(impl->get_rtl_graph()->get_symbol_table(), impl->get_blc_graph()->get_symbol_table());
+    EXPECT_EXIT(api->create_floorplan(), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("create_floorplan is not available yet"));
+    EXPECT_EXIT(api->create_routing_graph(), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("create_routing_graph is not available yet"));
+}
+
+TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
+    FAKE_TESSEL tessel;
+    std::string file = small_graph_file();
+    std::unique_ptr<FAB::API> api(fab_create(&tessel, nullptr, false));
+    FAB_IMPL* impl = static_cast<FAB_IMPL*>(api.get());
+    std::istringstream rtl(file), blc(file), ann("");
+    api->read_rtl_graph(rtl);
+    api->read_rtl_annotation(ann);
+    api->read_blc_graph(blc);
+    api->read_blc_annotation(ann);
+    EXPECT_EQ(tessel.m_formats, std::vector<int>(4, TESSEL_API::FORMAT_PB_BIN));
+    ASSERT_EQ(tessel.m_annotated.size(), 2u);
+    EXPECT_EQ(tessel.m_annotated[0], impl->get_rtl_graph());
+    EXPECT_EQ(tessel.m_annotated[1], impl->get_blc_graph());
+    EXPECT_EQ(impl->get_rtl_graph()->get_num_modules(), 3u);
+    EXPECT_EXIT(api->read_rtl_annotation(ann), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("m_rtl_annss == NULL"));
+    EXPECT_EXIT(api->read_blc_annotation(ann), testing::ExitedWithCode(255),
+                NLG_TEST::fatal("m_blc_annss == NULL"));
+
+    // A second graph read replaces the first, which is not freed.
+    testing::internal::CaptureStdout();
+    NLG_IGRAPH* first = impl->get_rtl_graph();
+    std::istringstream again(file);
+    api->read_rtl_graph(again);
+    EXPECT_NE(impl->get_rtl_graph(), first);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    delete first;
+}
+
+TEST(FabApi, DestructorReleasesInOrderThenTimesTheRun) {
+    FAKE_TESSEL tessel;
+    std::string file = small_graph_file();
+    testing::internal::CaptureStdout();
+    FAB::API* api = fab_create(&tessel, new LOGGED_TRANSLATE(), true);
+    std::istringstream blc(file), rtl(file), ann("");
+    api->read_blc_graph(blc);
+    api->read_blc_annotation(ann);
+    api->read_rtl_graph(rtl);
+    api->read_rtl_annotation(ann);
+    delete api;
+    std::string out = testing::internal::GetCapturedStdout();
+    std::regex expected(
+        "read blc graph takes  : [0-9]+\n"
+        "read blc annotation takes  : [0-9]+\n"
+        "read rtl graph takes  : [0-9]+\n"
+        "read rtl annotation takes  : [0-9]+\n"
+        "delete graph2\ndelete annss2\ndelete graph1\ndelete annss1\ndelete translate\n"
+        "FAB takes  : [0-9]+\n");
+    EXPECT_TRUE(std::regex_match(out, expected)) << out;
+}
+
+TEST(FabApi, NoTimersPrintNothing) {
+    FAKE_TESSEL tessel;
+    std::string file = small_graph_file();
+    testing::internal::CaptureStdout();
+    FAB::API* api = fab_create(&tessel, nullptr, false);
+    std::istringstream rtl(file), ann("");
+    api->read_rtl_graph(rtl);
+    api->read_rtl_annotation(ann);
+    delete api;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "delete graph1\ndelete annss1\n");
+}

@@ -1,0 +1,389 @@
+// GID encoding: grid numbering, 64-bit packing and decoding, range violations with their
+// hexadecimal lines, keys, the text form both ways, the 32-bit form and its asymmetry, the
+// fatal operations of each converter, the factory rule and the builder's file form.
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include "util/util_gid.h"
+#include "util/util_symbol.h"
+#include "util/util_symbol_file.h"
+
+using NS_SYMBOL::SYM;
+using PB::GID_TYPE;
+using UTIL::GID32;
+using UTIL::GID64;
+using UTIL::GID64_BUILDER;
+using UTIL::IGID_CONVERTER;
+using UTIL::SYMBOL_FILE;
+using UTIL::SYMBOL_TABLE;
+using UTIL::symbol_tables;
+
+namespace {
+
+// A 64-bit builder over an nx by ny by nz grid with the global types H1..H5 (indexes 0..4)
+// and V2 (index 5), over a symbol table with a few block kinds.
+struct GRID {
+    SYMBOL_TABLE* m_table = symbol_tables().new_table();
+    SYMBOL_FILE m_file;
+    std::unique_ptr<GID64_BUILDER> m_builder{UTIL::create_gid64_builder()};
+    std::unique_ptr<IGID_CONVERTER> m_conv;
+
+    GRID(uint32_t nx, uint32_t ny, uint32_t nz) {
+        for (const char* name : {"H", "V", "CLOCK_SPINE", "IOB"}) m_table->add(name);
+        m_table->init_name_fast();
+        m_file.set_internal_const(m_table);
+        m_builder->set_symbol_file(&m_file);
+        m_builder->set_dimensions(nx, ny, nz);
+        m_builder->add_global_types({{sym("H"), 1},
+                                     {sym("H"), 2},
+                                     {sym("H"), 3},
+                                     {sym("H"), 4},
+                                     {sym("H"), 5},
+                                     {sym("V"), 2}});
+        m_conv.reset(m_builder->create_converter());
+    }
+    SYM sym(const char* name) const { return m_table->find(name); }
+};
+
+// Runs a statement with standard output sent to standard error, so that a death test sees
+// the lines printed before the fatal assertion.
+#define ON_STDERR(stmt)                     \
+    do {                                    \
+        std::cout.rdbuf(std::cerr.rdbuf()); \
+        stmt;                               \
+    } while (0)
+
+std::string gid_text(uint64_t value) {
+    std::ostringstream out;
+    out << GID64(value);
+    return out.str();
+}
+
+}  // namespace
+
+TEST(Gid, GridNumberingAndPacking) {
+    GRID g(2, 3, 4);
+    EXPECT_EQ(g.m_builder->get_xyz_index(1, 2, 3), 23u);
+    for (uint32_t x = 0; x < 2; ++x)
+        for (uint32_t y = 0; y < 3; ++y)
+            for (uint32_t z = 0; z < 4; ++z) {
+                uint32_t index = g.m_builder->get_xyz_index(x, y, z);
+                EXPECT_EQ(index, (x * 3 + y) * 4 + z);
+                uint32_t rx, ry, rz;
+                g.m_builder->get_xyz(index, rx, ry, rz);
+                EXPECT_EQ(rx * 100 + ry * 10 + rz, x * 100 + y * 10 + z);
+            }
+    EXPECT_THROW(g.m_builder->get_xyz_index(2, 0, 0), std::out_of_range);
+    EXPECT_THROW(g.m_builder->get_xyz_index(0, 0, 4), std::out_of_range);
+    uint64_t gid = g.m_builder->make_gid64(1, 2, 3, 7, GID_TYPE::GLOBAL, g.sym("V"), 2);
+    EXPECT_EQ(gid, (uint64_t(23) << 34) | (uint64_t(5) << 17) | 7);
+    // A new type is interned by the builder, not by a converter.
+    uint64_t spine = g.m_builder->make_gid64(0, 0, 1, 0, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1);
+    EXPECT_EQ(spine, (uint64_t(1) << 34) | (uint64_t(6) << 17));
+    EXPECT_EQ(g.m_builder->get_max_i(), 7u);
+    uint32_t nx, ny, nz;
+    g.m_builder->get_dimensions(nx, ny, nz);
+    EXPECT_EQ(nx * 100 + ny * 10 + nz, 234u);
+}
+
+TEST(Gid, DecodeAndEncodeThroughConverter) {
+    GRID g(2, 3, 4);
+    IGID_CONVERTER& c = *g.m_conv;
+    EXPECT_FALSE(c.is_valid());
+    uint64_t gid = g.m_builder->make_gid64(1, 2, 3, 0x1ffff, GID_TYPE::GLOBAL, g.sym("H"), 4);
+    EXPECT_TRUE(c.set_gid64(gid));
+    EXPECT_TRUE(c.is_valid());
+    EXPECT_EQ(c.get_x(), 1u);
+    EXPECT_EQ(c.get_y(), 2u);
+    EXPECT_EQ(c.get_z(), 3u);
+    EXPECT_EQ(c.get_i(), 0x1ffffu);
+    EXPECT_EQ(c.get_gclass(), GID_TYPE::GLOBAL);
+    EXPECT_EQ(c.get_name(), g.sym("H"));
+    EXPECT_EQ(c.get_length(), 4);
+    EXPECT_EQ(c.get_gid64(), gid);
+    EXPECT_TRUE(c.get_gid_type() == UTIL::GID_TYPE(GID_TYPE::GLOBAL, g.sym("H"), 4));
+    EXPECT_EQ(c.make_gid64(0, 0, 0, 1, GID_TYPE::GLOBAL, g.sym("H"), 1), 1u);
+
+    std::unique_ptr<IGID_CONVERTER> other(g.m_builder->create_converter());
+    other->set_gid64(gid);
+    EXPECT_TRUE(c.equals(*other));
+    other->set_i(3);
+    EXPECT_FALSE(c.equals(*other));
+
+    // Key and cell restore the GID.
+    uint64_t k = c.get_k(gid);
+    EXPECT_EQ(k, (uint64_t(3) << 17) | 0x1ffff);
+    EXPECT_EQ(c.make_gid_from_k(1, 2, 3, k), gid);
+
+    c.reset();
+    EXPECT_FALSE(c.is_valid());
+    EXPECT_EQ(c.get_x(), IGID_CONVERTER::INVALID);
+    EXPECT_EQ(c.get_gclass(), GID_TYPE::INVALID);
+    EXPECT_THROW(c.get_gid64(), std::out_of_range);
+}
+
+TEST(Gid, BadGidsAreRejected) {
+    GRID g(2, 3, 4);
+    IGID_CONVERTER& c = *g.m_conv;
+    // A cell index past the grid, a type index past the table.
+    EXPECT_THROW(c.set_gid64(uint64_t(24) << 34), std::out_of_range);
+    EXPECT_THROW(c.set_gid64(uint64_t(6) << 17), std::out_of_range);
+    EXPECT_THROW(c.make_gid_from_k(2, 0, 0, 0), std::out_of_range);
+    EXPECT_EXIT(c.set_gid64(GID64::VALUE_INVALID), testing::ExitedWithCode(255),
+                "value != GID64::VALUE_INVALID");
+    EXPECT_EXIT(c.set_gid64(uint64_t(0x3fffffff) << 34), testing::ExitedWithCode(255),
+                "xyz != GID64_BITS::XYZ_INDEX_INVALID");
+}
+
+TEST(Gid, RangeViolationsPrintHexLines) {
+    GRID g(2, 3, 4);
+    EXPECT_NO_FATAL_FAILURE(
+        g.m_builder->make_gid64(0, 0, 0, 0x1ffff, GID_TYPE::GLOBAL, g.sym("H"), 5));
+    EXPECT_EXIT(
+        ON_STDERR(g.m_builder->make_gid64(0, 0, 0, 0x20000, GID_TYPE::GLOBAL, g.sym("H"), 5)),
+        testing::ExitedWithCode(255), "^Mask = 0x1ffff Illegal i = 0x20000\nIE .*  false \n$");
+    // A converter never adds a type: an unknown one is t = -1.
+    EXPECT_EXIT(ON_STDERR(g.m_conv->make_gid64(0, 0, 0, 0x30000, GID_TYPE::GLOBAL, g.sym("V"), 9)),
+                testing::ExitedWithCode(255),
+                "^Mask = 0x1ffff Illegal t = 0xffffffff\nMask = 0x1ffff Illegal i = 0x30000\n");
+    EXPECT_EXIT(ON_STDERR(g.m_conv->make_gid_from_k(0, 0, 0, uint64_t(1) << 34)),
+                testing::ExitedWithCode(255), "^Mask = 0x3ffffffff Illegal k = 0x400000000\n");
+}
+
+TEST(Gid, TextFormBothWays) {
+    GRID g(5, 5, 1);
+    uint64_t gid = g.m_builder->make_gid64(3, 4, 0, 2, GID_TYPE::GLOBAL, g.sym("H"), 5);
+    EXPECT_EQ(gid_text(gid), "H5:X3Y4Z0I2");
+    EXPECT_EQ(gid_text(GID64::VALUE_INVALID), "GID_INVALID");
+    uint64_t spine = g.m_builder->make_gid64(1, 0, 0, 9, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1);
+    EXPECT_EQ(gid_text(spine), "CLOCK_SPINE_RE:X1Y0Z0I9");
+
+    std::istringstream in("  H5:X3Y4Z0I2 CLOCK_SPINE_RE:X1Y0Z0I9");
+    GID64 a, b;
+    in >> a >> b;
+    EXPECT_EQ(a.get_value(), gid);
+    EXPECT_EQ(b.get_value(), spine);
+
+    // The converter's own operators.
+    std::istringstream one("IOB_INPUT:X4Y1Z0I6");
+    g.m_conv->reset();
+    one >> *g.m_conv;
+    EXPECT_EQ(g.m_conv->get_gclass(), GID_TYPE::INPUT);
+    EXPECT_EQ(g.m_conv->get_name(), g.sym("IOB"));
+    EXPECT_EQ(g.m_conv->get_x() * 10 + g.m_conv->get_y(), 41u);
+    EXPECT_EQ(g.m_conv->get_i(), 6u);
+    std::ostringstream out;
+    out << *g.m_conv;
+    EXPECT_EQ(out.str(), "IOB_INPUT:X4Y1Z0I6");
+}
+
+TEST(Gid, TextReaderStopsOnBadInput) {
+    GRID g(5, 5, 1);
+    auto read_into = [&](const char* text) {
+        g.m_conv->reset();
+        std::istringstream in(text);
+        testing::internal::CaptureStdout();
+        in >> *g.m_conv;
+        return testing::internal::GetCapturedStdout();
+    };
+    EXPECT_EQ(read_into("H5:X3Y4Q0I2"),
+              "xchar = Xychar = Yzchar = Qichar = Imissing x, y, z or i\n");
+    EXPECT_FALSE(g.m_conv->is_valid());
+    EXPECT_EQ(read_into("H5 X3Y4Z0I2"), "missing :\n");
+    EXPECT_FALSE(g.m_conv->is_valid());
+    EXPECT_EQ(read_into("H5:X3Y4Z0I2"), "");
+    EXPECT_TRUE(g.m_conv->is_valid());
+    // A GID read that stopped leaves the converter reset, whose GID is out of range.
+    std::istringstream bad("H5:X3Y4Q0I2");
+    GID64 gid;
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(bad >> gid, std::out_of_range);
+    testing::internal::GetCapturedStdout();
+}
+
+TEST(Gid, FactoryReplacesTheCurrentConverter) {
+    EXPECT_EXIT(gid_text(5), testing::ExitedWithCode(255), "s_current_gid_converter != NULL");
+    GRID first(2, 2, 1);
+    IGID_CONVERTER* before = IGID_CONVERTER::s_current_gid_converter.get();
+    ASSERT_NE(before, nullptr);
+    std::unique_ptr<UTIL::GID32_BUILDER> gid32(UTIL::create_gid32_builder());
+    EXPECT_EQ(IGID_CONVERTER::s_current_gid_converter.get(), before);
+    GRID second(3, 1, 1);
+    EXPECT_NE(IGID_CONVERTER::s_current_gid_converter.get(), before);
+    // The text form now decodes against the second grid.
+    uint64_t gid = second.m_builder->make_gid64(2, 0, 0, 1, GID_TYPE::GLOBAL, second.sym("V"), 2);
+    EXPECT_EQ(gid_text(gid), "V2:X2Y0Z0I1");
+}
+
+TEST(Gid, Gid32Forms) {
+    GRID g(2, 2, 2);
+    std::unique_ptr<UTIL::GID32_BUILDER> b(UTIL::create_gid32_builder());
+    b->set_symbol_file(&g.m_file);
+    b->set_dimensions(2, 2, 2);
+    b->add_global_types({{g.sym("H"), 5}});
+    EXPECT_TRUE(b->is_gid32());
+    EXPECT_FALSE(g.m_builder->is_gid32());
+    std::unique_ptr<IGID_CONVERTER> c(b->create_converter());
+
+    // XYZT_I: one index per (cell, type) pair, in order of first use.
+    uint32_t re = b->make_gid32(1, 1, 0, 5, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1);
+    uint32_t re2 = b->make_gid32(1, 1, 0, 6, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1);
+    uint32_t in = b->make_gid32(0, 1, 0, 0x1fff, GID_TYPE::INPUT, g.sym("IOB"), -1);
+    EXPECT_EQ(re, (0u << 13) | 5);
+    EXPECT_EQ(re2, (0u << 13) | 6);
+    EXPECT_EQ(in, (1u << 13) | 0x1fff);
+    EXPECT_TRUE(c->set_gid32(in));
+    EXPECT_EQ(c->get_x() * 100 + c->get_y() * 10 + c->get_z(), 10u);
+    EXPECT_EQ(c->get_gclass(), GID_TYPE::INPUT);
+    EXPECT_EQ(c->get_i(), 0x1fffu);
+    EXPECT_EQ(c->get_gid32(), in);
+    EXPECT_EQ(c->make_gid32(0, 0, 0, 1, GID_TYPE::INPUT, g.sym("IOB"), -1), (0x3ffffu << 13) | 1);
+
+    // XYZ_T_I for GLOBAL types: built, not decoded.
+    uint32_t wire = b->make_gid32(1, 0, 1, 3, GID_TYPE::GLOBAL, g.sym("H"), 5);
+    EXPECT_EQ(wire, 0x80000000u | (5u << 14) | (0u << 10) | 3);
+    EXPECT_EXIT(c->set_gid32(wire), testing::ExitedWithCode(255), "m_type == XYZT_I");
+    EXPECT_EXIT(c->set_gid32(GID32::VALUE_INVALID), testing::ExitedWithCode(255),
+                "value != GID32::VALUE_INVALID");
+    EXPECT_EXIT(c->set_gid32(0x3ffffu << 13), testing::ExitedWithCode(255),
+                "xyzt_index != GID32_BITS::XYZT_INDEX_INVALID");
+    EXPECT_EXIT(ON_STDERR(b->make_gid32(0, 0, 0, 0x2000, GID_TYPE::RE, g.sym("IOB"), -1)),
+                testing::ExitedWithCode(255), "^Mask = 0x1fff Illegal i = 0x2000\n");
+    EXPECT_EXIT(ON_STDERR(b->make_gid32(0, 0, 0, 0x400, GID_TYPE::GLOBAL, g.sym("H"), 5)),
+                testing::ExitedWithCode(255), "^Mask = 0x3ff Illegal i = 0x400\n");
+
+    // No file form, and the 64-bit and not-implemented operations are fatal.
+    std::stringstream io;
+    EXPECT_FALSE(b->write(io, UTIL::PB_BIN));
+    EXPECT_FALSE(b->read(io, UTIL::PB_BIN));
+    EXPECT_FALSE(b->read_stream(nullptr, UTIL::PB_BIN));
+    uint32_t nx, ny, nz;
+    EXPECT_EXIT(b->get_dimensions(nx, ny, nz), testing::ExitedWithCode(255), "NYI");
+    EXPECT_EXIT(b->make_gid64(0, 0, 0, 0, GID_TYPE::GLOBAL, g.sym("H"), 5),
+                testing::ExitedWithCode(255), "should not reach here");
+    EXPECT_EXIT(c->reset(), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c->is_valid(), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c->equals(*c), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c->get_k(0), testing::ExitedWithCode(255), "  NI \n");
+    EXPECT_EXIT(c->make_gid_from_k(0, 0, 0, 0), testing::ExitedWithCode(255), "  NI \n");
+    EXPECT_EXIT(c->set_gid64(0), testing::ExitedWithCode(255), "Should not reach here");
+    EXPECT_EXIT(g.m_conv->set_gid32(0), testing::ExitedWithCode(255), "Should not reach here");
+    EXPECT_EXIT(g.m_builder->make_gid32(0, 0, 0, 0, GID_TYPE::GLOBAL, g.sym("H"), 5),
+                testing::ExitedWithCode(255), "Should not reach here");
+
+    std::ostringstream out;
+    out << *b;
+    EXPECT_EQ(out.str(),
+              "GID32_BUILDER {\n"
+              "   m_index_to_xyz.size() = 8\n"
+              "   m_index_to_xyzt.size() = 2\n"
+              "   m_max_xyz_i =  3\n"
+              "   m_max_xyzt_i = 8191\n"
+              "   m_gid_types = GID_TYPE_BUILDER {\n"
+              "      m_gid_types = {(3)\n"
+              "         [0] = (GLOBAL) H5\n"
+              "         [1] = (RE) CLOCK_SPINE_RE\n"
+              "         [2] = (INPUT) IOB_INPUT\n"
+              "      }\n"
+              "   }\n"
+              "}\n");
+}
+
+TEST(Gid, BaseConverterHoldsFieldsOnly) {
+    GRID g(1, 1, 1);
+    UTIL::BASE_GID_CONVERTER c;
+    EXPECT_FALSE(c.is_valid());
+    c.set_fields(1, 2, 3, 4, GID_TYPE::RE, g.sym("IOB"), -1);
+    EXPECT_TRUE(c.is_valid());
+    UTIL::BASE_GID_CONVERTER d;
+    d.set_x(1);
+    d.set_y(2);
+    d.set_z(3);
+    d.set_i(4);
+    d.set_gclass(GID_TYPE::RE);
+    d.set_name(g.sym("IOB"));
+    d.set_length(-1);
+    EXPECT_TRUE(c.equals(d));
+    EXPECT_EQ(c.make_gid32(0, 0, 0, 0, GID_TYPE::RE, g.sym("IOB"), -1), GID32::VALUE_INVALID);
+    EXPECT_EXIT(c.set_gid64(0), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c.get_gid32(), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c.get_k(0), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_EXIT(c.get_gid_type(), testing::ExitedWithCode(255), "  false \n");
+    std::ostringstream out;
+    out << c;
+    EXPECT_EQ(out.str(), "IOB_RE:X1Y2Z3I4");
+}
+
+TEST(Gid, BuilderFileRoundTripAndCuts) {
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        GRID g(3, 4, 2);
+        std::vector<uint64_t> gids;
+        gids.push_back(g.m_builder->make_gid64(2, 3, 1, 9, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1));
+        gids.push_back(g.m_builder->make_gid64(0, 1, 0, 0, GID_TYPE::OUTPUT, g.sym("IOB"), -1));
+        gids.push_back(g.m_builder->make_gid64(1, 1, 1, 77, GID_TYPE::GLOBAL, g.sym("H"), 3));
+        std::ostringstream out;
+        ASSERT_TRUE(g.m_builder->write(out, format));
+        std::ostringstream symbols;
+        ASSERT_TRUE(g.m_file.write(symbols, format));
+
+        SYMBOL_FILE reader;
+        reader.set_internal(symbol_tables().new_table());
+        std::istringstream symbols_in(symbols.str());
+        ASSERT_TRUE(reader.read(symbols_in, format));
+        std::unique_ptr<GID64_BUILDER> fresh(new GID64_BUILDER());
+        fresh->set_symbol_file(&reader);
+        std::istringstream in(out.str());
+        ASSERT_TRUE(fresh->read(in, format));
+        uint32_t nx, ny, nz;
+        fresh->get_dimensions(nx, ny, nz);
+        EXPECT_EQ(nx * 100 + ny * 10 + nz, 342u);
+        EXPECT_EQ(fresh->get_gid_types().get_n_gid_types(), 8u);
+        std::unique_ptr<IGID_CONVERTER> c(fresh->create_converter());
+        for (uint64_t gid : gids) {
+            g.m_conv->set_gid64(gid);
+            c->set_gid64(gid);
+            std::ostringstream a, b;
+            a << *g.m_conv;
+            b << *c;
+            EXPECT_EQ(a.str(), b.str());
+            EXPECT_EQ(c->get_gid64(), gid);
+        }
+        // Cut before the head, inside it, and inside the type records.
+        const std::string file = out.str();
+        for (size_t cut : {size_t(0), size_t(3), file.size() / 2, file.size() - 1}) {
+            GID64_BUILDER cut_builder;
+            cut_builder.set_symbol_file(&reader);
+            std::istringstream cut_in(file.substr(0, cut));
+            EXPECT_FALSE(cut_builder.read(cut_in, format)) << cut;
+        }
+    }
+}
+
+TEST(Gid, BuilderWithoutDimensions) {
+    GID64_BUILDER bare;
+    SYMBOL_FILE file;
+    bare.set_symbol_file(&file);
+    std::ostringstream out;
+    EXPECT_THROW(bare.write(out, UTIL::PB_BIN), std::out_of_range);
+    uint32_t nx, ny, nz;
+    EXPECT_EXIT(bare.get_dimensions(nx, ny, nz), testing::ExitedWithCode(255), "m_nx > 0");
+}
+
+TEST(Gid, BuilderPrintForm) {
+    GRID g(1, 1, 1);
+    GID64_BUILDER small;
+    small.get_gid_types().add_gid_type(GID_TYPE::GLOBAL, g.sym("V"), 2);
+    std::ostringstream out;
+    out << small;
+    EXPECT_EQ(out.str(),
+              "GID64_BUILDER {\n"
+              "   m_gid_types = GID_TYPE_BUILDER {\n"
+              "      m_gid_types = {(1)\n"
+              "         [0] = (GLOBAL) V2\n"
+              "      }\n"
+              "   }\n"
+              "}\n");
+}

@@ -1,0 +1,269 @@
+// GID types: interning and its range rules, the text forms both ways with their exceptions,
+// the framed file form (round trip and cut files) and the print form of the table.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "util/util_gid_type.h"
+#include "util/util_symbol.h"
+#include "util/util_symbol_file.h"
+
+using NS_SYMBOL::SYM;
+using PB::GID_TYPE;
+using UTIL::GID_TYPE_BUILDER;
+using UTIL::SYMBOL_FILE;
+using UTIL::SYMBOL_TABLE;
+using UTIL::symbol_tables;
+using TYPE = UTIL::GID_TYPE;
+
+namespace {
+
+// A symbol table with a few block kinds and wires, a writer's symbol file over it, and an
+// empty type table that uses that file.
+struct TYPES {
+    SYMBOL_TABLE* m_table = symbol_tables().new_table();
+    SYMBOL_FILE m_file;
+    GID_TYPE_BUILDER m_builder;
+
+    TYPES() {
+        for (const char* name :
+             {"H", "V", "CLOCK_SPINE", "IOB", "CC_DCM_GMUX_RE", "Hx", "A_B", "_X", "LUT"}) {
+            m_table->add(name);
+        }
+        m_table->init_name_fast();
+        m_file.set_internal_const(m_table);
+        m_builder.set_symbol_file(&m_file);
+    }
+    SYM sym(const char* name) const { return m_table->find(name); }
+};
+
+TYPE read_type(const std::string& text) {
+    std::istringstream in(text);
+    TYPE type;
+    in >> type;
+    return type;
+}
+
+std::string text_of(const TYPE& type) {
+    std::ostringstream out;
+    out << type;
+    return out.str();
+}
+
+}  // namespace
+
+TEST(GidType, InterningGivesOneEntryPerTypeAndFindsIt) {
+    TYPES t;
+    GID_TYPE_BUILDER& b = t.m_builder;
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 5), 0u);
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 6), 1u);
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::RE, t.sym("H"), -1), 2u);
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 5), 0u);
+    EXPECT_EQ(b.get_n_gid_types(), 3u);
+    EXPECT_EQ(b.find_gid_type(GID_TYPE::RE, t.sym("H"), -1), 2u);
+    EXPECT_EQ(b.find_gid_type(GID_TYPE::INPUT, t.sym("H"), -1), static_cast<uint32_t>(-1));
+    EXPECT_EQ(b.find_gid_type(GID_TYPE::GLOBAL, t.sym("V"), 5), static_cast<uint32_t>(-1));
+    EXPECT_TRUE(b.find_gid_type_object(GID_TYPE::GLOBAL, t.sym("H"), 6) ==
+                TYPE(GID_TYPE::GLOBAL, t.sym("H"), 6));
+    EXPECT_THROW(b.find_gid_type_object(GID_TYPE::GLOBAL, t.sym("V"), 5), std::out_of_range);
+    EXPECT_THROW(b.get_gid_type_at(3), std::out_of_range);
+    EXPECT_EQ(b.get_gid_type(2).get_gclass(), GID_TYPE::RE);
+}
+
+TEST(GidType, LengthAndClassPositions) {
+    TYPES t;
+    GID_TYPE_BUILDER& b = t.m_builder;
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 63), 0u);
+    EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), -1), 1u);
+    try {
+        b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 64);
+        FAIL();
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
+    }
+    EXPECT_THROW(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), -2), std::out_of_range);
+    // Position 5 of 5 maps.
+    EXPECT_THROW(b.add_gid_type(GID_TYPE::INVALID, t.sym("H"), -1), std::out_of_range);
+    EXPECT_THROW(b.find_gid_type(GID_TYPE::INVALID, t.sym("H"), -1), std::out_of_range);
+    EXPECT_EQ(b.get_n_gid_types(), 2u);
+    EXPECT_EXIT(b.add_gid_type(GID_TYPE::INPUT, t.sym("IOB"), 3), testing::ExitedWithCode(255),
+                "l == IGID_TYPE::LENGTH_INVALID");
+}
+
+TEST(GidType, GlobalTypesNeedKnownNames) {
+    TYPES t;
+    t.m_builder.add_global_types({{t.sym("H"), 5}, {t.sym("V"), 5}, {t.sym("H"), 5}});
+    EXPECT_EQ(t.m_builder.get_n_gid_types(), 2u);
+    EXPECT_EXIT(t.m_builder.add_global_types({{SYM(0), 2}}), testing::ExitedWithCode(255),
+                "name.is_known\\(\\)");
+}
+
+TEST(GidType, ValueAndEquality) {
+    TYPES t;
+    TYPE none;
+    EXPECT_EQ(none.get_gclass(), GID_TYPE::GLOBAL);
+    EXPECT_EQ(none.get_name().get_value(), 0u);
+    EXPECT_EQ(none.get_length(), -1);
+    TYPE h5(GID_TYPE::GLOBAL, t.sym("H"), 5);
+    EXPECT_TRUE(h5 == TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5));
+    EXPECT_FALSE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5));
+    EXPECT_TRUE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("H"), 4));
+    EXPECT_TRUE(h5 != TYPE(GID_TYPE::RE, t.sym("H"), 5));
+    EXPECT_TRUE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("V"), 5));
+    EXPECT_EQ(h5.get_message().name().value(), t.sym("H").get_value());
+}
+
+TEST(GidType, TextWriter) {
+    TYPES t;
+    EXPECT_EQ(text_of(TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5)), "H5");
+    EXPECT_EQ(text_of(TYPE(GID_TYPE::GLOBAL, t.sym("H"), -1)), "H");
+    EXPECT_EQ(text_of(TYPE(GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1)), "CLOCK_SPINE_RE");
+    EXPECT_EQ(text_of(TYPE(GID_TYPE::INPUT, t.sym("IOB"), -1)), "IOB_INPUT");
+    EXPECT_EQ(text_of(TYPE(GID_TYPE::OUTPUT, t.sym("IOB"), -1)), "IOB_OUTPUT");
+    std::ostringstream gclass;
+    gclass << GID_TYPE::BLC_INTERNAL_RE << " " << GID_TYPE::GLOBAL;
+    EXPECT_EQ(gclass.str(), "BLC_INTERNAL_RE GLOBAL");
+    EXPECT_EXIT(text_of(TYPE(GID_TYPE::BLC_INTERNAL_RE, t.sym("LUT"), -1)),
+                testing::ExitedWithCode(255), "Should not reach here");
+}
+
+TEST(GidType, TextReaderRulesAndExceptions) {
+    TYPES t;
+    auto expect = [&](const char* text, GID_TYPE::GCLASS gclass, SYM name, int32_t length) {
+        TYPE type = read_type(text);
+        EXPECT_EQ(type.get_gclass(), gclass) << text;
+        EXPECT_EQ(type.get_name(), name) << text;
+        EXPECT_EQ(type.get_length(), length) << text;
+    };
+    expect("CC_DCM_GMUX_RE", GID_TYPE::GLOBAL, t.sym("CC_DCM_GMUX_RE"), -1);
+    expect("CLOCK_SPINE_RE", GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1);
+    expect("  IOB_INPUT", GID_TYPE::INPUT, t.sym("IOB"), -1);
+    expect("IOB_OUTPUT rest", GID_TYPE::OUTPUT, t.sym("IOB"), -1);
+    expect("H5", GID_TYPE::GLOBAL, t.sym("H"), 5);
+    expect("V12x", GID_TYPE::GLOBAL, t.sym("V"), 12);
+    expect("H", GID_TYPE::GLOBAL, t.sym("H"), -1);
+    expect("Hx", GID_TYPE::GLOBAL, t.sym("Hx"), -1);
+    expect("_X", GID_TYPE::GLOBAL, t.sym("_X"), -1);
+    expect("A_B", GID_TYPE::GLOBAL, t.sym("A_B"), -1);
+    // Unknown names read as the unknown symbol, without a message.
+    testing::internal::CaptureStdout();
+    expect("NOPE_RE", GID_TYPE::RE, SYM(t.m_table->get_unknown()), -1);
+    expect("L7", GID_TYPE::GLOBAL, SYM(t.m_table->get_unknown()), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    try {
+        read_type("   ");
+        FAIL();
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), "invalid string position");
+    }
+    // Writer and reader are not inverse for every type.
+    TYPE odd = read_type(text_of(TYPE(GID_TYPE::GLOBAL, t.sym("LUT"), 4)));
+    EXPECT_EQ(odd.get_name(), t.m_table->get_unknown());
+}
+
+TEST(GidType, TextReaderNeedsSymbolFile) {
+    EXPECT_EXIT(read_type("H5"), testing::ExitedWithCode(255), "s_current_symbol_file != NULL");
+}
+
+TEST(GidType, SetSymbolFileSetsTheReadersFile) {
+    TYPES t;
+    EXPECT_EQ(GID_TYPE_BUILDER::s_current_symbol_file, &t.m_file);
+    SYMBOL_FILE other;
+    GID_TYPE_BUILDER later;
+    later.set_symbol_file(&other);
+    EXPECT_EQ(GID_TYPE_BUILDER::s_current_symbol_file, &other);
+}
+
+namespace {
+
+// Writes the table, then the writer's symbol section; reads both into a fresh reader table.
+struct FILE_PAIR {
+    std::string m_types;
+    std::string m_symbols;
+};
+
+FILE_PAIR write_types(TYPES& t, uint32_t format) {
+    std::ostringstream types;
+    std::ostringstream symbols;
+    EXPECT_TRUE(t.m_builder.write(types, format));
+    EXPECT_TRUE(t.m_file.write(symbols, format));
+    return {types.str(), symbols.str()};
+}
+
+void fill(TYPES& t) {
+    t.m_builder.add_global_types(
+        {{t.sym("H"), 5}, {t.sym("V"), 12}, {t.sym("CC_DCM_GMUX_RE"), -1}});
+    t.m_builder.add_gid_type(GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1);
+    t.m_builder.add_gid_type(GID_TYPE::INPUT, t.sym("IOB"), -1);
+    t.m_builder.add_gid_type(GID_TYPE::BLC_INTERNAL_RE, t.sym("LUT"), -1);
+}
+
+}  // namespace
+
+TEST(GidType, FileRoundTripBothFormats) {
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        TYPES t;
+        fill(t);
+        FILE_PAIR files = write_types(t, format);
+
+        SYMBOL_TABLE* fresh_table = symbol_tables().new_table();
+        SYMBOL_FILE reader;
+        reader.set_internal(fresh_table);
+        std::istringstream symbols(files.m_symbols);
+        ASSERT_TRUE(reader.read(symbols, format));
+        GID_TYPE_BUILDER fresh;
+        fresh.set_symbol_file(&reader);
+        std::istringstream types(files.m_types);
+        ASSERT_TRUE(fresh.read(types, format));
+        ASSERT_EQ(fresh.get_n_gid_types(), t.m_builder.get_n_gid_types());
+        for (uint32_t i = 0; i < fresh.get_n_gid_types(); ++i) {
+            const UTIL::IGID_TYPE& a = t.m_builder.get_gid_type(i);
+            const UTIL::IGID_TYPE& b = fresh.get_gid_type(i);
+            EXPECT_EQ(a.get_gclass(), b.get_gclass());
+            EXPECT_EQ(a.get_length(), b.get_length());
+            EXPECT_EQ(b.get_name().get_table_id(), fresh_table->get_table_id());
+            EXPECT_EQ(a.get_name().get_name(), b.get_name().get_name());
+            EXPECT_EQ(fresh.find_gid_type(b.get_gclass(), b.get_name(), b.get_length()), i);
+        }
+    }
+}
+
+TEST(GidType, CutFileFailsAndKeepsWhatWasRead) {
+    TYPES t;
+    fill(t);
+    FILE_PAIR files = write_types(t, UTIL::PB_BIN);
+    SYMBOL_TABLE* fresh_table = symbol_tables().new_table();
+    SYMBOL_FILE reader;
+    reader.set_internal(fresh_table);
+    std::istringstream symbols(files.m_symbols);
+    ASSERT_TRUE(reader.read(symbols, UTIL::PB_BIN));
+    for (size_t cut : {size_t(0), size_t(1), files.m_types.size() / 2, files.m_types.size() - 1}) {
+        GID_TYPE_BUILDER fresh;
+        fresh.set_symbol_file(&reader);
+        std::istringstream types(files.m_types.substr(0, cut));
+        EXPECT_FALSE(fresh.read(types, UTIL::PB_BIN)) << cut;
+        EXPECT_LT(fresh.get_n_gid_types(), t.m_builder.get_n_gid_types());
+    }
+}
+
+TEST(GidType, WriteNeedsSymbolFile) {
+    GID_TYPE_BUILDER bare;
+    std::ostringstream out;
+    EXPECT_EXIT(bare.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
+                "m_symbol_file != NULL");
+}
+
+TEST(GidType, PrintForm) {
+    TYPES t;
+    t.m_builder.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 5);
+    t.m_builder.add_gid_type(GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1);
+    std::ostringstream out;
+    out << t.m_builder;
+    EXPECT_EQ(out.str(),
+              "GID_TYPE_BUILDER {\n"
+              "   m_gid_types = {(2)\n"
+              "      [0] = (GLOBAL) H5\n"
+              "      [1] = (RE) CLOCK_SPINE_RE\n"
+              "   }\n"
+              "}\n");
+}

@@ -1,0 +1,497 @@
+// Node map: the forward and reverse tables, aliases applied to them, the seal, the cell-wise
+// file form (exact records, round trip of a random map, cut and damaged files), bad GIDs and
+// the print forms.
+#include <gtest/gtest.h>
+
+#include <google/protobuf/io/zero_copy_stream_impl.h>
+
+#include <iostream>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "mem_modules.h"
+#include "nodemap.pb.h"
+#include "util/util_hierarchy.h"
+#include "util/util_indent.h"
+#include "util/util_nodemap64.h"
+#include "util/util_symbol.h"
+#include "util/util_symbol_file.h"
+
+using NS_SYMBOL::SYM;
+using PB::GID_TYPE;
+using UTIL::ALIASES_BUILDER;
+using UTIL::GID64_BUILDER;
+using UTIL::NODEMAP64;
+
+namespace {
+
+constexpr uint64_t NONE = static_cast<uint64_t>(-1);
+
+// A GID builder over an nx by ny by nz grid with types H1..H5, V2 and CLOCK_SPINE_RE.
+struct GIDS {
+    UTIL::SYMBOL_TABLE* m_table = TEST_HIER::test_table();
+    UTIL::SYMBOL_FILE m_file;
+    std::unique_ptr<GID64_BUILDER> m_builder{UTIL::create_gid64_builder()};
+
+    GIDS(uint32_t nx, uint32_t ny, uint32_t nz) {
+        for (const char* name : {"H", "V", "CLOCK_SPINE"}) m_table->add(name);
+        m_file.set_internal_const(m_table);
+        m_builder->set_symbol_file(&m_file);
+        m_builder->set_dimensions(nx, ny, nz);
+        m_builder->add_global_types({{sym("H"), 1},
+                                     {sym("H"), 2},
+                                     {sym("H"), 3},
+                                     {sym("H"), 4},
+                                     {sym("H"), 5},
+                                     {sym("V"), 2}});
+        m_builder->get_gid_types().add_gid_type(GID_TYPE::RE, sym("CLOCK_SPINE"), -1);
+    }
+    SYM sym(const char* name) const { return m_table->find(name); }
+    uint64_t h5(uint32_t x, uint32_t y, uint32_t z, uint32_t i) {
+        return m_builder->make_gid64(x, y, z, i, GID_TYPE::GLOBAL, sym("H"), 5);
+    }
+};
+
+// A node map in the filling state over the grid of `gids`.
+std::unique_ptr<NODEMAP64> filling(GIDS& gids) {
+    std::unique_ptr<NODEMAP64> map(new NODEMAP64());
+    uint32_t nx, ny, nz;
+    gids.m_builder->get_dimensions(nx, ny, nz);
+    map->set_dimensions(nx, ny, nz);
+    map->set_gid_builder(gids.m_builder.get());
+    return map;
+}
+
+std::string written(NODEMAP64& map, uint32_t format) {
+    std::ostringstream out;
+    EXPECT_TRUE(map.write(out, format));
+    return out.str();
+}
+
+std::unique_ptr<NODEMAP64> read_back(GIDS& gids, const std::string& file, uint32_t format) {
+    std::unique_ptr<NODEMAP64> map(new NODEMAP64());
+    map->set_gid_builder(gids.m_builder.get());
+    std::istringstream in(file);
+    EXPECT_TRUE(map->read(in, format));
+    return map;
+}
+
+}  // namespace
+
+TEST(NodeMap, BuildQueriesAndSeal) {
+    GIDS gids(3, 2, 1);
+    auto map = filling(gids);
+    uint64_t a = gids.h5(0, 0, 0, 0);
+    uint64_t b = gids.h5(2, 1, 0, 4);
+    map->add_node(a, 100);
+    map->add_node(b, 200);
+    EXPECT_EXIT(map->get_gid(100), testing::ExitedWithCode(255), "m_seal");
+    uint64_t cached, driver;
+    EXPECT_EXIT(map->get_nodes(cached, driver, a), testing::ExitedWithCode(255), "m_seal");
+    EXPECT_EXIT(map->add_node(b, 200), testing::ExitedWithCode(255), "p\\.second");
+    map->seal();
+    EXPECT_EXIT(map->seal(), testing::ExitedWithCode(255), "!m_seal");
+    EXPECT_EQ(map->get_gid(100), a);
+    EXPECT_EQ(map->get_gid(200), b);
+    EXPECT_EQ(map->get_gid(300), NONE);
+    ASSERT_TRUE(map->get_nodes(cached, driver, b));
+    EXPECT_EQ(cached, 200u);
+    EXPECT_EQ(driver, 200u);
+    EXPECT_EQ(map->get_driver_node(a), 100u);
+    // A GID of the grid and table that nobody added.
+    uint64_t absent = gids.h5(2, 1, 0, 5);
+    EXPECT_FALSE(map->get_nodes(cached, driver, absent));
+    EXPECT_EQ(map->get_driver_node(absent), NONE);
+    EXPECT_EQ(map->get_nx() * 100 + map->get_ny() * 10 + map->get_nz(), 321u);
+}
+
+TEST(NodeMap, BadGidsAndStates) {
+    GIDS gids(3, 2, 1);
+    auto map = filling(gids);
+    map->add_node(gids.h5(1, 1, 0, 0), 7);
+    // A second node on an existing GID: the key keeps its first resource.
+    map->add_node(gids.h5(1, 1, 0, 0), 8);
+    EXPECT_EQ(map->get_n_cnodes(), 2u);
+    map->seal();
+    uint64_t cached, driver;
+    ASSERT_TRUE(map->get_nodes(cached, driver, gids.h5(1, 1, 0, 0)));
+    EXPECT_EQ(cached, 7u);
+    EXPECT_EQ(map->get_gid(8), gids.h5(1, 1, 0, 0));
+    // Type index past the table, cell index past the grid, the invalid GID.
+    EXPECT_THROW(map->get_nodes(cached, driver, uint64_t(7) << 17), std::out_of_range);
+    EXPECT_THROW(map->get_nodes(cached, driver, uint64_t(6) << 34), std::out_of_range);
+    EXPECT_THROW(map->get_driver_node(uint64_t(6) << 34), std::out_of_range);
+    EXPECT_EXIT(map->get_nodes(cached, driver, NONE), testing::ExitedWithCode(255),
+                "value != GID64::VALUE_INVALID");
+    EXPECT_EXIT(map->set_dimensions(1, 1, 1), testing::ExitedWithCode(255),
+                "m_nx == \\(uint32_t\\) -1");
+    map->set_hierarchy(nullptr);
+    NODEMAP64 empty;
+    std::ostringstream out;
+    EXPECT_EXIT(empty.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
+                "m_nx != \\(uint32_t\\) -1");
+    std::istringstream in(written(*map, UTIL::PB_BIN));
+    EXPECT_EXIT(map->read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
+                "m_nx == \\(uint32_t\\) -1");
+    // A GID outside the grid cannot be added.
+    auto other = filling(gids);
+    EXPECT_THROW(other->add_node(uint64_t(6) << 34, 1), std::out_of_range);
+}
+
+TEST(NodeMap, AliasesMoveTheForwardKeys) {
+    // Node 1 has no alias; 2 is an alias of 20; 3 and 4 are aliases of 30; 5 is an alias on a
+    // net driven by 50 and 51; 6 is declared as a driver.
+    GIDS gids(2, 2, 2);
+    auto map = filling(gids);
+    std::vector<uint64_t> gid(7);
+    for (uint64_t n = 1; n <= 6; ++n) {
+        gid[n] = gids.h5(n % 2, (n / 2) % 2, 1, static_cast<uint32_t>(n));
+        map->add_node(gid[n], n);
+    }
+    ALIASES_BUILDER aliases;
+    for (uint64_t d : {20, 30, 50, 51, 6}) aliases.add_driver(d);
+    for (uint64_t a : {2, 3, 4, 5}) aliases.add_alias(a);
+    aliases.add_connection(2, 20);
+    aliases.add_connection(3, 30);
+    aliases.add_connection(4, 30);
+    aliases.add_connection(5, 50);
+    aliases.add_connection(5, 51);
+    map->apply_aliases(aliases);
+    map->seal();
+
+    auto nodes_of = [&](uint64_t g) {
+        uint64_t cached = 0, driver = 0;
+        EXPECT_TRUE(map->get_nodes(cached, driver, g));
+        return std::make_pair(cached, driver);
+    };
+    EXPECT_EQ(map->get_gid(1), gid[1]);
+    EXPECT_EQ(nodes_of(gid[1]), std::make_pair(uint64_t(1), uint64_t(1)));
+    EXPECT_EQ(map->get_gid(2), NONE);
+    EXPECT_EQ(map->get_gid(20), gid[2]);
+    EXPECT_EQ(nodes_of(gid[2]), std::make_pair(uint64_t(2), uint64_t(20)));
+    // Two nodes with one driver: one forward entry, both cnodes keep the driver.
+    uint64_t shared = map->get_gid(30);
+    EXPECT_TRUE(shared == gid[3] || shared == gid[4]);
+    EXPECT_EQ(nodes_of(gid[3]), std::make_pair(uint64_t(3), uint64_t(30)));
+    EXPECT_EQ(nodes_of(gid[4]), std::make_pair(uint64_t(4), uint64_t(30)));
+    // Every driver of a multiply driven net knows the GID; the cnode has the first.
+    EXPECT_EQ(map->get_gid(50), gid[5]);
+    EXPECT_EQ(map->get_gid(51), gid[5]);
+    EXPECT_EQ(nodes_of(gid[5]), std::make_pair(uint64_t(5), uint64_t(50)));
+    EXPECT_EQ(map->get_gid(6), gid[6]);
+    EXPECT_EQ(nodes_of(gid[6]), std::make_pair(uint64_t(6), uint64_t(6)));
+
+    // After a round trip, only the stored driver knows the multiply driven GID.
+    auto fresh = read_back(gids, written(*map, UTIL::PB_BIN), UTIL::PB_BIN);
+    EXPECT_EQ(fresh->get_gid(50), gid[5]);
+    EXPECT_EQ(fresh->get_gid(51), NONE);
+    EXPECT_EQ(fresh->get_gid(20), gid[2]);
+    EXPECT_EQ(fresh->get_gid(2), NONE);
+    EXPECT_EQ(fresh->get_gid(1), gid[1]);
+}
+
+TEST(NodeMap, FileHoldsOneMessagePerCellWithSortedKeys) {
+    // Grid 2 x 1 x 2: cell (0,0,1) holds keys of i 9 and 2, cell (1,0,0) one aliased node.
+    GIDS gids(2, 1, 2);
+    auto map = filling(gids);
+    uint64_t g9 = gids.h5(0, 0, 1, 9);
+    uint64_t g2 = gids.h5(0, 0, 1, 2);
+    uint64_t g1 = gids.h5(1, 0, 0, 1);
+    map->add_node(g9, 90);
+    map->add_node(g2, 20);
+    map->add_node(g1, 10);
+    ALIASES_BUILDER aliases;
+    aliases.add_driver(11);
+    aliases.add_alias(10);
+    aliases.add_connection(10, 11);
+    map->apply_aliases(aliases);
+    map->seal();
+
+    std::istringstream in(written(*map, UTIL::PB_BIN));
+    google::protobuf::io::IstreamInputStream stream(&in);
+    PB::UTIL::NODEMAP64 head;
+    ASSERT_TRUE(UTIL::read_message(&stream, &head, UTIL::PB_BIN));
+    EXPECT_EQ(head.nx() * 100 + head.ny() * 10 + head.nz(), 212u);
+    std::vector<PB::UTIL::KEY_NODES64> cells(4);
+    for (auto& cell : cells) ASSERT_TRUE(UTIL::read_message(&stream, &cell, UTIL::PB_BIN));
+    PB::UTIL::KEY_NODES64 extra;
+    EXPECT_FALSE(UTIL::read_message(&stream, &extra, UTIL::PB_BIN));
+    EXPECT_EQ(cells[0].key_nodes_size(), 0);
+    EXPECT_EQ(cells[3].key_nodes_size(), 0);
+    ASSERT_EQ(cells[1].key_nodes_size(), 2);
+    EXPECT_EQ(cells[1].key_nodes(0).key(), g2 & 0x3ffffffffULL);
+    EXPECT_EQ(cells[1].key_nodes(0).cached_node(), 20u);
+    EXPECT_FALSE(cells[1].key_nodes(0).has_driver_node());
+    EXPECT_EQ(cells[1].key_nodes(1).key(), g9 & 0x3ffffffffULL);
+    ASSERT_EQ(cells[2].key_nodes_size(), 1);
+    EXPECT_EQ(cells[2].key_nodes(0).cached_node(), 10u);
+    EXPECT_EQ(cells[2].key_nodes(0).driver_node(), 11u);
+}
+
+namespace {
+
+// A random map over an 8 x 6 x 2 grid: ~4000 resources of random cells and types with
+// distinct i per (cell, type). A tenth of the nodes are declared drivers, a quarter are
+// aliases of a fresh driver, a tenth sit on a net of two drivers, a twentieth share a driver
+// with the node before; the rest have no alias.
+struct RANDOM_MAP {
+    std::unique_ptr<NODEMAP64> m_map;
+    std::vector<uint64_t> m_gids;
+    std::vector<uint64_t> m_nodes;
+    std::set<uint64_t> m_second_drivers;
+    std::set<uint64_t> m_shared_drivers;
+    ALIASES_BUILDER m_aliases;
+
+    explicit RANDOM_MAP(GIDS& gids) : m_map(filling(gids)) {
+        std::mt19937 rng(12345);
+        std::map<std::tuple<uint32_t, uint32_t, uint32_t, int>, uint32_t> next_i;
+        uint64_t node = 1000;
+        uint64_t fresh = 1u << 30;
+        for (int n = 0; n < 4000; ++n) {
+            uint32_t x = rng() % 8, y = rng() % 6, z = rng() % 2;
+            int type = static_cast<int>(rng() % 3);
+            uint32_t i = next_i[{x, y, z, type}]++;
+            uint64_t gid = type == 2 ? gids.m_builder->make_gid64(x, y, z, i, GID_TYPE::RE,
+                                                                  gids.sym("CLOCK_SPINE"), -1)
+                                     : gids.m_builder->make_gid64(x, y, z, i, GID_TYPE::GLOBAL,
+                                                                  gids.sym("H"), 1 + 4 * type);
+            node += 1 + rng() % 5;
+            m_map->add_node(gid, node);
+            m_gids.push_back(gid);
+            m_nodes.push_back(node);
+            unsigned kind = rng() % 20;
+            if (kind < 2) {
+                m_aliases.add_driver(node);
+            } else if (kind < 7) {
+                connect(node, ++fresh);
+            } else if (kind < 9) {
+                connect(node, ++fresh);
+                m_aliases.add_driver(++fresh);
+                m_aliases.add_connection(node, fresh);
+                m_second_drivers.insert(fresh);
+            } else if (kind == 9 && n > 0) {
+                connect(node, fresh);
+                m_shared_drivers.insert(m_aliases.get_driver(node));
+            }
+        }
+        m_map->apply_aliases(m_aliases);
+        m_map->seal();
+    }
+    void connect(uint64_t alias, uint64_t driver) {
+        m_aliases.add_driver(driver);
+        m_aliases.add_alias(alias);
+        m_aliases.add_connection(alias, driver);
+    }
+};
+
+}  // namespace
+
+TEST(NodeMap, RandomMapRoundTripsInBothFormats) {
+    GIDS gids(8, 6, 2);
+    RANDOM_MAP r(gids);
+    // GIDs that nobody added: past the last i of a (cell, type).
+    std::vector<uint64_t> absent;
+    for (uint32_t x = 0; x < 8; ++x) absent.push_back(gids.h5(x, 5, 1, 5000));
+
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        auto fresh = read_back(gids, written(*r.m_map, format), format);
+        EXPECT_TRUE(fresh->is_sealed());
+        EXPECT_EQ(fresh->get_n_cnodes(), r.m_gids.size());
+        for (size_t n = 0; n < r.m_gids.size(); ++n) {
+            uint64_t c1 = 0, d1 = 0, c2 = 0, d2 = 0;
+            ASSERT_TRUE(r.m_map->get_nodes(c1, d1, r.m_gids[n]));
+            ASSERT_TRUE(fresh->get_nodes(c2, d2, r.m_gids[n]));
+            EXPECT_EQ(c1, r.m_nodes[n]);
+            EXPECT_EQ(c2, c1);
+            EXPECT_EQ(d2, d1);
+            // After reading, a GID is known under its stored driver only; a shared driver
+            // knows one of its GIDs, and that GID's resource has that driver.
+            uint64_t forward = fresh->get_gid(d1);
+            if (r.m_shared_drivers.count(d1) == 0) {
+                EXPECT_EQ(forward, r.m_gids[n]);
+            } else {
+                EXPECT_EQ(fresh->get_driver_node(forward), d1);
+            }
+            if (d1 != c1) {
+                EXPECT_EQ(fresh->get_gid(c1), NONE);
+            }
+        }
+        for (uint64_t second : r.m_second_drivers) {
+            EXPECT_NE(r.m_map->get_gid(second), NONE);
+            EXPECT_EQ(fresh->get_gid(second), NONE);
+        }
+        for (uint64_t gid : absent) {
+            uint64_t c = 0, d = 0;
+            EXPECT_FALSE(r.m_map->get_nodes(c, d, gid));
+            EXPECT_FALSE(fresh->get_nodes(c, d, gid));
+        }
+    }
+    EXPECT_FALSE(r.m_second_drivers.empty());
+    EXPECT_FALSE(r.m_shared_drivers.empty());
+}
+
+TEST(NodeMap, CutAndDamagedFilesEndTheProcess) {
+    GIDS gids(8, 6, 2);
+    RANDOM_MAP r(gids);
+    const std::string file = written(*r.m_map, UTIL::PB_BIN);
+    auto read_cut = [&](const std::string& data) {
+        NODEMAP64 map;
+        map.set_gid_builder(gids.m_builder.get());
+        std::istringstream in(data);
+        map.read(in, UTIL::PB_BIN);
+    };
+    EXPECT_EXIT(read_cut(""), testing::ExitedWithCode(255), "Error reading pb_nodemap");
+    EXPECT_EXIT(read_cut(file.substr(0, 3)), testing::ExitedWithCode(255),
+                "Error reading pb_nodemap");
+    for (size_t cut : {size_t(12), file.size() / 3, file.size() / 2, file.size() - 1}) {
+        EXPECT_EXIT(read_cut(file.substr(0, cut)), testing::ExitedWithCode(255),
+                    "Error reading pb_key_nodes")
+            << cut;
+    }
+    const std::string text = written(*r.m_map, UTIL::PB_TXT);
+    EXPECT_EXIT(
+        {
+            NODEMAP64 map;
+            map.set_gid_builder(gids.m_builder.get());
+            std::istringstream in(text.substr(0, text.size() - 10));
+            map.read(in, UTIL::PB_TXT);
+        },
+        testing::ExitedWithCode(255), "Error reading pb_key_nodes");
+
+    // Hand-made damage: a head with an impossible grid, a key beyond 34 bits, a key twice.
+    auto file_of = [](uint32_t nx, const std::vector<PB::UTIL::KEY_NODES64>& cells) {
+        std::ostringstream out;
+        PB::UTIL::NODEMAP64 head;
+        head.set_nx(nx);
+        head.set_ny(1);
+        head.set_nz(1);
+        UTIL::write_message(head, out, UTIL::PB_BIN);
+        for (const auto& cell : cells) UTIL::write_message(cell, out, UTIL::PB_BIN);
+        return out.str();
+    };
+    EXPECT_EXIT(read_cut(file_of(0xffffffffu, {})), testing::ExitedWithCode(255),
+                "Error reading pb_nodemap");
+    PB::UTIL::KEY_NODES64 wide;
+    auto* entry = wide.add_key_nodes();
+    entry->set_key(uint64_t(1) << 40);
+    entry->set_cached_node(1);
+    EXPECT_EXIT(
+        {
+            std::cout.rdbuf(std::cerr.rdbuf());
+            read_cut(file_of(1, {wide}));
+        },
+        testing::ExitedWithCode(255), "^Mask = 0x3ffffffff Illegal k = 0x10000000000\n");
+    PB::UTIL::KEY_NODES64 twice;
+    for (int n = 0; n < 2; ++n) {
+        auto* e = twice.add_key_nodes();
+        e->set_key(5);
+        e->set_cached_node(static_cast<uint64_t>(n));
+    }
+    EXPECT_EXIT(read_cut(file_of(1, {twice})), testing::ExitedWithCode(255), "p\\.second");
+}
+
+namespace {
+
+// top holds u : leaf; leaf has 40 ports p0..p39. Nodes: top 0, u 1, u:p0..u:p39 2..41.
+void build_ports(TEST_HIER::MEM_MODULES& m) {
+    uint32_t top = m.add_module("top");
+    uint32_t leaf = m.add_module("leaf");
+    m.add_instance(top, "u", "leaf");
+    for (int p = 0; p < 40; ++p) m.add_port(leaf, "p" + std::to_string(p));
+}
+
+std::string printed(const NODEMAP64& map, int detail) {
+    std::ostringstream out;
+    UTIL::INDENT guard(out, 3);
+    UTIL::set_detail(out, detail);
+    out << static_cast<const UTIL::INODEMAP&>(map);
+    return out.str();
+}
+
+}  // namespace
+
+TEST(NodeMap, PrintForms) {
+    TEST_HIER::MEM_MODULES modules;
+    build_ports(modules);
+    UTIL::HIERARCHY hierarchy(&modules);
+    GIDS gids(2, 1, 1);
+    auto map = filling(gids);
+    EXPECT_EXIT(printed(*map, 1), testing::ExitedWithCode(255), "nodemap.m_hierarchy != NULL");
+    map->set_hierarchy(&hierarchy);
+    EXPECT_EXIT(map->set_hierarchy(&hierarchy), testing::ExitedWithCode(255),
+                "m_hierarchy == NULL");
+    // Node 2 has no alias; node 3 is an alias on a net driven by 1 and 0.
+    map->add_node(gids.h5(0, 0, 0, 0), 2);
+    map->add_node(gids.h5(1, 0, 0, 1), 3);
+    ALIASES_BUILDER aliases;
+    aliases.add_driver(1);
+    aliases.add_driver(0);
+    aliases.add_alias(3);
+    aliases.add_connection(3, 1);
+    aliases.add_connection(3, 0);
+    map->apply_aliases(aliases);
+    map->seal();
+    const uint64_t k0 = gids.h5(0, 0, 0, 0) & 0x3ffffffffULL;
+    const uint64_t k1 = gids.h5(1, 0, 0, 1) & 0x3ffffffffULL;
+    EXPECT_EQ(printed(*map, 2),
+              "INODEMAP {\n"
+              "   m_nx = 2\n"
+              "   m_ny = 1\n"
+              "   m_nz = 1\n"
+              "   m_node_to_gid = (3){\n"
+              "      [0:]->H5:X1Y0Z0I1*\n"
+              "      [1:/u]->H5:X1Y0Z0I1*\n"
+              "      [2:/u:p0]->H5:X0Y0Z0I0\n"
+              "   }\n"
+              "   m_xyz_to_cnode_index = {\n"
+              "      " +
+                  std::to_string(k0) +
+                  "->[cached = 2:/u:p0],[driver = 2:/u:p0]\n"
+                  "      " +
+                  std::to_string(k1) +
+                  "->[cached = 3:/u:p1],[driver = 1:/u]\n"
+                  "   }\n"
+                  "}\n");
+    EXPECT_EQ(printed(*map, 1),
+              "INODEMAP {\n"
+              "   m_nx = 2\n"
+              "   m_ny = 1\n"
+              "   m_nz = 1\n"
+              "   m_node_to_gid = (3)\n"
+              "   m_xyz_to_cnode_index = \n"
+              "}\n");
+    EXPECT_EQ(printed(*map, 4),
+              "INODEMAP_STATISTICS {\n"
+              "   m_nx = 2\n"
+              "   m_ny = 1\n"
+              "   m_nz = 1\n"
+              "}\n");
+}
+
+TEST(NodeMap, PrintCutsLongListsBelowDetailThree) {
+    TEST_HIER::MEM_MODULES modules;
+    build_ports(modules);
+    UTIL::HIERARCHY hierarchy(&modules);
+    GIDS gids(1, 1, 1);
+    auto map = filling(gids);
+    map->set_hierarchy(&hierarchy);
+    for (uint32_t n = 0; n < 40; ++n) map->add_node(gids.h5(0, 0, 0, n), 2 + n);
+    map->seal();
+    auto count = [](const std::string& text, const std::string& what) {
+        size_t found = 0;
+        for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+            ++found;
+        return found;
+    };
+    std::string two = printed(*map, 2);
+    EXPECT_EQ(count(two, "]->H5"), 34u);
+    EXPECT_EQ(count(two, "...\n"), 1u);
+    EXPECT_EQ(count(two, "[cached = "), 40u);
+    std::string three = printed(*map, 3);
+    EXPECT_EQ(count(three, "]->H5"), 40u);
+    EXPECT_EQ(count(three, "..."), 0u);
+    EXPECT_NE(three.find("[41:/u:p39]->H5:X0Y0Z0I39\n"), std::string::npos);
+}
