@@ -75,4 +75,8 @@ bool INSTANCE_TREE::add_flat_instance(uint64_t node, const PB::ICDB::FLAT_INSTAN
     return m_flat_instances.try_emplace(node, record).second;
 }
 
+IINSTANCE_TREE* create_instance_tree(NLG_IGRAPH* graph) {
+    return new INSTANCE_TREE(graph);
+}
+
 }  // namespace ICDB

@@ -30,4 +30,7 @@ class IINSTANCE_TREE {
     virtual bool add_flat_instance(uint64_t node, const PB::ICDB_FLAT_INSTANCE& record) = 0;
 };
 
+// A tree over the graph with a hierarchy of its own; the caller owns it.
+IINSTANCE_TREE* create_instance_tree(NLG_IGRAPH* graph);
+
 }  // namespace ICDB

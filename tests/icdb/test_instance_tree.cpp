@@ -72,6 +72,9 @@ TEST(InstanceTree, AddAndLookUp) {
     // A caller's hierarchy is used as given; with none, asking for it is fatal.
     ICDB::INSTANCE_TREE borrowed(f.graph.get(), h);
     EXPECT_EQ(borrowed.get_hierarchy(), h);
+    std::unique_ptr<ICDB::IINSTANCE_TREE> made(ICDB::create_instance_tree(f.graph.get()));
+    EXPECT_NE(made->get_hierarchy(), nullptr);
+    EXPECT_EQ(made->get_flat_instance(3), nullptr);
     ICDB::INSTANCE_TREE without(f.graph.get(), nullptr);
     EXPECT_FATAL(without.get_hierarchy(), "m_hierarchy != NULL");
 }
