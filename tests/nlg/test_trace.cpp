@@ -267,6 +267,12 @@ TEST(Trace, StopRulesOfVariants) {
     // Sectors by the net walk.
     TSL_RTL_TRACER_FOR_SECTOR_FCL sector(g.annss());
     EXPECT_EQ(run(sector, {}, &TSL_RTL_ITRACE::trace_down_input, g.t_in), "/mid0:ti; ");
+    // Factories: the annotation set, then what a variant adds.
+    std::unique_ptr<TSL_RTL_ITRACE> made(
+        tsl_create_rtl_tracer<TSL_RTL_TRACER_FOR_FCL>(g.annss(), true));
+    EXPECT_EQ(run(static_cast<TSL_RTL_TRACER_FOR_FCL&>(*made), {g.mid0, g.b1},
+                  &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+              ":T_in; ");
     // Top-level blocks; the top is recorded only when asked for.
     TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), false);
     EXPECT_EQ(run(fcl, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
