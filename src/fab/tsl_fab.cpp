@@ -4,6 +4,7 @@
 #include "fab/tsl_fab.h"
 
 #include <memory>
+#include <vector>
 
 #include "fab_iposition.h"
 #include "fab_itranslate.h"
@@ -20,8 +21,13 @@ FAB::API::~API() = default;
 static constexpr int READ_FORMAT = TESSEL_API::FORMAT_PB_BIN;
 
 FAB::API* fab_create(TESSEL_API* api, FAB::ITRANSLATE* translate, bool enable_timers) {
-    // The default interface is stateless and lives to the end of the process.
-    if (api == nullptr) api = new NLG_TESSEL();
+    // The default interface is stateless and lives to the end of the process: it is never
+    // deleted, and kept on a process-wide list so that it stays reachable.
+    if (api == nullptr) {
+        static std::vector<TESSEL_API*>* s_defaults = new std::vector<TESSEL_API*>();
+        api = new NLG_TESSEL();
+        s_defaults->push_back(api);
+    }
     return new FAB_IMPL(api, translate, enable_timers);
 }
 

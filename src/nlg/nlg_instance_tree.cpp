@@ -208,13 +208,19 @@ bool NLG_INSTANCE_TREE::set_path(IPATH& path, uint64_t node) const {
     return m_ttree->set_path(dynamic_cast<NLG_TREE_PATH&>(path).get_tpath(), node);
 }
 
+// A tree over the union of two graphs names things from two tables and has no table of its
+// own: ready the fast names of every table.
+static void init_all_fast_names() {
+    for (UTIL::SYMBOL_TABLE* table : UTIL::symbol_tables().get_tables())
+        if (table) table->init_name_fast();
+}
+
 std::ostream& operator<<(std::ostream& os, const NLG_IINSTANCE_TREE::IPATH& path) {
-    const TPATH& tpath = dynamic_cast<const NLG_TREE_PATH&>(path).get_tpath();
-    tpath.get_tree()->get_types()->get_symbol_table()->init_name_fast();
-    return os << tpath;
+    init_all_fast_names();
+    return os << dynamic_cast<const NLG_TREE_PATH&>(path).get_tpath();
 }
 
 std::ostream& operator<<(std::ostream& os, const NLG_IINSTANCE_TREE& tree) {
-    tree.get_graph()->get_symbol_table()->init_name_fast();
+    init_all_fast_names();
     return os << dynamic_cast<const NLG_INSTANCE_TREE&>(tree).get_ttree();
 }

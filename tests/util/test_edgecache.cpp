@@ -1,0 +1,386 @@
+// Edge cache: compact layout on a hand-checked module, queries, the fedge walk, file form with
+// cut and corrupt input, print forms, and a random comparison with a plain list of fedges.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <sstream>
+
+#include "edgecache.pb.h"
+#include "util/util_edgecache.h"
+#include "util/util_indent.h"
+
+using UTIL::EC_FEDGE;
+using UTIL::EC_GRAPH;
+using UTIL::EDGECACHE_BUILDER;
+using UTIL::FEDGE;
+using UTIL::PB_BIN;
+using UTIL::PB_TXT;
+
+namespace {
+
+FEDGE fe(uint64_t src, uint64_t dst, uint16_t ipath, uint16_t mux) {
+    FEDGE f;
+    f.m_src = src;
+    f.m_dst = dst;
+    f.m_ipath_index = ipath;
+    f.m_mux_index = mux;
+    return f;
+}
+
+// A module's fedges from a plain vector.
+class VECTOR_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
+  public:
+    explicit VECTOR_FEDGES(std::vector<FEDGE> fedges) : m_fedges(std::move(fedges)) {}
+    int32_t get_n_fedges() override { return static_cast<int32_t>(m_fedges.size()); }
+    const FEDGE& get_fedge(int32_t index) override {
+        m_current = m_fedges.at(static_cast<size_t>(index));
+        return m_current;
+    }
+
+  private:
+    std::vector<FEDGE> m_fedges;
+    FEDGE m_current;
+};
+
+// Module 7: muxes 3 (into 20) and 7 (into 40); 10 and 30 only drive; 10->20 twice.
+//   nodes by subnode: 10, 11, 20, 30, 40 -> indexes 0..4
+std::vector<FEDGE> small_module() {
+    return {fe(10, 20, 0, 3), fe(30, 40, 5, 7), fe(11, 20, 1, 3), fe(20, 40, 6, 7),
+            fe(10, 20, 9, 3)};
+}
+
+std::string print(const UTIL::IEDGECACHE& cache, int detail) {
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    UTIL::set_detail(os, detail);
+    os << cache;
+    return os.str();
+}
+
+// Answer of a query, or "false".
+std::string query(EDGECACHE_BUILDER& cache, uint64_t src, uint64_t dst, uint32_t module) {
+    FEDGE f = fe(src, dst, 111, 222);
+    if (!cache.get_fedge_info(f, module)) {
+        EXPECT_EQ(f.m_ipath_index, 111);
+        EXPECT_EQ(f.m_mux_index, 222);
+        return "false";
+    }
+    return std::to_string(f.m_mux_index) + "/" + std::to_string(f.m_ipath_index);
+}
+
+std::string write(EDGECACHE_BUILDER& cache, uint32_t format) {
+    std::ostringstream out;
+    EXPECT_TRUE(cache.write(out, format));
+    return out.str();
+}
+
+}  // namespace
+
+TEST(EdgeCache, CompactLayoutOfOneModule) {
+    EDGECACHE_BUILDER cache;
+    VECTOR_FEDGES fedges(small_module());
+    ASSERT_TRUE(cache.add_module(7, fedges));
+    const EC_GRAPH* g = cache.get_graph(7);
+    ASSERT_NE(g, nullptr);
+    EXPECT_EQ(cache.get_graph(8), nullptr);
+    EXPECT_EQ(g->get_module_index(), 7u);
+    EXPECT_EQ(print(cache, 1),
+              "IEDGECACHE (1){\n"
+              "   [7] = EC_GRAPH {\n"
+              "      m_nodes = \n"
+              "         [0] = EC_NODE { m_subnode = 10 m_mux_index = 65535 m_edge_index = 0 "
+              "m_edge_count = 0 }\n"
+              "         [1] = EC_NODE { m_subnode = 11 m_mux_index = 65535 m_edge_index = 0 "
+              "m_edge_count = 0 }\n"
+              "         [2] = EC_NODE { m_subnode = 20 m_mux_index = 3 m_edge_index = 0 "
+              "m_edge_count = 3 }\n"
+              "         [3] = EC_NODE { m_subnode = 30 m_mux_index = 65535 m_edge_index = 3 "
+              "m_edge_count = 0 }\n"
+              "         [4] = EC_NODE { m_subnode = 40 m_mux_index = 7 m_edge_index = 3 "
+              "m_edge_count = 2 }\n"
+              "      m_edges = \n"
+              "         [0] = EC_EDGE { m_ipath_index = 0 m_src_index = 0 }\n"
+              "         [1] = EC_EDGE { m_ipath_index = 1 m_src_index = 1 }\n"
+              "         [2] = EC_EDGE { m_ipath_index = 9 m_src_index = 0 }\n"
+              "         [3] = EC_EDGE { m_ipath_index = 5 m_src_index = 3 }\n"
+              "         [4] = EC_EDGE { m_ipath_index = 6 m_src_index = 2 }\n"
+              "   }\n"
+              "}");
+    EXPECT_EQ(print(cache, 4),
+              "IEDGECACHE_STATISTICS (n_nodes = 5, n_edges = 5) { [7] = (nodes = 5, edges = 5)}");
+}
+
+TEST(EdgeCache, Queries) {
+    EDGECACHE_BUILDER cache;
+    VECTOR_FEDGES fedges(small_module());
+    ASSERT_TRUE(cache.add_module(7, fedges));
+    EXPECT_EQ(query(cache, 10, 20, 7), "3/0");  // parallel edges: the first one's path
+    EXPECT_EQ(query(cache, 11, 20, 7), "3/1");
+    EXPECT_EQ(query(cache, 30, 40, 7), "7/5");
+    EXPECT_EQ(query(cache, 20, 40, 7), "7/6");
+    EXPECT_EQ(query(cache, 40, 20, 7), "false");  // reversed, both nodes exist
+    EXPECT_EQ(query(cache, 20, 10, 7), "false");
+    EXPECT_EQ(query(cache, 10, 40, 7), "false");
+    EXPECT_EQ(query(cache, 99, 20, 7), "false");
+    EXPECT_EQ(query(cache, 10, 99, 7), "false");
+    EXPECT_EQ(query(cache, 10, 20, 8), "false");
+    // Only the queried destinations got a source map.
+    const std::vector<UTIL::EC_NODE>& nodes = cache.get_graph(7)->get_nodes();
+    EXPECT_NE(nodes[2].m_src_index_to_edge, nullptr);
+    EXPECT_NE(nodes[4].m_src_index_to_edge, nullptr);
+    EXPECT_EQ(nodes[1].m_src_index_to_edge, nullptr);
+    EXPECT_EQ(nodes[3].m_src_index_to_edge, nullptr);
+    ASSERT_NE(nodes[0].m_src_index_to_edge, nullptr);  // queried as 20 -> 10: a map, empty
+    EXPECT_EQ(nodes[0].m_src_index_to_edge->size(), 0u);
+    EXPECT_EQ(nodes[2].m_src_index_to_edge->size(), 2u);
+    // Repeated queries go through the map.
+    EXPECT_EQ(query(cache, 10, 20, 7), "3/0");
+    // A second add of the module is refused and changes nothing.
+    VECTOR_FEDGES other({fe(1, 2, 0, 0)});
+    EXPECT_FALSE(cache.add_module(7, other));
+    EXPECT_EQ(cache.get_graph(7)->get_nodes().size(), 5u);
+    EXPECT_EQ(query(cache, 1, 2, 7), "false");
+}
+
+TEST(EdgeCache, TwoMuxesIntoOneDestinationEndTheProcess) {
+    EDGECACHE_BUILDER cache;
+    VECTOR_FEDGES fedges({fe(1, 5, 0, 2), fe(2, 6, 0, 1), fe(3, 5, 1, 4)});
+    EXPECT_EXIT(cache.add_module(0, fedges), testing::ExitedWithCode(255),
+                "IE .*:[0-9]+  node.m_mux_index == fedge.m_mux_index \n");
+}
+
+TEST(EdgeCache, FedgeWalk) {
+    EDGECACHE_BUILDER cache;
+    VECTOR_FEDGES fedges(small_module());
+    ASSERT_TRUE(cache.add_module(7, fedges));
+    EC_FEDGE walk(*cache.get_graph(7));
+    std::vector<std::string> seen;
+    for (auto it = walk.begin(); it != walk.end(); ++it) {
+        std::ostringstream os;
+        os << *it;
+        seen.push_back(os.str());
+    }
+    // Destination by destination; a node's edges in fedge order; source-only nodes skipped.
+    EXPECT_EQ(seen, (std::vector<std::string>{
+                        "FEDGE { m_src = 10 m_dst = 20 m_ipath_index = 0 m_mux_index = 3 }",
+                        "FEDGE { m_src = 11 m_dst = 20 m_ipath_index = 1 m_mux_index = 3 }",
+                        "FEDGE { m_src = 10 m_dst = 20 m_ipath_index = 9 m_mux_index = 3 }",
+                        "FEDGE { m_src = 30 m_dst = 40 m_ipath_index = 5 m_mux_index = 7 }",
+                        "FEDGE { m_src = 20 m_dst = 40 m_ipath_index = 6 m_mux_index = 7 }"}));
+    std::ostringstream it_text;
+    auto it = walk.begin();
+    ++it;
+    it_text << it;
+    EXPECT_EQ(it_text.str(), "EC_FEDGE::const iterator { = m_node_index = 2 m_edge_count = 1 }");
+    std::ostringstream stats;
+    {
+        UTIL::INDENT guard(stats, 3);
+        UTIL::set_detail(stats, 4);
+        stats << walk;
+    }
+    EXPECT_EQ(stats.str(), "EC_FGRAPH_STATISTICS { n_fedges = 5 }");
+    std::ostringstream text;
+    text << walk;
+    EXPECT_EQ(text.str().substr(0, 16), "EC_FGRAPH { \n   ");
+    // A graph without edges walks nothing.
+    EDGECACHE_BUILDER empty;
+    VECTOR_FEDGES none({});
+    ASSERT_TRUE(empty.add_module(1, none));
+    EC_FEDGE empty_walk(*empty.get_graph(1));
+    EXPECT_TRUE(empty_walk.begin() == empty_walk.end());
+}
+
+TEST(EdgeCache, FileRoundTrip) {
+    for (uint32_t format : {PB_BIN, PB_TXT}) {
+        EDGECACHE_BUILDER cache;
+        VECTOR_FEDGES a(small_module()), empty({}), b({fe(5, 1, 2, 0), fe(6, 1, 3, 0)});
+        ASSERT_TRUE(cache.add_module(7, a));
+        ASSERT_TRUE(cache.add_module(2, empty));  // no nodes, still in the file
+        ASSERT_TRUE(cache.add_module(30, b));
+        EXPECT_EQ(query(cache, 10, 20, 7), "3/0");  // a lazy map does not change the file
+        const std::string bytes = write(cache, format);
+        EDGECACHE_BUILDER back;
+        std::istringstream in(bytes);
+        ASSERT_TRUE(back.read(in, format));
+        EXPECT_EQ(print(back, 1), print(cache, 1));
+        EXPECT_EQ(back.get_module_indexes(), (std::vector<uint32_t>{2, 7, 30}));
+        ASSERT_NE(back.get_graph(2), nullptr);
+        EXPECT_TRUE(back.get_graph(2)->get_nodes().empty());
+        EXPECT_EQ(back.get_graph(30)->get_module_index(), 30u);
+        for (uint64_t s : {1, 5, 6, 10, 11, 20, 30, 40})
+            for (uint64_t d : {1, 5, 6, 10, 11, 20, 30, 40})
+                for (uint32_t m : {2, 7, 30})
+                    EXPECT_EQ(query(back, s, d, m), query(cache, s, d, m));
+        EXPECT_EQ(write(back, format), bytes);
+    }
+    // The head lists modules ascending; an empty cache is one empty head.
+    EDGECACHE_BUILDER none;
+    EXPECT_EQ(write(none, PB_BIN), std::string(1, '\0'));
+}
+
+TEST(EdgeCache, CutFilesEndTheProcess) {
+    EDGECACHE_BUILDER cache;
+    VECTOR_FEDGES a(small_module()), b({fe(5, 1, 2, 0)});
+    ASSERT_TRUE(cache.add_module(7, a));
+    ASSERT_TRUE(cache.add_module(9, b));
+    for (uint32_t format : {PB_BIN, PB_TXT}) {
+        const std::string bytes = write(cache, format);
+        PB::UTIL::EDGECACHE head;
+        head.add_modules(7);
+        head.add_modules(9);
+        std::ostringstream head_out;
+        ASSERT_TRUE(UTIL::write_message(head, head_out, format));
+        const size_t head_size = head_out.str().size();
+        for (size_t cut : {size_t(0), head_size / 2, head_size - 1}) {
+            EXPECT_EXIT(
+                {
+                    EDGECACHE_BUILDER back;
+                    std::istringstream in(bytes.substr(0, cut));
+                    back.read(in, format);
+                },
+                testing::ExitedWithCode(255), "  Error reading pb_edgecache \n")
+                << cut;
+        }
+        for (size_t cut : {head_size, head_size + 5, bytes.size() - 1}) {
+            EXPECT_EXIT(
+                {
+                    EDGECACHE_BUILDER back;
+                    std::istringstream in(bytes.substr(0, cut));
+                    back.read(in, format);
+                },
+                testing::ExitedWithCode(255), "  Error reading pb_graph \n")
+                << cut;
+        }
+    }
+}
+
+TEST(EdgeCache, CorruptGraphsEndTheProcess) {
+    // Each case breaks one invariant of a stored graph of two nodes and one edge.
+    auto file_with = [](const std::function<void(PB::UTIL::EC_GRAPH&)>& spoil) {
+        PB::UTIL::EDGECACHE head;
+        head.add_modules(1);
+        PB::UTIL::EC_GRAPH g;
+        PB::UTIL::EC_NODE* n0 = g.add_nodes();
+        n0->set_subnode(3), n0->set_mux_index(65535), n0->set_edge_index(0), n0->set_edge_count(0);
+        PB::UTIL::EC_NODE* n1 = g.add_nodes();
+        n1->set_subnode(4), n1->set_mux_index(2), n1->set_edge_index(0), n1->set_edge_count(1);
+        PB::UTIL::EC_EDGE* e = g.add_edges();
+        e->set_ipath_index(1), e->set_src_index(0);
+        spoil(g);
+        std::ostringstream out;
+        UTIL::write_message(head, out, PB_BIN);
+        UTIL::write_message(g, out, PB_BIN);
+        return out.str();
+    };
+    auto read = [](const std::string& bytes) {
+        EDGECACHE_BUILDER back;
+        std::istringstream in(bytes);
+        back.read(in, PB_BIN);
+        FEDGE f = fe(3, 4, 0, 0);
+        return back.get_fedge_info(f, 1) && f.m_ipath_index == 1 && f.m_mux_index == 2;
+    };
+    EXPECT_TRUE(read(file_with([](PB::UTIL::EC_GRAPH&) {})));
+    const std::vector<std::function<void(PB::UTIL::EC_GRAPH&)>> spoils = {
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_edges(0)->set_src_index(2); },
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_nodes(1)->set_edge_count(2); },
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_nodes(1)->set_edge_index(1); },
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_nodes(1)->set_subnode(3); },
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_nodes(1)->set_mux_index(65536); },
+        [](PB::UTIL::EC_GRAPH& g) { g.mutable_edges(0)->set_ipath_index(70000); },
+        [](PB::UTIL::EC_GRAPH& g) { g.add_edges(); },
+    };
+    for (const auto& spoil : spoils) {
+        EXPECT_EXIT(read(file_with(spoil)), testing::ExitedWithCode(255),
+                    "  Error reading pb_graph \n");
+    }
+    // A module listed twice.
+    PB::UTIL::EDGECACHE head;
+    head.add_modules(1);
+    head.add_modules(1);
+    std::ostringstream out;
+    UTIL::write_message(head, out, PB_BIN);
+    EXPECT_EXIT(read(out.str()), testing::ExitedWithCode(255), "  Error reading pb_edgecache \n");
+}
+
+TEST(EdgeCache, RandomModulesAgainstPlainLists) {
+    // Modules of random fedges over a few subnodes; each destination has one mux. Every
+    // (src, dst) pair is checked against the first matching fedge, before and after a file.
+    std::mt19937 rng(7);
+    EDGECACHE_BUILDER cache;
+    std::map<uint32_t, std::vector<FEDGE>> lists;
+    for (uint32_t m = 0; m < 20; ++m) {
+        const uint64_t span = 1 + rng() % 40;
+        const size_t n = rng() % 200;
+        std::vector<FEDGE> list;
+        for (size_t i = 0; i < n; ++i) {
+            uint64_t s = 1000 + rng() % span, d = 1000 + rng() % span;
+            list.push_back(
+                fe(s, d, static_cast<uint16_t>(rng() % 50), static_cast<uint16_t>(d % 13)));
+        }
+        VECTOR_FEDGES fedges(list);
+        ASSERT_TRUE(cache.add_module(m * 3, fedges));
+        lists[m * 3] = list;
+    }
+    std::istringstream in(write(cache, PB_BIN));
+    EDGECACHE_BUILDER back;
+    ASSERT_TRUE(back.read(in, PB_BIN));
+    for (const auto& [m, list] : lists) {
+        size_t walked = 0;
+        for (auto it = EC_FEDGE(*cache.get_graph(m)).begin();
+             it != EC_FEDGE(*cache.get_graph(m)).end(); ++it)
+            ++walked;
+        EXPECT_EQ(walked, list.size());
+        for (uint64_t s = 1000; s < 1040; ++s) {
+            for (uint64_t d = 1000; d < 1040; ++d) {
+                std::string expected = "false";
+                for (const FEDGE& f : list) {
+                    if (f.m_src == s && f.m_dst == d) {
+                        expected =
+                            std::to_string(f.m_mux_index) + "/" + std::to_string(f.m_ipath_index);
+                        break;
+                    }
+                }
+                ASSERT_EQ(query(cache, s, d, m), expected) << m << " " << s << " " << d;
+                ASSERT_EQ(query(back, s, d, m), expected) << m << " " << s << " " << d;
+            }
+        }
+    }
+}
+
+TEST(EdgeCache, KeyIndexAgainstStdMap) {
+    // Random 64-bit keys (some all ones, some small) stored at positions of a key array, with
+    // growth from an empty map, and a map sized up front for positions of a wide range.
+    std::mt19937_64 rng(3);
+    for (size_t n : {0, 1, 2, 3, 5, 100, 5000}) {
+        std::vector<uint64_t> keys;
+        std::map<uint64_t, uint32_t> expected;
+        UTIL::EC_INDEX grown;
+        auto key_at = [&keys](uint32_t p) { return keys[p]; };
+        for (size_t i = 0; i < n; ++i) {
+            uint64_t key = (i % 3 == 0) ? rng() : (i % 3 == 1) ? rng() % 64 : ~0ull - rng() % 4;
+            if (expected.count(key)) continue;
+            expected[key] = static_cast<uint32_t>(keys.size());
+            keys.push_back(key);
+            grown.insert(key, static_cast<uint32_t>(keys.size() - 1), key_at);
+        }
+        EXPECT_EQ(grown.size(), keys.size());
+        UTIL::EC_INDEX sized;
+        sized.reset(keys.size(), 3000000000u);  // positions need all 32 bits: no tag
+        std::vector<uint64_t> wide(keys.size());
+        auto wide_at = [&keys](uint32_t p) { return keys[p - 2999990000u]; };
+        for (size_t p = 0; p < keys.size(); ++p)
+            sized.insert(keys[p], static_cast<uint32_t>(p + 2999990000u), wide_at);
+        for (const auto& [key, p] : expected) {
+            EXPECT_EQ(grown.find(key, key_at), p);
+            EXPECT_EQ(sized.find(key, wide_at), p + 2999990000u);
+        }
+        for (int i = 0; i < 1000; ++i) {
+            uint64_t key = rng() % 200 + 64;
+            if (!expected.count(key)) {
+                EXPECT_EQ(grown.find(key, key_at), UTIL::EC_INDEX::ABSENT);
+                EXPECT_EQ(sized.find(key, wide_at), UTIL::EC_INDEX::ABSENT);
+            }
+        }
+    }
+}

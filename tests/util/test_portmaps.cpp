@@ -1,0 +1,200 @@
+// Port maps over the fixture hierarchy, with A (holding the mux C) and B as top-level blocks:
+// the one specification, look-ups, the file form through a symbol section, cuts, prints.
+#include <gtest/gtest.h>
+
+#include <google/protobuf/io/zero_copy_stream_impl.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "modules_fixture.h"
+#include "mux.pb.h"
+#include "util/util_indent.h"
+#include "util/util_mux_descriptions.h"
+#include "util/util_portmaps.h"
+#include "util/util_symbol_file.h"
+#include "util/util_tlblocks.h"
+
+using PORTMAP_PB = PB::PORTMAPS::PORTMAP;
+using UTIL::PORTMAPS_BUILDER;
+
+namespace {
+
+// Blocks A (nodes 1 and 6, mux C inside) and B (node 11, no mux); descriptions of C (a hipi
+// path and two paths sharing port 0), of B (hipi only) and of a name that is no module.
+struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
+    UTIL::SYMBOL_FILE m_file;
+    UTIL::TLBLOCKS_BUILDER m_tlblocks;
+    UTIL::MUX_DESCRIPTIONS m_muxes;
+
+    PORTMAPS_FIXTURE() {
+        m_file.set_internal_const(m_table);
+        m_tlblocks.set_hierarchy(m_hierarchy.get());
+        m_tlblocks.set_symbol_file(&m_file);
+        m_tlblocks.add_mux_module(3, 0);
+        m_tlblocks.add_instance(1, 1, sym("uid_a0"));
+        m_tlblocks.add_instance(1, 6, sym("uid_a1"));
+        m_tlblocks.add_instance(2, 11, sym("uid_b0"));
+        m_tlblocks.finish();
+        PB::MUX_DESCRIPTIONS message;
+        add_description(message, "C", {{0, 1, false}, {0, 1, false}, {5, 6, true}});
+        add_description(message, "B", {{0, 1, true}});
+        add_description(message, "<UNKNOWN_MUX>", {{0, 1, false}});
+        m_muxes.set_symbol_file(&m_file);
+        m_muxes.set_pb_mux_descriptions(message);
+    }
+    struct PATH {
+        int in, out;
+        bool hipi;
+    };
+    static void add_description(PB::MUX_DESCRIPTIONS& message, const char* name,
+                                std::vector<PATH> paths) {
+        PB::MUX_DESCRIPTION* d = message.add_mux_descriptions();
+        d->set_name(name);
+        for (const PATH& p : paths) {
+            PB::MUX_DESCRIPTION::IPATH* ipath = d->add_mux_ipaths();
+            ipath->set_in(p.in);
+            ipath->set_out(p.out);
+            ipath->set_is_hipi_path(p.hipi);
+        }
+    }
+    PB::PORTMAPS::SPECIFICATIONS specification() {
+        PB::PORTMAPS::SPECIFICATIONS specs;
+        UTIL::mux_ports_to_top_level_ip_ports(m_tlblocks, m_muxes, specs);
+        return specs;
+    }
+    // Block A's map: c0/z (subnode 2) reaches port x; c0 (subnode 1) has an unset port list;
+    // a repeated subnode 2 is ignored.
+    static PORTMAP_PB block_map() {
+        PORTMAP_PB map;
+        auto* module = map.add_module_to_subnode_to_ports();
+        module->set_parent_module_index(1);
+        auto* z = module->add_subnode_to_ports();
+        z->set_child_subnode(2);
+        z->mutable_parent_ports()->add_ports(0);
+        module->add_subnode_to_ports()->set_child_subnode(1);
+        auto* again = module->add_subnode_to_ports();
+        again->set_child_subnode(2);
+        again->mutable_parent_ports()->add_ports(1);
+        return map;
+    }
+    void fill(PORTMAPS_BUILDER& portmaps) {
+        portmaps.set_hierarchy(m_hierarchy.get());
+        portmaps.set_symbol_file(&m_file);
+        portmaps.set_specifications(specification());
+        portmaps.add_portmaps({block_map()});
+    }
+};
+
+void expect_lookups(const PORTMAPS_FIXTURE& f, const PORTMAPS_BUILDER& portmaps) {
+    EXPECT_EQ(portmaps.find_specification(f.m_table->find("mux_ports_to_top_level_ip_ports")), 0);
+    EXPECT_EQ(portmaps.find_specification(f.m_table->find("T")), -1);
+    const UTIL::IPORTMAP& map = portmaps.get_portmap(0);
+    ASSERT_NE(map.get_ports(1, 2), nullptr);
+    ASSERT_EQ(map.get_ports(1, 2)->ports_size(), 1);
+    EXPECT_EQ(map.get_ports(1, 2)->ports(0), 0);
+    ASSERT_NE(map.get_ports(1, 1), nullptr);
+    EXPECT_EQ(map.get_ports(1, 1)->ports_size(), 0);
+    EXPECT_EQ(map.get_ports(1, 9), nullptr);
+    EXPECT_EQ(map.get_ports(2, 2), nullptr);
+    EXPECT_THROW(portmaps.get_portmap(1), std::out_of_range);
+}
+
+}  // namespace
+
+TEST(PortMaps, SpecificationOfMuxPorts) {
+    PORTMAPS_FIXTURE f;
+    PB::PORTMAPS::SPECIFICATIONS specs = f.specification();
+    ASSERT_EQ(specs.parents_size(), 1);
+    ASSERT_EQ(specs.parents(0).parent_module_indexes_size(), 1);
+    EXPECT_EQ(specs.parents(0).parent_module_indexes(0), 1);
+    ASSERT_EQ(specs.children_size(), 1);
+    ASSERT_EQ(specs.children(0).mports_size(), 2);
+    EXPECT_EQ(specs.children(0).mports(0).module_index(), 3);
+    ASSERT_EQ(specs.children(0).mports(0).port_index_size(), 2);
+    EXPECT_EQ(specs.children(0).mports(0).port_index(1), 1);
+    EXPECT_EQ(specs.children(0).mports(1).module_index(), 2);
+    EXPECT_EQ(specs.children(0).mports(1).port_index_size(), 0);
+    ASSERT_EQ(specs.specs_size(), 1);
+    EXPECT_EQ(specs.specs(0).name(), "mux_ports_to_top_level_ip_ports");
+
+    PB::MUX_DESCRIPTIONS bad;
+    PORTMAPS_FIXTURE::add_description(bad, "C", {{-1, 1, false}});
+    UTIL::MUX_DESCRIPTIONS bad_muxes;
+    bad_muxes.set_symbol_file(&f.m_file);
+    bad_muxes.set_pb_mux_descriptions(bad);
+    EXPECT_EXIT(UTIL::mux_ports_to_top_level_ip_ports(f.m_tlblocks, bad_muxes, specs),
+                testing::ExitedWithCode(255),
+                "  ipath.in\\(\\) != IHIERARCHY::IMODULE::PORT_INDEX_INVALID \n");
+}
+
+TEST(PortMaps, LookupsAndFatalCases) {
+    PORTMAPS_FIXTURE f;
+    PORTMAPS_BUILDER fresh;
+    EXPECT_EQ(fresh.get_specifications().specs_size(), 0);
+    PORTMAPS_BUILDER portmaps;
+    f.fill(portmaps);
+    expect_lookups(f, portmaps);
+
+    PORTMAPS_BUILDER short_of_maps;
+    short_of_maps.set_hierarchy(f.m_hierarchy.get());
+    short_of_maps.set_specifications(f.specification());
+    EXPECT_EXIT(short_of_maps.add_portmaps({}), testing::ExitedWithCode(255),
+                "\\(int\\)m_portmap_builders.size\\(\\) == m_portmaps.portmaps_size\\(\\)");
+    PB::PORTMAPS::SPECIFICATIONS two_unknown = f.specification();
+    two_unknown.add_specs()->set_name("also unknown");
+    EXPECT_EXIT(short_of_maps.set_specifications(two_unknown), testing::ExitedWithCode(255),
+                "  p.second \n");
+}
+
+TEST(PortMaps, FileRoundTripAndCuts) {
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        PORTMAPS_FIXTURE f;
+        PORTMAPS_BUILDER portmaps;
+        f.fill(portmaps);
+        UTIL::SYMBOL_FILE writer_symbols;
+        writer_symbols.set_internal_const(f.m_table);
+        portmaps.set_symbol_file(&writer_symbols);
+        std::ostringstream body;
+        ASSERT_TRUE(portmaps.write(body, format));
+        std::ostringstream section;
+        ASSERT_TRUE(writer_symbols.write(section, format));
+        const std::string bytes = section.str() + body.str();
+
+        // Each reader makes an external table, so cuts are spaced to stay within the registry.
+        const size_t step = std::max<size_t>(1, body.str().size() / 50);
+        for (size_t cut = section.str().size(); cut <= bytes.size(); cut += step) {
+            UTIL::SYMBOL_FILE reader_symbols;
+            reader_symbols.set_internal(f.m_table);
+            PORTMAPS_BUILDER fresh;
+            fresh.set_hierarchy(f.m_hierarchy.get());
+            fresh.set_symbol_file(&reader_symbols);
+            std::istringstream in(bytes.substr(0, cut));
+            google::protobuf::io::IstreamInputStream zero_copy(&in);
+            ASSERT_TRUE(reader_symbols.read(&zero_copy, format));
+            bool read = fresh.read_stream(&zero_copy, format);
+            EXPECT_EQ(read, cut == bytes.size()) << cut;
+            if (cut + step > bytes.size() && cut < bytes.size()) cut = bytes.size() - step;
+            if (read) expect_lookups(f, fresh);
+        }
+    }
+}
+
+TEST(PortMaps, PrintForms) {
+    PORTMAPS_FIXTURE f;
+    PORTMAPS_BUILDER portmaps;
+    f.fill(portmaps);
+    std::ostringstream os;
+    os << static_cast<const UTIL::IPORTMAPS&>(portmaps);
+    const std::string text = os.str();
+    EXPECT_EQ(text.rfind("PORTMAPS {\n   specifications = {\n      parents {\n", 0), 0u) << text;
+    EXPECT_NE(text.find("   portmaps = {\n      [A] {[2:A:/c0:z] --> { x:0 } [1:A:/c0] --> { } "
+                        "[2:A:/c0:z] --> { y:1 } }\n   }\n}\n"),
+              std::string::npos)
+        << text;
+    std::ostringstream stats;
+    UTIL::INDENT guard(stats, 3);
+    UTIL::set_detail(stats, 4);
+    stats << static_cast<const UTIL::IPORTMAPS&>(portmaps);
+    EXPECT_EQ(stats.str(), "PORTMAPS_STATISTICS {\n}\n}\n");
+}
