@@ -3,6 +3,7 @@
 // and the fatal texts of bad input.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "nlg/nlg_graph_trace.h"
@@ -251,6 +252,24 @@ TEST(Trace, FanListsAndCompression) {
     EXPECT_EQ(run(simple, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti),
               "/mid0/b0:i; /mid0/b2:i; /mid0/b1:i; /mid0/b3:i; /mid0/b6:i; ");
     EXPECT_EQ(run(simple, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
+    // Results keep their buffers across starts: the same walk again reuses every vector.
+    simple.clear();
+    simple.set_instances({g.mid0});
+    simple.trace_down_input(g.ti);
+    std::vector<const void*> buffers;
+    for (const TSL_TRACED_PORT& r : simple.get_results()) buffers.push_back(r.m_instances.data());
+    const void* results_buffer = simple.get_results().data();
+    const void* stack_buffer = simple.get_instances().data();
+    simple.clear();
+    simple.set_instances({g.mid0});
+    simple.trace_down_input(g.ti);
+    std::vector<const void*> again;
+    for (const TSL_TRACED_PORT& r : simple.get_results()) again.push_back(r.m_instances.data());
+    std::sort(buffers.begin(), buffers.end());
+    std::sort(again.begin(), again.end());
+    EXPECT_EQ(buffers, again);
+    EXPECT_EQ(simple.get_results().data(), results_buffer);
+    EXPECT_EQ(simple.get_instances().data(), stack_buffer);
     // After compression the backward walk from T_out2 reaches T_in2 straight, where a rule that
     // records the top port ends it.
     TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), true);
@@ -390,7 +409,9 @@ TEST(Trace, DebugLog) {
     run(tracer, {g.mid0, g.b5}, &TSL_RTL_ITRACE::trace_up_input, g.lb_o);
     EXPECT_EQ(log.str(), "trace_up_input: o /mid0/b5\n<-- hit output\n");
     log.str("");
+    testing::internal::CaptureStdout();
     run(tracer, {g.mid0, g.m0}, &TSL_RTL_ITRACE::trace_down_output, g.tmux->port(0));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "<-- Found RE LL\n");
     EXPECT_EQ(log.str().substr(0, log.str().find('\n', log.str().find('\n') + 1) + 1),
               "trace_down_output: y /mid0/m0\ntrace first stage mux input: y /mid0/m0\n");
     // Disabled: nothing more.
