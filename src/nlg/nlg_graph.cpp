@@ -2,6 +2,7 @@
 // made by its factories (paths, trees, hierarchy adapters, hybrid graph) are built elsewhere.
 #include "nlg/nlg_graph.h"
 
+#include "nlg/nlg_graph_trace.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_instance_tree.h"
 #include "tsl_ivisitor.h"
@@ -105,7 +106,19 @@ NLG_IGRAPH::IHPATH* NLG_GRAPH::create_hpath() {
     return new NLG::HPATH(this);
 }
 
-void NLG_GRAPH::populate_fanin_fanout(NLG_IANNSS*) {
+// The fan lists of all modules first, then compression, which walks the lists of the blocks
+// below each module. Primitives and muxes get no lists: walks step through them.
+void NLG_GRAPH::populate_fanin_fanout(NLG_IANNSS* annotations) {
     if (m_fanin_fanout_done) return;
-    UTIL_FAIL("populate_fanin_fanout is not available yet");
+    NLG_ICDB_ANNS& icdb = annotations->get_icdb();
+    std::vector<NLG_MODULE*> modules;
+    for (NLG_MODULE* m : *m_modules)
+        if (!m->is_primitive() && !icdb.get_module(*m).has_mux_desc()) modules.push_back(m);
+    TSL_RTL_TRACER_FOR_POPULATE_FANIN_FANOUT tracer(annotations);
+    for (NLG_MODULE* m : modules) m->populate_fanin_fanout(tracer);
+    for (NLG_MODULE* m : modules) {
+        TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN optimizer(annotations, m);
+        m->optimize_fanin(optimizer);
+    }
+    m_fanin_fanout_done = true;
 }

@@ -2,7 +2,10 @@
 // index access whose messages name the module.
 #include "nlg/nlg_module.h"
 
+#include <iostream>
+
 #include "nlg/nlg_graph.h"
+#include "nlg/nlg_graph_trace.h"
 #include "tsl_ivisitor.h"
 #include "util/util_assert.h"
 
@@ -205,4 +208,115 @@ void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
 
 void NLG_MODULE::add_instance(NLG_INSTANCE&& inst) {
     add_instance_as(std::move(inst));
+}
+
+// Fan-list pass.
+//  1. Each port: a trace into the module from it (forward unless an output, backward unless
+//     an input) with an empty stack; its ends are this module's ports or its instances' pins.
+//  2. Each reference of each instance: a trace out of the instance with that instance as the
+//     stack, which ends at the same kinds of neighbour.
+//  3. Compression: a port whose fan-in is one reference of a feed-through block gets the
+//     module port behind that block as its fan-in instead.
+
+NLG_PORT* NLG_MODULE::own_port(NLG_IPORT* port) const {
+    int32_t this_port_index = port->get_index();
+    bool owned = port->get_parent() == this && this_port_index >= 0 &&
+                 this_port_index < static_cast<int32_t>(get_num_ports());
+    UTIL_ASSERT_MSG(owned && get_port(this_port_index) == port,
+                    "get_port(this_port_index) == t_re.m_port");
+    return this->port(this_port_index);
+}
+
+NLG_PORT_REF* NLG_MODULE::instance_ref(const TSL_TRACED_PORT& t_re) const {
+    if (t_re.m_instances.size() != 1) {
+        for (NLG_IINSTANCE* inst : t_re.m_instances)
+            std::cout << "/" << inst->get_name().get_name();
+        std::cout << std::endl;
+    }
+    UTIL_ASSERT(t_re.m_instances.size() == 1);
+    return static_cast<NLG_PORT_REF*>(t_re.m_instances[0]->get_portref(t_re.m_port));
+}
+
+template <class OBJ>
+void NLG_MODULE::add_fan(OBJ& obj, bool fanin, const std::vector<TSL_TRACED_PORT>& ends) {
+    for (const TSL_TRACED_PORT& t_re : ends) {
+        if (t_re.m_instances.empty()) {
+            NLG_PORT* port = own_port(t_re.m_port);
+            if (fanin)
+                obj.add_fanin_port(port);
+            else
+                obj.add_fanout_port(port);
+        } else {
+            NLG_PORT_REF* ref = instance_ref(t_re);
+            if (fanin)
+                obj.add_fanin_ref(ref);
+            else
+                obj.add_fanout_ref(ref);
+        }
+    }
+}
+
+void NLG_MODULE::add_fan_ports(NLG_PORT& port, bool fanin,
+                               const std::vector<TSL_TRACED_PORT>& ends) {
+    add_fan(port, fanin, ends);
+}
+
+void NLG_MODULE::add_fan_ports(NLG_PORT_REF& ref, bool fanin,
+                               const std::vector<TSL_TRACED_PORT>& ends) {
+    add_fan(ref, fanin, ends);
+}
+
+void NLG_MODULE::populate_fanin_fanout(TSL_RTL_TRACER& tracer) {
+    for (uint32_t i = 0; i < get_num_ports(); ++i) {
+        NLG_PORT& port = (*m_ports)[i];
+        if (!port.is_output()) {
+            tracer.clear();
+            tracer.set_instances({});
+            tracer.trace_down_input(&port);
+            add_fan(port, false, tracer.get_results());
+        }
+        if (!port.is_input()) {
+            tracer.clear();
+            tracer.set_instances({});
+            tracer.trace_down_output(&port);
+            add_fan(port, true, tracer.get_results());
+        }
+    }
+    for (uint32_t i = 0; i < get_num_instances(); ++i) {
+        NLG_INSTANCE& inst = (*m_instances)[i];
+        for (uint32_t r = 0; r < inst.get_num_portrefs(); ++r) {
+            NLG_PORT_REF& ref = *inst.portref(static_cast<int32_t>(r));
+            if (!ref.is_output()) {
+                tracer.clear();
+                tracer.set_instances({&inst});
+                tracer.trace_up_input(ref.get_port());
+                add_fan(ref, true, tracer.get_results());
+            }
+            if (!ref.is_input()) {
+                tracer.clear();
+                tracer.set_instances({&inst});
+                tracer.trace_up_output(ref.get_port());
+                add_fan(ref, false, tracer.get_results());
+            }
+        }
+    }
+}
+
+void NLG_MODULE::optimize_fanin(TSL_RTL_TRACER& tracer) {
+    for (uint32_t i = 0; i < get_num_ports(); ++i) {
+        NLG_PORT& port = (*m_ports)[i];
+        if (port.is_input() || port.get_fanin_ports()) continue;
+        const NLG_FAN::REFS* refs = port.get_fanin_refs();
+        if (!refs || refs->size() != 1) continue;
+        tracer.clear();
+        tracer.set_instances({});
+        tracer.trace_down_output(&port);
+        const std::vector<TSL_TRACED_PORT>& ends = tracer.get_results();
+        if (ends.size() > 1) continue;
+        for (const TSL_TRACED_PORT& t_re : ends) {
+            UTIL_ASSERT_MSG(t_re.m_instances.empty(), "Should not reach here!");
+            port.delete_fanin_refs();
+            port.add_fanin_port(own_port(t_re.m_port));
+        }
+    }
 }

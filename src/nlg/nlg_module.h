@@ -13,6 +13,9 @@
 #include "nlg/nlg_net.h"
 #include "nlg/nlg_port.h"
 
+struct TSL_TRACED_PORT;
+class TSL_RTL_TRACER;
+
 class NLG_MODULE : public NLG_IMODULE {
   public:
     NLG_MODULE(NS_SYMBOL::SYM name, uint32_t primitive_type, NLG_ID id,
@@ -67,6 +70,18 @@ class NLG_MODULE : public NLG_IMODULE {
     NLG_NET* net(int32_t index) const;
     NLG_INSTANCE* instance(int32_t index) const;
     NLG_GRAPH* get_nlg_graph() const { return m_graph; }
+
+    // Fan lists of this module's ports and of its instances' references, from the fan-list
+    // tracer (nearest ports of real blocks). Only for modules that are not primitive and have
+    // no mux description.
+    void populate_fanin_fanout(TSL_RTL_TRACER& tracer);
+    // Replaces the fan-in of each port fed by one feed-through block with the module port
+    // behind it; the tracer ends at ports of this module.
+    void optimize_fanin(TSL_RTL_TRACER& tracer);
+    // Adds the ends of a trace from this module to a fan-in or fan-out list pair: ends without
+    // instances are ports of this module, ends with one are pins of its instances.
+    void add_fan_ports(NLG_PORT& port, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
+    void add_fan_ports(NLG_PORT_REF& ref, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
     bool get_unused_nonprimitive() const { return m_unused_nonprimitive; }
 
   private:
@@ -78,6 +93,10 @@ class NLG_MODULE : public NLG_IMODULE {
         return v ? static_cast<uint32_t>(v->size()) : 0;
     }
     const char* slow_name(std::string& buffer) const;
+    NLG_PORT* own_port(NLG_IPORT* port) const;
+    NLG_PORT_REF* instance_ref(const TSL_TRACED_PORT& end) const;
+    template <class OBJ>
+    void add_fan(OBJ& obj, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
     template <class PORT>
     void add_port_as(PORT&& p);
     template <class NET>

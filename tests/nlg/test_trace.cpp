@@ -1,0 +1,495 @@
+// Tracers on a hand-checked netlist: the net walk with its marks, first-stage muxes and
+// primitives, each variant's stop rule, the fan lists and their compression, the debug log,
+// and the fatal texts of bad input.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "nlg/nlg_graph_trace.h"
+#include "nlg_test_trace_graph.h"
+#include "nlg_test_util.h"
+
+using NLG_TEST::PRIMITIVES;
+using NLG_TEST::TRACE_GRAPH;
+
+namespace {
+
+// top: T_in -> mid0.ti, mid0.to -> T_out; T_in2 -> ft0 (feed-through: a -> BUF -> y) -> T_out2.
+// mid (ti RE LL, to RE WM):
+//   ti -> u_inv -> u_buf -> n2;  ti -> u_inv2 -> u_inv3 -> b6.i
+//   n2 loads, in this order: o0 (primitive of type 9), m0.i2 (template mux, no path),
+//     b0.i, t0.en (tri-state) -> b2.i, m0.i1 -> m0.y -> b1.i,
+//     p0.i0 (per-instance first-stage mux, leaf) -> p0.y -> b3.i,
+//     p1.i0 (per-instance mux, not first stage, output RE) -> p1.y -> b4.i
+//   b5.o -> to
+// lb: leaf block, o out RE H, i in RE V.
+struct MID_GRAPH {
+    TRACE_GRAPH t;
+    NLG_MODULE *top, *mid, *lb, *tmux, *pmux, *lmux, *ft;
+    NLG_INSTANCE *mid0, *ft0, *b0, *b1, *b2, *b3, *b4, *b5, *b6, *m0, *p0, *p1, *u_inv3;
+    NLG_PORT *ti, *to, *lb_i, *lb_o, *t_in, *t_out, *t_in2, *t_out2, *ft_a;
+
+    MID_GRAPH() {
+        top = t.module("top");
+        PRIMITIVES prim(t);
+        mid = t.module("mid");
+        lb = t.module("lb");
+        tmux = t.module("tmux");
+        pmux = t.module("pmux");
+        lmux = t.module("lmux");
+        ft = t.module("ft");
+        t_in = t.port(top, "T_in", NLG_IPORT::INPUT);
+        t_out = t.port(top, "T_out", NLG_IPORT::OUTPUT);
+        t_in2 = t.port(top, "T_in2", NLG_IPORT::INPUT);
+        t_out2 = t.port(top, "T_out2", NLG_IPORT::OUTPUT);
+        ti = t.port(mid, "ti", NLG_IPORT::INPUT);
+        to = t.port(mid, "to", NLG_IPORT::OUTPUT);
+        lb_o = t.port(lb, "o", NLG_IPORT::OUTPUT);
+        lb_i = t.port(lb, "i", NLG_IPORT::INPUT);
+        t.port(tmux, "y", NLG_IPORT::OUTPUT);
+        t.port(tmux, "i0", NLG_IPORT::INPUT);
+        t.port(tmux, "i1", NLG_IPORT::INPUT);
+        t.port(tmux, "i2", NLG_IPORT::INPUT);
+        t.port(pmux, "y", NLG_IPORT::OUTPUT);
+        t.port(pmux, "i0", NLG_IPORT::INPUT);
+        t.port(lmux, "y", NLG_IPORT::OUTPUT);
+        t.port(lmux, "i0", NLG_IPORT::INPUT);
+        ft_a = t.port(ft, "a", NLG_IPORT::INPUT);
+        NLG_PORT* ft_y = t.port(ft, "y", NLG_IPORT::OUTPUT);
+
+        // ft
+        NLG_NET* na = t.net(ft, "na", {ft_a});
+        NLG_NET* ny = t.net(ft, "ny", {ft_y});
+        NLG_INSTANCE* fb0 = t.instance(ft, "fb0", prim.buf);
+        t.pin(fb0, "a", na);
+        t.pin(fb0, "y", ny);
+
+        // top
+        NLG_NET* nt_in = t.net(top, "nt_in", {t_in});
+        NLG_NET* nt_out = t.net(top, "nt_out", {t_out});
+        NLG_NET* nt_in2 = t.net(top, "nt_in2", {t_in2});
+        NLG_NET* nt_out2 = t.net(top, "nt_out2", {t_out2});
+        mid0 = t.instance(top, "mid0", mid);
+        t.pin(mid0, "ti", nt_in);
+        t.pin(mid0, "to", nt_out);
+        ft0 = t.instance(top, "ft0", ft);
+        t.pin(ft0, "a", nt_in2);
+        t.pin(ft0, "y", nt_out2);
+
+        // mid
+        NLG_NET* n_ti = t.net(mid, "n_ti", {ti});
+        NLG_NET* n1 = t.net(mid, "n1");
+        NLG_NET* n2 = t.net(mid, "n2");
+        NLG_NET* n3 = t.net(mid, "n3");
+        NLG_NET* n4 = t.net(mid, "n4");
+        NLG_NET* n6 = t.net(mid, "n6");
+        NLG_NET* n7 = t.net(mid, "n7");
+        NLG_NET* n8 = t.net(mid, "n8");
+        NLG_NET* n9 = t.net(mid, "n9");
+        NLG_NET* n_to = t.net(mid, "n_to", {to});
+        NLG_INSTANCE* u_inv = t.instance(mid, "u_inv", prim.inv);
+        NLG_INSTANCE* u_buf = t.instance(mid, "u_buf", prim.buf);
+        NLG_INSTANCE* o0 = t.instance(mid, "o0", prim.odd);
+        NLG_INSTANCE* t0 = t.instance(mid, "t0", prim.tri);
+        m0 = t.instance(mid, "m0", tmux);
+        p0 = t.instance(mid, "p0", pmux);
+        p1 = t.instance(mid, "p1", lmux);
+        NLG_INSTANCE* u_inv2 = t.instance(mid, "u_inv2", prim.inv);
+        u_inv3 = t.instance(mid, "u_inv3", prim.inv);
+        b0 = t.instance(mid, "b0", lb);
+        b1 = t.instance(mid, "b1", lb);
+        b2 = t.instance(mid, "b2", lb);
+        b3 = t.instance(mid, "b3", lb);
+        b4 = t.instance(mid, "b4", lb);
+        b5 = t.instance(mid, "b5", lb);
+        b6 = t.instance(mid, "b6", lb);
+        t.pin(u_inv, "a", n_ti);
+        t.pin(u_inv2, "a", n_ti);
+        t.pin(u_inv, "y", n1);
+        t.pin(u_buf, "a", n1);
+        t.pin(u_buf, "y", n2);
+        t.pin(o0, "a", n2);
+        t.pin(m0, "i2", n2);
+        t.pin(b0, "i", n2);
+        t.pin(t0, "en", n2);
+        t.pin(m0, "i1", n2);
+        t.pin(p0, "i0", n2);
+        t.pin(p1, "i0", n2);
+        t.pin(t0, "y", n3);
+        t.pin(b2, "i", n3);
+        t.pin(m0, "y", n4);
+        t.pin(b1, "i", n4);
+        t.pin(p0, "y", n6);
+        t.pin(b3, "i", n6);
+        t.pin(p1, "y", n7);
+        t.pin(b4, "i", n7);
+        t.pin(u_inv2, "y", n8);
+        t.pin(u_inv3, "a", n8);
+        t.pin(u_inv3, "y", n9);
+        t.pin(b6, "i", n9);
+        t.pin(b5, "o", n_to);
+
+        t.rec(lb_o).set_re_name(PB::MUX_DESCRIPTION::H);
+        t.rec(lb_i).set_re_name(PB::MUX_DESCRIPTION::V);
+        t.rec(ti).set_re_name(PB::MUX_DESCRIPTION::LL);
+        t.rec(to).set_re_name(PB::MUX_DESCRIPTION::WM);
+        t.rec(lmux->get_port(0)).set_re_name(PB::MUX_DESCRIPTION::CLOCK_SPINE);
+        t.set_mux(tmux, true, true, {{1, 0}, {2, 0}});
+        t.set_mux(pmux, false, false, {{1, 0}});
+        t.set_mux(lmux, false, false, {{1, 0}});
+        t.set_instance_mux(p0, true);
+        t.set_instance_mux(p1, false);
+    }
+    NLG_ANNSS* annss() { return &t.annotations(); }
+};
+
+using STACK = std::vector<NLG_IINSTANCE*>;
+
+// The results as text: "/inst/inst:port" and the marks.
+std::string show(const std::vector<TSL_TRACED_PORT>& results) {
+    std::string out;
+    for (const TSL_TRACED_PORT& r : results) {
+        for (NLG_IINSTANCE* i : r.m_instances) out += "/" + i->get_name().get_name();
+        out += ":" + r.m_port->get_name().get_name();
+        if (r.m_inverted) out += " inv";
+        if (r.m_through_path) out += " path";
+        out += "; ";
+    }
+    return out;
+}
+
+template <class TRACER>
+std::string run(TRACER& tracer, STACK stack, void (TSL_RTL_ITRACE::*op)(NLG_IPORT*),
+                NLG_IPORT* port) {
+    tracer.clear();
+    tracer.set_instances(stack);
+    (tracer.*op)(port);
+    return show(tracer.get_results());
+}
+
+}  // namespace
+
+TEST(Trace, NetWalkMarksMuxesAndPrimitives) {
+    MID_GRAPH g;
+    TSL_RTL_TRACER tracer(g.annss());
+    // Forward: marks follow the walk, not the branch; the mux input without a path, the other
+    // primitive and the per-instance muxes end their branches quietly.
+    EXPECT_EQ(run(tracer, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti),
+              "/mid0/b0:i inv; /mid0/b2:i inv; /mid0/b1:i inv path; /mid0/b6:i inv path; ");
+    // Backward through the template mux, buffer and inverter.
+    EXPECT_EQ(run(tracer, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+              "/mid0:ti inv path; ");
+    // Backward through a per-instance first-stage mux.
+    EXPECT_EQ(run(tracer, {g.mid0, g.b3}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+              "/mid0:ti inv path; ");
+    // A mux instance that is not first-stage ends the branch, though its output is an RE.
+    EXPECT_EQ(run(tracer, {g.mid0, g.b4}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
+    // Two inverters in series cancel.
+    EXPECT_EQ(run(tracer, {g.mid0, g.b6}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
+    EXPECT_EQ(run(tracer, {g.mid0}, &TSL_RTL_ITRACE::trace_down_output, g.to), "/mid0/b5:o; ");
+    EXPECT_EQ(run(tracer, {}, &TSL_RTL_ITRACE::trace_down_input, g.t_in), "/mid0:ti; ");
+    // Climbing out of the start stack ends without a record; so does an empty start stack.
+    EXPECT_EQ(run(tracer, {g.mid0}, &TSL_RTL_ITRACE::trace_up_output, g.to), "");
+    EXPECT_EQ(run(tracer, {}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
+    // Wrong direction: nothing.
+    EXPECT_EQ(run(tracer, {g.mid0, g.b5}, &TSL_RTL_ITRACE::trace_up_input, g.lb_o), "");
+    // The stack is exact after a walk, and clear keeps it but resets the marks.
+    tracer.set_instances({g.mid0});
+    tracer.trace_down_input(g.ti);
+    EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
+    EXPECT_TRUE(tracer.is_inverted());
+    tracer.clear();
+    EXPECT_FALSE(tracer.is_inverted());
+    EXPECT_FALSE(tracer.is_through_path());
+    EXPECT_TRUE(tracer.get_results().empty());
+    EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
+}
+
+TEST(Trace, FanListsAndCompression) {
+    MID_GRAPH g;
+    NLG_GRAPH& graph = g.t.graph();
+    graph.populate_fanin_fanout(g.annss());
+    EXPECT_TRUE(graph.get_fanin_fanout_done());
+
+    auto refs = [](const NLG_FAN::REFS* list) {
+        std::string out;
+        if (list)
+            for (NLG_PORT_REF* r : *list)
+                out += r->get_instance()->get_name().get_name() + "." +
+                       r->get_port()->get_name().get_name() + " ";
+        return out;
+    };
+    auto ports = [](const NLG_FAN::PORTS* list) {
+        std::string out;
+        if (list)
+            for (NLG_PORT* p : *list) out += p->get_name().get_name() + " ";
+        return out;
+    };
+    // Through primitives and first-stage muxes (the per-instance one included) to real blocks;
+    // the mux that is not first-stage is a neighbour itself.
+    EXPECT_EQ(refs(g.ti->get_fanout_refs()), "b0.i b2.i b1.i b3.i p1.i0 b6.i ");
+    EXPECT_EQ(g.ti->get_fanout_ports(), nullptr);
+    EXPECT_EQ(refs(g.to->get_fanin_refs()), "b5.o ");
+    NLG_PORT_REF* b1_i = g.b1->portref_of_port(1);
+    EXPECT_EQ(ports(b1_i->get_fanin_ports()), "ti ");
+    EXPECT_EQ(b1_i->get_fanin_refs(), nullptr);
+    NLG_PORT_REF* b5_o = g.b5->portref_of_port(0);
+    EXPECT_EQ(ports(b5_o->get_fanout_ports()), "to ");
+    // The feed-through block is compressed away; the driven-by-a-leaf output is not.
+    EXPECT_EQ(g.t_out2->get_fanin_refs(), nullptr);
+    EXPECT_EQ(ports(g.t_out2->get_fanin_ports()), "T_in2 ");
+    EXPECT_EQ(refs(g.t_out->get_fanin_refs()), "mid0.to ");
+    // Primitives and muxes get no lists.
+    EXPECT_EQ(g.lmux->port(1)->get_fanout_refs(), nullptr);
+    // A second call does nothing.
+    graph.populate_fanin_fanout(g.annss());
+    EXPECT_EQ(refs(g.ti->get_fanout_refs()), "b0.i b2.i b1.i b3.i p1.i0 b6.i ");
+
+    // The list walk: no marks, and the per-instance first-stage mux is passed forward, which the
+    // net walk does not do.
+    TSL_RTL_TRACER_SIMPLE simple(g.annss());
+    EXPECT_EQ(run(simple, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti),
+              "/mid0/b0:i; /mid0/b2:i; /mid0/b1:i; /mid0/b3:i; /mid0/b6:i; ");
+    EXPECT_EQ(run(simple, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
+    // Results keep their buffers across starts: the same walk again reuses every vector.
+    simple.clear();
+    simple.set_instances({g.mid0});
+    simple.trace_down_input(g.ti);
+    std::vector<const void*> buffers;
+    for (const TSL_TRACED_PORT& r : simple.get_results()) buffers.push_back(r.m_instances.data());
+    const void* results_buffer = simple.get_results().data();
+    const void* stack_buffer = simple.get_instances().data();
+    simple.clear();
+    simple.set_instances({g.mid0});
+    simple.trace_down_input(g.ti);
+    std::vector<const void*> again;
+    for (const TSL_TRACED_PORT& r : simple.get_results()) again.push_back(r.m_instances.data());
+    std::sort(buffers.begin(), buffers.end());
+    std::sort(again.begin(), again.end());
+    EXPECT_EQ(buffers, again);
+    EXPECT_EQ(simple.get_results().data(), results_buffer);
+    EXPECT_EQ(simple.get_instances().data(), stack_buffer);
+    // After compression the backward walk from T_out2 reaches T_in2 straight, where a rule that
+    // records the top port ends it.
+    TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), true);
+    EXPECT_EQ(run(fcl, {}, &TSL_RTL_ITRACE::trace_down_output, g.t_out2), ":T_in2; ");
+}
+
+TEST(Trace, StopRulesOfVariants) {
+    MID_GRAPH g;
+    NLG_MODULE* lb = g.lb;
+    g.t.rec(g.mid).set_level(PB::ICDB_MODULE::SECTOR);
+    g.t.rec(lb).set_level(PB::ICDB_MODULE::TOP_LEVEL_IP);
+    g.t.graph().populate_fanin_fanout(g.annss());
+
+    // Sectors by the net walk.
+    TSL_RTL_TRACER_FOR_SECTOR_FCL sector(g.annss());
+    EXPECT_EQ(run(sector, {}, &TSL_RTL_ITRACE::trace_down_input, g.t_in), "/mid0:ti; ");
+    // Factories: the annotation set, then what a variant adds.
+    std::unique_ptr<TSL_RTL_ITRACE> made(
+        tsl_create_rtl_tracer<TSL_RTL_TRACER_FOR_FCL>(g.annss(), true));
+    EXPECT_EQ(run(static_cast<TSL_RTL_TRACER_FOR_FCL&>(*made), {g.mid0, g.b1},
+                  &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+              ":T_in; ");
+    // Top-level blocks; the top is recorded only when asked for.
+    TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), false);
+    EXPECT_EQ(run(fcl, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
+    TSL_RTL_TRACER_FOR_FCL fcl_top(g.annss(), true);
+    EXPECT_EQ(run(fcl_top, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), ":T_in; ");
+    // Ends at the ports of one module only.
+    TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN optimize(g.annss(), g.mid);
+    EXPECT_EQ(run(optimize, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
+
+    // Primary ports and merge types.
+    g.t.rec(g.lb_i).clear_re_name();
+    g.t.rec(g.lb_i).set_is_primary_port(true);
+    TSL_RTL_TRACER_SIMPLE_MUX simple_mux(g.annss());
+    EXPECT_EQ(run(simple_mux, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti),
+              "/mid0/b0:i; /mid0/b2:i; /mid0/b1:i; /mid0/b3:i; /mid0/b6:i; ");
+    g.t.rec(g.lb_i).set_merge_type(PB::ICDB_APORT::MERGE);
+    EXPECT_EQ(run(simple_mux, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti), "");
+    g.t.rec(g.lb_i).set_re_name(PB::MUX_DESCRIPTION::V);
+    EXPECT_EQ(run(simple_mux, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+              "/mid0:ti; ");
+
+    // Node generators: REs and primary ports into two lists; the backward one ends silently at
+    // REs and climbs without asking.
+    TSL_RTL_TRACER_FOR_CRF_NODE_GENERATOR crf(g.annss());
+    crf.clear();
+    crf.set_instances({g.mid0});
+    crf.trace_down_input(g.ti);
+    EXPECT_TRUE(crf.get_results().empty());
+    EXPECT_EQ(show(crf.get_traced_res()),
+              "/mid0/b0:i; /mid0/b2:i; /mid0/b1:i; /mid0/b3:i; /mid0/b6:i; ");
+    EXPECT_TRUE(crf.get_traced_primary_ports().empty());
+    crf.clear();
+    EXPECT_TRUE(crf.get_traced_res().empty());
+
+    TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR blc_node(g.annss());
+    g.t.rec(g.t_in).set_is_primary_port(true);
+    // ti is an RE but is climbed through unasked; the top port is primary.
+    EXPECT_EQ(run(blc_node, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
+    g.t.rec(g.b5->get_definition()->port(0)).clear_re_name();
+    g.t.rec(g.b5->get_definition()->port(0)).set_is_primary_port(true);
+    EXPECT_EQ(run(blc_node, {g.mid0}, &TSL_RTL_ITRACE::trace_down_output, g.to), "/mid0/b5:o; ");
+}
+
+TEST(Trace, BlcRuleWarnsAndMapsMuxInputs) {
+    MID_GRAPH g;
+    g.t.rec(g.lb).set_level(PB::ICDB_MODULE::TOP_LEVEL_IP);
+    g.t.rec(g.lb_i).clear_re_name();
+    g.t.rec(g.lmux).set_level(PB::ICDB_MODULE::PRIM_MUX);
+    g.t.graph().populate_fanin_fanout(g.annss());
+    TSL_TRACER_FOR_BLC blc(g.annss());
+    testing::internal::CaptureStdout();
+    std::string res = run(blc, {g.mid0, g.b0}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(res, "/mid0:ti; ");
+    EXPECT_EQ(out, "");
+    // Forward: top-level ports without RE warn and end; the input of a PRIM_MUX stands for its
+    // output, port 0.
+    testing::internal::CaptureStdout();
+    res = run(blc, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti);
+    out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(res, "/mid0/p1:y; ");
+    EXPECT_EQ(out.substr(0, out.find('\n') + 1),
+              "Warning: top-level port i on module lb does not have an RE associated with it!\n");
+    EXPECT_NE(out.find("\n/mid0/b0\n"), std::string::npos);
+
+    // Port 0 of a PRIM_MUX must be its output: the feed-through's port 0 is its input.
+    g.t.rec(g.ft).set_level(PB::ICDB_MODULE::PRIM_MUX);
+    EXPECT_FATAL(
+        {
+            blc.set_instances({g.ft0});
+            blc.stop_at_port(g.ft_a);
+        },
+        "this_module->get_port(0)->is_output()");
+}
+
+TEST(Trace, Trace2ForwardsToTheVisitor) {
+    MID_GRAPH g;
+    struct VISITOR : RTL::ITRACE2::IVISITOR {
+        std::vector<std::string> seen;
+        bool visit_port(NLG_IPORT* port) override {
+            seen.push_back(port->get_name().get_name());
+            return port->get_name().get_name() == "i";
+        }
+    } visitor;
+    std::unique_ptr<RTL::ITRACE2> trace(RTL::create_trace2(g.annss()));
+    trace->set_visitor(&visitor);
+    trace->clear();
+    trace->set_instances({g.mid0, g.b1});
+    trace->trace(RTL::ITRACE2::UP, RTL::ITRACE2::INPUT, g.lb_i);
+    // The visitor decides, with no stack test: ti and the top port are visited too.
+    EXPECT_EQ(visitor.seen, (std::vector<std::string>{"y", "y", "y", "ti", "T_in"}));
+    EXPECT_EQ(trace->get_instances(), STACK({g.mid0, g.b1}));
+    EXPECT_FATAL(trace->trace(2, 0, g.lb_i), "false");
+    EXPECT_FATAL(trace->trace(0, 2, g.lb_i), "false");
+}
+
+TEST(Trace, DebugLog) {
+    MID_GRAPH g;
+    TSL_RTL_TRACER tracer(g.annss());
+    std::ostringstream log;
+    tracer.set_trace_log(log);
+    testing::internal::CaptureStdout();
+    run(tracer, {g.mid0, g.b6}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(log.str(),
+              "trace_up_input: i /mid0/b6\n"
+              "trace_down_output: y /mid0/u_inv3\n"
+              "trace inv input a\n/mid0/u_inv3\n"
+              "trace_up_input: a /mid0/u_inv3\n"
+              "trace_down_output: y /mid0/u_inv2\n"
+              "trace inv input a\n/mid0/u_inv2\n"
+              "trace_up_input: a /mid0/u_inv2\n");
+    EXPECT_EQ(out, "<-- Found RE LL\n");
+    log.str("");
+    run(tracer, {g.mid0, g.b5}, &TSL_RTL_ITRACE::trace_up_input, g.lb_o);
+    EXPECT_EQ(log.str(), "trace_up_input: o /mid0/b5\n<-- hit output\n");
+    log.str("");
+    testing::internal::CaptureStdout();
+    run(tracer, {g.mid0, g.m0}, &TSL_RTL_ITRACE::trace_down_output, g.tmux->port(0));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "<-- Found RE LL\n");
+    EXPECT_EQ(log.str().substr(0, log.str().find('\n', log.str().find('\n') + 1) + 1),
+              "trace_down_output: y /mid0/m0\ntrace first stage mux input: y /mid0/m0\n");
+    // Disabled: nothing more.
+    tracer.set_verbose(false);
+    log.str("");
+    run(tracer, {g.mid0, g.b6}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
+    EXPECT_EQ(log.str(), "");
+}
+
+TEST(Trace, BadInput) {
+    MID_GRAPH g;
+    // A pin without a net, reached by climbing from inside its instance.
+    NLG_INSTANCE* loose = g.t.instance(g.mid, "loose", g.lb);
+    g.t.pin(loose, "i", nullptr);
+    g.t.pin(loose, "o", nullptr);
+    TSL_RTL_TRACER tracer(g.annss());
+    EXPECT_FATAL(run(tracer, {g.mid0, loose}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "net_in");
+    EXPECT_FATAL(run(tracer, {g.mid0, loose}, &TSL_RTL_ITRACE::trace_up_output, g.lb_o), "net_out");
+    // A net walk started at a pin with an empty stack pops nothing.
+    EXPECT_FATAL(
+        {
+            tracer.set_instances({});
+            tracer.trace_net_fanin(g.b1->portref_of_port(1));
+        },
+        "!m_instances.empty()");
+    // The fan-list walk needs its instance.
+    TSL_RTL_TRACER_FOR_POPULATE_FANIN_FANOUT populate(g.annss());
+    EXPECT_FATAL(run(populate, {}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+                 "!m_instances.empty()");
+    // Stubs of the list walks.
+    TSL_RTL_TRACER_SIMPLE simple(g.annss());
+    NLG_PORT_REF* ref = g.b1->portref_of_port(1);
+    EXPECT_FATAL(simple.trace_net_fanin(ref), "Should not get here");
+    EXPECT_FATAL(simple.trace_net_fanout(ref), "Should not get here");
+    EXPECT_FATAL(simple.trace_ref_fanin(ref), "Should not get here");
+    EXPECT_FATAL(populate.trace_ref_fanin(ref), "Should not get here");
+    TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR blc_node(g.annss());
+    EXPECT_FATAL(blc_node.trace_up_output(g.lb_o), "Should not get here");
+    EXPECT_FATAL(blc_node.trace_down_input(g.ti), "Should not get here");
+    TSL_RTL_TRACER_FOR_CRF_NODE_GENERATOR crf(g.annss());
+    EXPECT_FATAL(crf.trace_up_input(g.lb_i), "Should not get here");
+    EXPECT_FATAL(crf.trace_down_output(g.to), "Should not get here");
+    EXPECT_FATAL(crf.trace_net_fanout(ref), "Should not get here");
+
+    // Ends of the fan-list pass that cannot come from a sound netlist.
+    TSL_TRACED_PORT deep;
+    deep.m_instances = {g.mid0, g.b1};
+    deep.m_port = g.lb_i;
+    testing::internal::CaptureStdout();
+    EXPECT_FATAL(g.mid->add_fan_ports(*g.ti, false, {deep}), "t_re.m_instances.size() == 1");
+    testing::internal::GetCapturedStdout();
+    TSL_TRACED_PORT foreign;
+    foreign.m_port = g.lb_i;
+    EXPECT_FATAL(g.mid->add_fan_ports(*g.ti, false, {foreign}),
+                 "get_port(this_port_index) == t_re.m_port");
+    // A compression walk that ends below the module.
+    struct BELOW : TSL_RTL_TRACER_SIMPLE {
+        NLG_INSTANCE* inst;
+        NLG_IPORT* port;
+        BELOW(NLG_IANNSS* a, NLG_INSTANCE* i, NLG_IPORT* p)
+            : TSL_RTL_TRACER_SIMPLE(a), inst(i), port(p) {}
+        void trace_down_output(NLG_IPORT*) override {
+            push(inst);
+            record(port, false, false);
+            pop();
+        }
+    } below(g.annss(), g.b5, g.lb_o);
+    g.to->add_fanin_ref(g.b5->portref_of_port(0));
+    EXPECT_FATAL(g.mid->optimize_fanin(below), "Should not reach here!");
+}
+
+TEST(Trace, UnknownPrimitiveEndsQuietly) {
+    MID_GRAPH g;
+    TSL_RTL_TRACER tracer(g.annss());
+    NLG_MODULE* odd = static_cast<NLG_MODULE*>(g.t.graph().get_module(g.t.sym("ODD")));
+    tracer.set_instances({g.mid0});
+    tracer.trace_primitive_fanout(odd->port(0));
+    tracer.trace_primitive_fanin(odd->port(1));
+    EXPECT_TRUE(tracer.get_results().empty());
+    EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
+}
