@@ -17,24 +17,7 @@
 #include "nlg/nlg_graph_trace.h"
 #include "util/util_symbol.h"
 
-// Counting allocator: every allocation of the program goes through it. The replaced operators
-// pair malloc with free, which the compiler cannot see across the replacement.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-static std::atomic<uint64_t> g_allocations{0};
-
-void* operator new(size_t size) {
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    void* p = std::malloc(size == 0 ? 1 : size);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-void operator delete(void* p) noexcept {
-    if (p == nullptr) return;
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept {
-    operator delete(p);
-}
+#include "bench_alloc_counter.h"
 
 namespace {
 

@@ -17,21 +17,7 @@
 #include "nlg/nlg_graph_traverse.h"
 #include "util/util_symbol.h"
 
-namespace {
-std::atomic<uint64_t> g_allocations{0};
-}
-
-void* operator new(size_t size) {
-    ++g_allocations;
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept {
-    std::free(p);
-}
+#include "bench_alloc_counter.h"
 
 namespace {
 
