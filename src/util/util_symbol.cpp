@@ -42,7 +42,7 @@ SYMBOL_TABLE::~SYMBOL_TABLE() {
 }
 
 SYM SYMBOL_TABLE::add(const std::string& name) {
-    auto inserted = m_map.emplace(name, static_cast<uint32_t>(m_map.size()));
+    auto inserted = m_map.try_emplace(name, static_cast<uint32_t>(m_map.size()));
     if (inserted.second && !m_names_fast.empty()) m_names_fast.push_back(&inserted.first->first);
     return SYM((m_table_id << 24) | (inserted.first->second & 0xFFFFFFu));
 }
