@@ -1,7 +1,7 @@
 // Port map tables.
 //  1. set_specifications indexes the specifications by name: the name's symbol in the table of
 //     the hierarchy's modules, so two names unknown to that table collide.
-//  2. add_portmaps (or a read) links map i to specification i: per map, parent module to child
+//  2. add_portmaps (or a read) links map i to request i: per map, parent module to child
 //     subnode to the parent's ports; repeated keys keep the first.
 //  3. The file is the whole PB.PORTMAPS message in one frame.
 #include "util/util_portmaps.h"

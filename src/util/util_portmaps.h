@@ -1,6 +1,6 @@
-// Port maps: for a named specification, which ports of a parent module (a top-level block)
+// Port maps: for a named request (an entry of SPECIFICATIONS), which ports of a parent module (a top-level block)
 // reach each child subnode of interest (a mux port inside it). Holds the stored message, its
-// indexes and the one specification the system builds; the maps themselves are computed by the
+// indexes and the one request the system builds; the maps themselves are computed by the
 // port map visitor. The hierarchy and the symbol file are not owned.
 #pragma once
 
@@ -35,7 +35,7 @@ class IPORTMAPS {
     virtual void set_specifications(const PB::PORTMAPS::SPECIFICATIONS& specifications) = 0;
     // The message's default instance while none is set.
     virtual const PB::PORTMAPS::SPECIFICATIONS& get_specifications() const = 0;
-    // Index of the specification of that name, or -1.
+    // Index of the request of that name, or -1.
     virtual int32_t find_specification(SYM name) const = 0;
     // A bad index throws the subscript error.
     virtual const IPORTMAP& get_portmap(int32_t index) const = 0;
@@ -47,7 +47,7 @@ class IPORTMAPS_BUILDER : public IPORTMAPS, public ISERIALIZABLE {
     virtual bool read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format) = 0;
     virtual void set_hierarchy(const IHIERARCHY* hierarchy) = 0;
     virtual void set_symbol_file(SYMBOL_FILE* symbol_file) = 0;
-    // Exactly one map per specification, in specification order.
+    // Exactly one map per request, in request order.
     virtual void add_portmaps(const std::vector<PB::PORTMAPS::PORTMAP>& portmaps) = 0;
 };
 
@@ -105,7 +105,7 @@ class PORTMAPS_BUILDER : public IPORTMAPS_BUILDER {
     std::unordered_map<uint32_t, int32_t> m_name_to_index;
 };
 
-// The specification "mux_ports_to_top_level_ip_ports": every block module that has muxes as a
+// The request "mux_ports_to_top_level_ip_ports": every block module that has muxes as a
 // parent, and the non-hipi ports of every mux module as children. `tlblocks` must be finished.
 void mux_ports_to_top_level_ip_ports(const ITLBLOCKS& tlblocks,
                                      const IMUX_DESCRIPTIONS& mux_descriptions,

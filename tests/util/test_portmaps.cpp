@@ -1,5 +1,5 @@
 // Port maps over the fixture hierarchy, with A (holding the mux C) and B as top-level blocks:
-// the one specification, look-ups, the file form through a symbol section, cuts, prints.
+// the one request, look-ups, the file form through a symbol section, cuts, prints.
 #include <gtest/gtest.h>
 
 #include <google/protobuf/io/zero_copy_stream_impl.h>
@@ -58,7 +58,7 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
             ipath->set_is_hipi_path(p.hipi);
         }
     }
-    PB::PORTMAPS::SPECIFICATIONS specification() {
+    PB::PORTMAPS::SPECIFICATIONS mux_ports_request() {
         PB::PORTMAPS::SPECIFICATIONS specs;
         UTIL::mux_ports_to_top_level_ip_ports(m_tlblocks, m_muxes, specs);
         return specs;
@@ -81,7 +81,7 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
     void fill(PORTMAPS_BUILDER& portmaps) {
         portmaps.set_hierarchy(m_hierarchy.get());
         portmaps.set_symbol_file(&m_file);
-        portmaps.set_specifications(specification());
+        portmaps.set_specifications(mux_ports_request());
         portmaps.add_portmaps({block_map()});
     }
 };
@@ -104,7 +104,7 @@ void expect_lookups(const PORTMAPS_FIXTURE& f, const PORTMAPS_BUILDER& portmaps)
 
 TEST(PortMaps, SpecificationOfMuxPorts) {
     PORTMAPS_FIXTURE f;
-    PB::PORTMAPS::SPECIFICATIONS specs = f.specification();
+    PB::PORTMAPS::SPECIFICATIONS specs = f.mux_ports_request();
     ASSERT_EQ(specs.parents_size(), 1);
     ASSERT_EQ(specs.parents(0).parent_module_indexes_size(), 1);
     EXPECT_EQ(specs.parents(0).parent_module_indexes(0), 1);
@@ -138,10 +138,10 @@ TEST(PortMaps, LookupsAndFatalCases) {
 
     PORTMAPS_BUILDER short_of_maps;
     short_of_maps.set_hierarchy(f.m_hierarchy.get());
-    short_of_maps.set_specifications(f.specification());
+    short_of_maps.set_specifications(f.mux_ports_request());
     EXPECT_EXIT(short_of_maps.add_portmaps({}), testing::ExitedWithCode(255),
                 "\\(int\\)m_portmap_builders.size\\(\\) == m_portmaps.portmaps_size\\(\\)");
-    PB::PORTMAPS::SPECIFICATIONS two_unknown = f.specification();
+    PB::PORTMAPS::SPECIFICATIONS two_unknown = f.mux_ports_request();
     two_unknown.add_specs()->set_name("also unknown");
     EXPECT_EXIT(short_of_maps.set_specifications(two_unknown), testing::ExitedWithCode(255),
                 "  p.second \n");
