@@ -8,7 +8,8 @@
 //    the relative node in m_sum_left gives the instance; past the instances it is a port, and
 //    that last step keeps 32-bit arithmetic, which is what bounds the node space in practice.
 // 4. Both look-ups read a packed copy of the per-module sums and instance modules (the walk
-//    table), so that a level costs about one cache miss, and they allocate nothing.
+//    table), so that a level costs about one cache miss, and they allocate nothing. Node to
+//    path follows record offsets from parent to child and reads no module index on the way.
 #include "util/util_hierarchy.h"
 
 #include <algorithm>
@@ -175,20 +176,30 @@ void HIERARCHY::fill_sum_left() {
     }
 }
 
+// Entries of one cache line: a record's first sum starts a line, so that a search window
+// touches as few lines as it can.
+static constexpr size_t LINE = 64 / sizeof(uint64_t);
+
 void HIERARCHY::fill_walk_table() {
     uint64_t size = 0;
     for (const MODULE_INFO& info : m_module_infos) {
         const size_t n_instances = info.m_instance_module_indexes.size();
-        size += 3 * n_instances + 3 + padding(n_instances);
+        size += 3 * n_instances + 3 + padding(n_instances) + LINE - 1;
     }
     m_walk_data.reserve(size);
     m_walk_modules.reserve(m_module_infos.size());
+    // Where the reserved table starts within a line; it does not move while it is filled.
+    const size_t skew = reinterpret_cast<uintptr_t>(m_walk_data.data()) / sizeof(uint64_t);
     // First pass: where each record's sums start, so that parents can point at children.
     uint64_t offset = 0;
+    std::vector<size_t> fillers;
+    fillers.reserve(m_module_infos.size());
     for (const MODULE_INFO& info : m_module_infos) {
         const size_t n_instances = info.m_instance_module_indexes.size();
         const size_t tail = n_instances + 1 + padding(n_instances);
-        offset += n_instances + 2;
+        const size_t filler = (LINE - (skew + offset + n_instances + 2) % LINE) % LINE;
+        fillers.push_back(filler);
+        offset += filler + n_instances + 2;
         m_walk_modules.push_back(
             {offset, static_cast<uint32_t>(n_instances), static_cast<uint32_t>(tail)});
         offset += tail + n_instances;
@@ -196,6 +207,7 @@ void HIERARCHY::fill_walk_table() {
     for (uint32_t m = 0; m < m_module_infos.size(); ++m) {
         const MODULE_INFO& info = m_module_infos[m];
         const size_t n_instances = info.m_instance_module_indexes.size();
+        m_walk_data.insert(m_walk_data.end(), fillers[m], 0);
         for (size_t i = n_instances; i-- > 0;) {
             m_walk_data.push_back(m_walk_modules[info.m_instance_module_indexes[i]].m_offset);
         }
