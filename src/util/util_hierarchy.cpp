@@ -8,7 +8,8 @@
 //    the relative node in m_sum_left gives the instance; past the instances it is a port, and
 //    that last step keeps 32-bit arithmetic, which is what bounds the node space in practice.
 // 4. Both look-ups read a packed copy of the per-module sums and instance modules (the walk
-//    table), so that a level costs about one cache miss, and they allocate nothing.
+//    table), so that a level costs about one cache miss, and they allocate nothing. Node to
+//    path follows record offsets from parent to child and reads no module index on the way.
 #include "util/util_hierarchy.h"
 
 #include <algorithm>
@@ -27,12 +28,21 @@ static constexpr uint32_t INVALID_INDEX = IHIERARCHY::IMODULES::MODULE_INDEX_INV
 // Entries that the search for an instance compares at once, without branching.
 static constexpr size_t SEARCH_WINDOW = 16;
 
-// One module's entries in the walk table: m_sum_left[0 .. n], padding of all bits set that no
-// search counts, m_sum_left[n + 1] (the tail), then the n instance module indexes. The
-// padding covers what a search window reads past the sums: up to SEARCH_WINDOW entries from
-// the first sum, or, after halving (which leaves at least SEARCH_WINDOW / 2 + 1 entries),
-// SEARCH_WINDOW / 2 - 1 past the last. A module without instances is never searched.
+// One module's record in the walk table: the n child record offsets (last instance first),
+// m_sum_left[n + 1] (the port end), a header, m_sum_left[0 .. n], padding of all bits set that
+// no search counts, then the n instance module indexes. A record is addressed by its first sum,
+// and a level of node-to-path reads only entries around it: no module index is looked up on
+// the way down. The padding covers what a search window reads past the sums: up to
+// SEARCH_WINDOW entries from the first sum, or, after halving (which leaves at least
+// SEARCH_WINDOW / 2 + 1 entries), SEARCH_WINDOW / 2 - 1 past the last. A module without
+// instances is never searched.
 static constexpr uint64_t PAD = ~static_cast<uint64_t>(0);
+// Entries before the sums, relative to a record's first sum: the header (instance count in
+// the low 32 bits, module index in the high 32), the port end m_sum_left[n + 1], and the
+// records of the instances' modules, instance i at CHILDREN - i.
+static constexpr ptrdiff_t HEADER = -1;
+static constexpr ptrdiff_t PORT_END = -2;
+static constexpr ptrdiff_t CHILDREN = -3;
 static size_t padding(size_t n_instances) {
     if (n_instances == 0) return 0;
     const size_t after_halving = SEARCH_WINDOW / 2 - 1;
@@ -166,23 +176,46 @@ void HIERARCHY::fill_sum_left() {
     }
 }
 
+// Entries of one cache line: a record's first sum starts a line, so that a search window
+// touches as few lines as it can.
+static constexpr size_t LINE = 64 / sizeof(uint64_t);
+
 void HIERARCHY::fill_walk_table() {
     uint64_t size = 0;
     for (const MODULE_INFO& info : m_module_infos) {
         const size_t n_instances = info.m_instance_module_indexes.size();
-        size += 2 * n_instances + 2 + padding(n_instances);
+        size += 3 * n_instances + 3 + padding(n_instances) + LINE - 1;
     }
     m_walk_data.reserve(size);
     m_walk_modules.reserve(m_module_infos.size());
+    // Where the reserved table starts within a line; it does not move while it is filled.
+    const size_t skew = reinterpret_cast<uintptr_t>(m_walk_data.data()) / sizeof(uint64_t);
+    // First pass: where each record's sums start, so that parents can point at children.
+    uint64_t offset = 0;
+    std::vector<size_t> fillers;
+    fillers.reserve(m_module_infos.size());
     for (const MODULE_INFO& info : m_module_infos) {
         const size_t n_instances = info.m_instance_module_indexes.size();
         const size_t tail = n_instances + 1 + padding(n_instances);
+        const size_t filler = (LINE - (skew + offset + n_instances + 2) % LINE) % LINE;
+        fillers.push_back(filler);
+        offset += filler + n_instances + 2;
         m_walk_modules.push_back(
-            {m_walk_data.size(), static_cast<uint32_t>(n_instances), static_cast<uint32_t>(tail)});
+            {offset, static_cast<uint32_t>(n_instances), static_cast<uint32_t>(tail)});
+        offset += tail + n_instances;
+    }
+    for (uint32_t m = 0; m < m_module_infos.size(); ++m) {
+        const MODULE_INFO& info = m_module_infos[m];
+        const size_t n_instances = info.m_instance_module_indexes.size();
+        m_walk_data.insert(m_walk_data.end(), fillers[m], 0);
+        for (size_t i = n_instances; i-- > 0;) {
+            m_walk_data.push_back(m_walk_modules[info.m_instance_module_indexes[i]].m_offset);
+        }
+        m_walk_data.push_back(info.m_sum_left[n_instances + 1]);
+        m_walk_data.push_back(static_cast<uint64_t>(n_instances) | static_cast<uint64_t>(m) << 32);
         m_walk_data.insert(m_walk_data.end(), info.m_sum_left.begin(),
                            info.m_sum_left.begin() + static_cast<ptrdiff_t>(n_instances + 1));
         m_walk_data.insert(m_walk_data.end(), padding(n_instances), PAD);
-        m_walk_data.push_back(info.m_sum_left[n_instances + 1]);
         m_walk_data.insert(m_walk_data.end(), info.m_instance_module_indexes.begin(),
                            info.m_instance_module_indexes.end());
     }
@@ -212,7 +245,9 @@ IHIERARCHY::IPATH_SETTABLE* HIERARCHY::create_path() const {
     return new HPATH_SETTABLE(this);
 }
 
-IHIERARCHY::IPARTITIONS* HIERARCHY::create_partitions() const { return new PARTITIONS(this); }
+IHIERARCHY::IPARTITIONS* HIERARCHY::create_partitions() const {
+    return new PARTITIONS(this);
+}
 
 uint32_t HIERARCHY::get_num_nodes(uint32_t module_index) const {
     return static_cast<uint32_t>(get_num_nodes_64(module_index));
@@ -233,7 +268,7 @@ inline uint64_t HIERARCHY::step_into(uint32_t& module_index, uint64_t node,
     // A negative index, seen as unsigned, fails the bound as well.
     if (instance_index >= walk.m_n_instances) return INVALID_NODE;
     const uint64_t* entries = m_walk_data.data() + walk.m_offset;
-    module_index = static_cast<uint32_t>(entries[walk.m_tail + 1 + instance_index]);
+    module_index = static_cast<uint32_t>(entries[walk.m_tail + instance_index]);
     return node + 1 + entries[instance_index];
 }
 
@@ -321,13 +356,21 @@ bool HIERARCHY::get_nodes(uint64_t& node1, uint64_t& node2, uint64_t& common_nod
 // ---------------------------------------------------------------------------------------------
 // Node to path
 
+// The value, hidden from the optimiser, so that separate sums are not re-associated into one.
+static inline size_t opaque(size_t value) {
+#if defined(__GNUC__)
+    __asm__("" : "+r"(value));
+#endif
+    return value;
+}
+
 // Position of the instance whose subtree holds the relative node `rest` (> 0), or -1 when
 // `rest` lies past the instances (a port, or past the end). This is the lower bound of `rest`
 // in m_sum_left[0 .. n_instances], found without branches on the data: comparisons over random
 // nodes do not predict. Halving narrows a wide module to a window of SEARCH_WINDOW entries,
 // in which the entries below `rest` are counted. The padding behind the sums is never below
 // `rest`, so the count needs no bound; and counting has no chain of dependent loads.
-static int64_t find_instance(const uint64_t* sum_left, size_t n_instances, uint64_t rest) {
+static inline int64_t find_instance(const uint64_t* sum_left, size_t n_instances, uint64_t rest) {
     if (n_instances == 0) return -1;
     const size_t n = n_instances + 1;
     const uint64_t* base = sum_left;
@@ -337,9 +380,16 @@ static int64_t find_instance(const uint64_t* sum_left, size_t n_instances, uint6
         base = base[half] < rest ? base + half : base;
         len -= half;
     }
-    size_t below = 0;
-    for (size_t j = 0; j < SEARCH_WINDOW; ++j) below += base[j] < rest ? 1 : 0;
-    const size_t position = static_cast<size_t>(base - sum_left) + below;
+    // Four counts over interleaved quarters, joined at the end. Left to itself the compiler
+    // fuses all comparisons into one chain of add-with-carry, as long as the window, that
+    // each level of a walk waits on; the opaque joins keep the four chains apart.
+    size_t below[4] = {0, 0, 0, 0};
+    for (size_t j = 0; j < SEARCH_WINDOW; j += 4) {
+        for (size_t c = 0; c < 4; ++c) below[c] += base[j + c] < rest ? 1 : 0;
+    }
+    const size_t position = static_cast<size_t>(base - sum_left) +
+                            (opaque(below[0]) + opaque(below[1])) +
+                            (opaque(below[2]) + opaque(below[3]));
     if (position == n) return -1;
     return static_cast<int64_t>(position) - 1;
 }
@@ -350,33 +400,32 @@ uint32_t HIERARCHY::walk(IPATH_SETTABLE* path, uint64_t node, uint32_t module_in
         path->clear();
         path->set_base_module_index(module_index);
     }
-    uint64_t base = 0;
+    const uint64_t* data = m_walk_data.data();
+    const uint64_t* entries = data + at(m_walk_modules, module_index).m_offset;
     uint64_t rest = node;
     for (;;) {
-        if (rest == 0) return module_index;
-        const WALK_MODULE& walk = at(m_walk_modules, module_index);
-        const uint64_t* sum_left = m_walk_data.data() + walk.m_offset;
-        const size_t n_instances = walk.m_n_instances;
-        const int64_t i = find_instance(sum_left, n_instances, rest);
+        const uint64_t header = entries[HEADER];
+        if (rest == 0) return static_cast<uint32_t>(header >> 32);
+        const size_t n_instances = static_cast<uint32_t>(header);
+        const int64_t i = find_instance(entries, n_instances, rest);
         if (i < 0) {
             // The port step, on the low 32 bits as signed numbers.
+            const uint32_t base = static_cast<uint32_t>(node - rest);
             const int32_t node32 = static_cast<int32_t>(static_cast<uint32_t>(node));
-            const int32_t last32 = static_cast<int32_t>(
-                static_cast<uint32_t>(sum_left[walk.m_tail]) + static_cast<uint32_t>(base));
+            const int32_t last32 =
+                static_cast<int32_t>(static_cast<uint32_t>(entries[PORT_END]) + base);
             if (node32 > last32) return INVALID_INDEX;
             const uint32_t port_index = static_cast<uint32_t>(node) -
-                                        static_cast<uint32_t>(sum_left[n_instances]) -
-                                        static_cast<uint32_t>(base) - 1;
+                                        static_cast<uint32_t>(entries[n_instances]) - base - 1;
             if (path != nullptr) path->set_port_index(port_index);
             out_port = port_index;
             out_instance = INVALID_INDEX;
-            return module_index;
+            return static_cast<uint32_t>(header >> 32);
         }
         if (path != nullptr) path->add_instance(static_cast<uint32_t>(i));
         out_instance = static_cast<uint32_t>(i);
-        base += sum_left[i] + 1;
-        rest = node - base;
-        module_index = static_cast<uint32_t>(sum_left[walk.m_tail + 1 + static_cast<size_t>(i)]);
+        rest -= entries[i] + 1;
+        entries = data + entries[CHILDREN - i];
     }
 }
 

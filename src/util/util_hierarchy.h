@@ -215,12 +215,12 @@ class FAB_EXPORT HIERARCHY : public IHIERARCHY {
     const std::unordered_map<SYM, uint32_t>& get_module_map() const { return m_module_map; }
 
   private:
-    // Where one module's entries lie in m_walk_data (the sums of m_sum_left and the module
-    // indexes of its instances), and its number of instances.
+    // Where one module's first sum lies in m_walk_data, its number of instances, and where
+    // the module indexes of its instances start, relative to the first sum.
     struct WALK_MODULE {
         uint64_t m_offset;
         uint32_t m_n_instances;
-        uint32_t m_tail;  // position of the port end, after the sums and their padding
+        uint32_t m_tail;  // position of the instance module indexes, after the sums' padding
     };
 
     int64_t checked_add(int64_t a, int64_t b);
