@@ -14,6 +14,7 @@
 #include <string>
 
 #include "ann/annss.h"
+#include "bench_process.h"
 #include "util/util_protobuf.h"
 #include "util/util_symbol.h"
 #include "util/util_symbol_file.h"
@@ -21,17 +22,6 @@
 namespace {
 
 uint32_t g_scale = 1;
-
-double resident_bytes() {
-    malloc_trim(0);
-    long pages = 0, resident = 0;
-    FILE* statm = fopen("/proc/self/statm", "r");
-    if (statm) {
-        if (fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
-        fclose(statm);
-    }
-    return double(resident) * double(sysconf(_SC_PAGESIZE));
-}
 
 PB::ANNSS::BOUNDS device_bounds() {
     PB::ANNSS::BOUNDS bounds;

@@ -19,24 +19,13 @@
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
 #include "nlg_bench_graph.h"
+#include "bench_process.h"
 #include "util/util_protobuf.h"
 #include "util/util_symbol.h"
 
 namespace {
 
 uint32_t g_scale = 1;
-
-// Resident bytes of the process, after handing freed heap back to the system.
-double resident_bytes() {
-    malloc_trim(0);
-    long pages = 0, resident = 0;
-    FILE* statm = fopen("/proc/self/statm", "r");
-    if (statm) {
-        if (fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
-        fclose(statm);
-    }
-    return double(resident) * double(sysconf(_SC_PAGESIZE));
-}
 
 // User and system CPU seconds and minor page faults of the process so far.
 struct USAGE {

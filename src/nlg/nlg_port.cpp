@@ -22,10 +22,7 @@ NLG_PORT::NLG_PORT(const NLG_PORT& other)
       m_name(other.m_name),
       m_index(other.m_index),
       m_fileline(other.m_fileline),
-      m_fanout_refs(NLG_FAN::copy(other.m_fanout_refs)),
-      m_fanin_refs(NLG_FAN::copy(other.m_fanin_refs)),
-      m_fanout_ports(NLG_FAN::copy(other.m_fanout_ports)),
-      m_fanin_ports(NLG_FAN::copy(other.m_fanin_ports)) {}
+      m_fan(other.m_fan) {}
 
 NLG_PORT::~NLG_PORT() = default;
 

@@ -30,6 +30,37 @@ std::unique_ptr<std::vector<T>> copy(const std::unique_ptr<std::vector<T>>& list
     return list ? std::unique_ptr<std::vector<T>>(new std::vector<T>(*list)) : nullptr;
 }
 
+// The four fan lists of a module port or a port reference, in their field order. Null means
+// empty, so an object the fan-list pass never touched carries four null pointers.
+class LISTS {
+  public:
+    LISTS() = default;
+    LISTS(LISTS&&) = default;
+    LISTS& operator=(LISTS&&) = default;
+    LISTS(const LISTS& other)
+        : m_fanout_refs(copy(other.m_fanout_refs)),
+          m_fanin_refs(copy(other.m_fanin_refs)),
+          m_fanout_ports(copy(other.m_fanout_ports)),
+          m_fanin_ports(copy(other.m_fanin_ports)) {}
+
+    const REFS* get_fanout_refs() const { return m_fanout_refs.get(); }
+    const REFS* get_fanin_refs() const { return m_fanin_refs.get(); }
+    const PORTS* get_fanout_ports() const { return m_fanout_ports.get(); }
+    const PORTS* get_fanin_ports() const { return m_fanin_ports.get(); }
+    void add_fanout_ref(NLG_PORT_REF* ref) { make(m_fanout_refs).push_back(ref); }
+    void add_fanin_ref(NLG_PORT_REF* ref) { make(m_fanin_refs).push_back(ref); }
+    void add_fanout_port(NLG_PORT* port) { make(m_fanout_ports).push_back(port); }
+    void add_fanin_port(NLG_PORT* port) { make(m_fanin_ports).push_back(port); }
+    void delete_fanin_refs() { m_fanin_refs.reset(); }
+    void delete_fanin_ports() { m_fanin_ports.reset(); }
+
+  private:
+    std::unique_ptr<REFS> m_fanout_refs;
+    std::unique_ptr<REFS> m_fanin_refs;
+    std::unique_ptr<PORTS> m_fanout_ports;
+    std::unique_ptr<PORTS> m_fanin_ports;
+};
+
 }  // namespace NLG_FAN
 
 class NLG_PORT : public NLG_IPORT {
@@ -58,16 +89,16 @@ class NLG_PORT : public NLG_IPORT {
     int32_t get_net_index() const { return m_net_index; }
 
     // Fan lists: null means empty.
-    const NLG_FAN::REFS* get_fanout_refs() const { return m_fanout_refs.get(); }
-    const NLG_FAN::REFS* get_fanin_refs() const { return m_fanin_refs.get(); }
-    const NLG_FAN::PORTS* get_fanout_ports() const { return m_fanout_ports.get(); }
-    const NLG_FAN::PORTS* get_fanin_ports() const { return m_fanin_ports.get(); }
-    void add_fanout_ref(NLG_PORT_REF* ref) { NLG_FAN::make(m_fanout_refs).push_back(ref); }
-    void add_fanin_ref(NLG_PORT_REF* ref) { NLG_FAN::make(m_fanin_refs).push_back(ref); }
-    void add_fanout_port(NLG_PORT* port) { NLG_FAN::make(m_fanout_ports).push_back(port); }
-    void add_fanin_port(NLG_PORT* port) { NLG_FAN::make(m_fanin_ports).push_back(port); }
-    void delete_fanin_refs() { m_fanin_refs.reset(); }
-    void delete_fanin_ports() { m_fanin_ports.reset(); }
+    const NLG_FAN::REFS* get_fanout_refs() const { return m_fan.get_fanout_refs(); }
+    const NLG_FAN::REFS* get_fanin_refs() const { return m_fan.get_fanin_refs(); }
+    const NLG_FAN::PORTS* get_fanout_ports() const { return m_fan.get_fanout_ports(); }
+    const NLG_FAN::PORTS* get_fanin_ports() const { return m_fan.get_fanin_ports(); }
+    void add_fanout_ref(NLG_PORT_REF* ref) { m_fan.add_fanout_ref(ref); }
+    void add_fanin_ref(NLG_PORT_REF* ref) { m_fan.add_fanin_ref(ref); }
+    void add_fanout_port(NLG_PORT* port) { m_fan.add_fanout_port(port); }
+    void add_fanin_port(NLG_PORT* port) { m_fan.add_fanin_port(port); }
+    void delete_fanin_refs() { m_fan.delete_fanin_refs(); }
+    void delete_fanin_ports() { m_fan.delete_fanin_ports(); }
 
   private:
     friend class NLG_MODULE;
@@ -80,8 +111,5 @@ class NLG_PORT : public NLG_IPORT {
     NS_SYMBOL::SYM m_name;
     int32_t m_index;
     NLG_FILELINE m_fileline;
-    std::unique_ptr<NLG_FAN::REFS> m_fanout_refs;
-    std::unique_ptr<NLG_FAN::REFS> m_fanin_refs;
-    std::unique_ptr<NLG_FAN::PORTS> m_fanout_ports;
-    std::unique_ptr<NLG_FAN::PORTS> m_fanin_ports;
+    NLG_FAN::LISTS m_fan;  // m_fanout_refs, m_fanin_refs, m_fanout_ports, m_fanin_ports
 };

@@ -30,10 +30,7 @@ NLG_PORT_REF::NLG_PORT_REF(const NLG_PORT_REF& other)
       m_instance(other.m_instance),
       m_net(other.m_net),
       m_port(other.m_port),
-      m_fanout_refs(NLG_FAN::copy(other.m_fanout_refs)),
-      m_fanin_refs(NLG_FAN::copy(other.m_fanin_refs)),
-      m_fanout_ports(NLG_FAN::copy(other.m_fanout_ports)),
-      m_fanin_ports(NLG_FAN::copy(other.m_fanin_ports)) {}
+      m_fan(other.m_fan) {}
 
 NLG_PORT_REF::~NLG_PORT_REF() = default;
 

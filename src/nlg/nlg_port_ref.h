@@ -39,16 +39,16 @@ class NLG_PORT_REF : public NLG_IPORT_REF {
     NLG_INSTANCE* get_nlg_instance() const { return m_instance; }
 
     // Fan lists: null means empty.
-    const NLG_FAN::REFS* get_fanout_refs() const { return m_fanout_refs.get(); }
-    const NLG_FAN::REFS* get_fanin_refs() const { return m_fanin_refs.get(); }
-    const NLG_FAN::PORTS* get_fanout_ports() const { return m_fanout_ports.get(); }
-    const NLG_FAN::PORTS* get_fanin_ports() const { return m_fanin_ports.get(); }
-    void add_fanout_ref(NLG_PORT_REF* ref) { NLG_FAN::make(m_fanout_refs).push_back(ref); }
-    void add_fanin_ref(NLG_PORT_REF* ref) { NLG_FAN::make(m_fanin_refs).push_back(ref); }
-    void add_fanout_port(NLG_PORT* port) { NLG_FAN::make(m_fanout_ports).push_back(port); }
-    void add_fanin_port(NLG_PORT* port) { NLG_FAN::make(m_fanin_ports).push_back(port); }
-    void delete_fanin_refs() { m_fanin_refs.reset(); }
-    void delete_fanin_ports() { m_fanin_ports.reset(); }
+    const NLG_FAN::REFS* get_fanout_refs() const { return m_fan.get_fanout_refs(); }
+    const NLG_FAN::REFS* get_fanin_refs() const { return m_fan.get_fanin_refs(); }
+    const NLG_FAN::PORTS* get_fanout_ports() const { return m_fan.get_fanout_ports(); }
+    const NLG_FAN::PORTS* get_fanin_ports() const { return m_fan.get_fanin_ports(); }
+    void add_fanout_ref(NLG_PORT_REF* ref) { m_fan.add_fanout_ref(ref); }
+    void add_fanin_ref(NLG_PORT_REF* ref) { m_fan.add_fanin_ref(ref); }
+    void add_fanout_port(NLG_PORT* port) { m_fan.add_fanout_port(port); }
+    void add_fanin_port(NLG_PORT* port) { m_fan.add_fanin_port(port); }
+    void delete_fanin_refs() { m_fan.delete_fanin_refs(); }
+    void delete_fanin_ports() { m_fan.delete_fanin_ports(); }
 
   private:
     friend class NLG_INSTANCE;
@@ -59,8 +59,5 @@ class NLG_PORT_REF : public NLG_IPORT_REF {
     NLG_INSTANCE* m_instance;
     NLG_NET* m_net;
     NLG_PORT* m_port;
-    std::unique_ptr<NLG_FAN::REFS> m_fanout_refs;
-    std::unique_ptr<NLG_FAN::REFS> m_fanin_refs;
-    std::unique_ptr<NLG_FAN::PORTS> m_fanout_ports;
-    std::unique_ptr<NLG_FAN::PORTS> m_fanin_ports;
+    NLG_FAN::LISTS m_fan;  // m_fanout_refs, m_fanin_refs, m_fanout_ports, m_fanin_ports
 };
