@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 set -euo pipefail
-packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev)
+packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev ccache)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
