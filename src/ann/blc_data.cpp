@@ -9,13 +9,15 @@
 
 namespace {
 
-// Keeps the first error; line and column are counted from 1 as the parser prints them.
+// Keeps the first error; line and column count from 1, as the parser's own log prints them.
 class FIRST_ERROR : public google::protobuf::io::ErrorCollector {
   public:
     void AddError(int line, google::protobuf::io::ColumnNumber column,
                   const std::string& message) override {
         if (!m_text.empty()) return;
-        m_text = std::to_string(line + 1) + ":" + std::to_string(column + 1) + ": " + message;
+        // A fault of the whole message (a missing required field) has no place.
+        if (line >= 0) m_text = std::to_string(line + 1) + ":" + std::to_string(column + 1) + ": ";
+        m_text += message;
     }
     const std::string& text() const { return m_text; }
 
@@ -41,7 +43,7 @@ bool BLC_DATA::read(std::istream& input) {
     FIRST_ERROR errors;
     parser.RecordErrorsTo(&errors);
     if (!parser.ParseFromString(text, &m_pb))
-        return fail("Failed read of block-level data at line " + errors.text());
+        return fail("Failed read of block-level data: " + errors.text());
     return index();
 }
 
