@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "ann/annss.h"
+#include "nlg/nlg_mux_merger.h"
 #include "nlg/nlg_mux_translator.h"
 #include "nlg/nlg_test_trace_graph.h"
 #include "nlg/nlg_test_util.h"
@@ -141,4 +143,107 @@ TEST(MuxMerger, UnmergedStages) {
         "Warning: can't find new mux module for output ports on module SS\n";
     EXPECT_EQ(bare.merge(), once + once);
     EXPECT_EQ(bare.translator.get_mux_descriptions().mux_descriptions_size(), 3);
+}
+
+namespace {
+
+// top: w0 of HWRAP. HWRAP: tin0, tin1 -> tm (T stage) -> latch.clk; min0, min1 -> mm (M stage)
+// -> latch.din; latch.dout -> out. The latch is a first stage with a HIPI path from clk.
+struct HIPI_GRAPH {
+    NLG_TEST::TRACE_GRAPH t;
+    NLG_MUX_TRANSLATOR translator;
+
+    explicit HIPI_GRAPH(bool with_m_stage) {
+        NLG_MODULE* top = t.module("top");
+        NLG_MODULE* wrap = t.module("HWRAP");
+        NLG_MODULE* latch = t.module("LATCH");
+        t.port(latch, "din", NLG_IPORT::INPUT);
+        t.port(latch, "clk", NLG_IPORT::INPUT);
+        t.port(latch, "dout", NLG_IPORT::OUTPUT);
+        NLG_INSTANCE* l = t.instance(wrap, "latch", latch);
+        t.pin(l, "dout", t.net(wrap, "o", {t.port(wrap, "out", NLG_IPORT::OUTPUT)}));
+        stage(wrap, "TM", "tm", "t", l, "clk");
+        translator.add_mux("LATCH", true, "\"HIPI\"", "1000", "\"\"", false, {});
+        translator.add_mux("TM", true, "\"TMUX\"", "4", "\"R\"", false,
+                           {"muxin0", "muxin1", "muxout"});
+        if (with_m_stage) {
+            stage(wrap, "MM", "mm", "m", l, "din");
+            translator.add_mux("MM", true, "\"MMUX\"", "4", "\"R\"", false,
+                               {"muxin0", "muxin1", "muxout"});
+        }
+        t.instance(top, "w0", wrap);
+    }
+    void stage(NLG_MODULE* wrap, const std::string& module, const std::string& name,
+               const std::string& prefix, NLG_INSTANCE* latch, const std::string& latch_pin) {
+        NLG_MODULE* m = t.module(module);
+        t.port(m, "muxin0", NLG_IPORT::INPUT);
+        t.port(m, "muxin1", NLG_IPORT::INPUT);
+        t.port(m, "muxout", NLG_IPORT::OUTPUT);
+        NLG_INSTANCE* s = t.instance(wrap, name, m);
+        for (int i = 0; i < 2; ++i) {
+            std::string in = prefix + "in" + std::to_string(i);
+            t.pin(s, "muxin" + std::to_string(i),
+                  t.net(wrap, "n_" + in, {t.port(wrap, in, NLG_IPORT::INPUT)}));
+        }
+        NLG_NET* n = t.net(wrap, "n_" + name);
+        t.pin(s, "muxout", n);
+        t.pin(latch, latch_pin, n);
+    }
+    std::string merge() {
+        testing::internal::CaptureStdout();
+        translator.merge_muxes(&t.graph());
+        return testing::internal::GetCapturedStdout();
+    }
+};
+
+std::string settings_text(const PB::MUX_DESCRIPTION& d, int path) {
+    std::string out;
+    for (const auto& s : d.settings(path).setting())
+        out += std::to_string(s.subpath_index()) + ":" + s.value() + " ";
+    return out;
+}
+
+}  // namespace
+
+TEST(MuxMerger, HipiStagesShareOneDescription) {
+    HIPI_GRAPH g(true);
+    EXPECT_EQ(g.merge(), "");
+    const PB::MUX_DESCRIPTIONS& all = g.translator.get_mux_descriptions();
+    ASSERT_EQ(all.mux_descriptions_size(), 4);
+    const PB::MUX_DESCRIPTION& d = all.mux_descriptions(3);
+    EXPECT_EQ(d.name(), "HWRAP");
+    // The T stage reaches the output by the latch's clock: it is the HIPI stage, and the
+    // parameters are those of the M stage.
+    EXPECT_EQ(d.hipi_mux_type(), PB::MUX_DESCRIPTION::HIPI_T_MUX);
+    ASSERT_EQ(d.mux_params_size(), 4);
+    EXPECT_EQ(d.mux_params(0).value(), "HIPI_M_MUX");
+    EXPECT_EQ(d.mux_params(1).value(), "4");
+    EXPECT_EQ(d.mux_params(2).value(), "R");
+    const char* ins[] = {"tin0", "tin1", "min0", "min1"};
+    const char* settings[] = {"0:muxin0 1:clk ", "0:muxin1 1:clk ", "2:muxin0 1:din ",
+                              "2:muxin1 1:din "};
+    ASSERT_EQ(d.mux_paths_size(), 4);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(d.mux_paths(i).in(), ins[i]);
+        EXPECT_EQ(d.mux_paths(i).out(), "out");
+        EXPECT_EQ(d.mux_paths(i).is_hipi_path(), i < 2);
+        EXPECT_EQ(settings_text(d, i), settings[i]);
+    }
+    ASSERT_EQ(d.subpaths_size(), 3);
+    EXPECT_EQ(d.subpaths(1).name(0), "latch");
+    EXPECT_EQ(d.subpaths(2).name(0), "mm");
+}
+
+TEST(MuxMerger, WrapperWithoutParameters) {
+    HIPI_GRAPH g(false);
+    EXPECT_EQ(g.merge(), "/w0\nWarning: mux module HWRAP does not have any paramters!\n");
+    const PB::MUX_DESCRIPTION& d = g.translator.get_mux_descriptions().mux_descriptions(2);
+    EXPECT_EQ(d.mux_params_size(), 0);
+    EXPECT_EQ(d.mux_paths_size(), 2);
+
+    NLG_ANNSS annss(g.t.graph());
+    annss.add_type(PB::ANNS::ICDB);
+    TSL_MUX_MERGER merger(&annss, &g.translator);
+    EXPECT_FATAL(merger.exit_instance(*g.t.graph().get_module(0)->get_instance(0)),
+                 "Traverse is unset for visitor TSL_RE_FINDER!");
 }
