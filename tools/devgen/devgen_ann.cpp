@@ -121,8 +121,9 @@ void DG_BUILDER::annotate_top_ports() {
                 DG_PORT& rp = rtl.module(ri).m_ports[static_cast<size_t>(it->second)];
                 rp.m_has_record = true;
                 rp.m_logical_name = logical;
-                if (lp.m_record.has_re_name()) rp.m_record.set_re_name(lp.m_record.re_name());
+                rp.m_record.set_re_name(lp.m_record.re_name());
                 rp.m_record.set_re_index(bp.first_re_index() + k);
+                rp.m_record.set_is_route_type_normal(lp.m_record.is_route_type_normal());
             }
     }
 }

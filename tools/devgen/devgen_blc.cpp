@@ -215,7 +215,9 @@ void DG_BUILDER::annotate_blc() {
                 port.m_has_record = true;
                 port.m_logical_name = port.m_name;
                 port.m_record.set_is_route_type_normal(bp.route());
-                if (!bp.route()) continue;
+                // A root is a top-level block: the top-level port pass names every port of
+                // its logical block, routed or not; elsewhere route 0 leaves the port bare.
+                if (!bp.route() && instantiated[static_cast<size_t>(mi)]) continue;
                 PB::MUX_DESCRIPTION::MUXTYPE re =
                     !m.m_instances.empty() ? PB::MUX_DESCRIPTION::BLOCK_PORT
                     : e.internal()         ? PB::MUX_DESCRIPTION::BLC_INTERNAL_RE
