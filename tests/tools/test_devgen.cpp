@@ -281,7 +281,7 @@ DEVGEN::DG_COUNTS recount(const READ_VIEW& rtl) {
 }
 
 TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
-    for (const char* size : {"tiny", "small"}) {
+    for (const char* size : {"tiny", "tiny-warn", "small"}) {
         std::string dir = temp_dir(size);
         DG_DEVICE d(preset(size));
         generate(d, dir);
@@ -291,6 +291,17 @@ TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
         EXPECT_EQ(c.m_block_res, d.counts().m_block_res) << size;
         EXPECT_EQ(c.m_placements, d.counts().m_placements) << size;
         EXPECT_EQ(c.m_rtl_hier_nodes, d.counts().m_rtl_hier_nodes) << size;
+        if (std::string(size) == "tiny-warn") {
+            size_t lost = 0;
+            for (const auto& f : rtl.annss->get_icdb()
+                                     .get_module(*rtl.graph->get_top_module())
+                                     .flat_instance_nodes())
+                lost +=
+                    f.instance().bposition().col() == -1 && f.instance().bposition().row() == -1;
+            EXPECT_EQ(lost, 1u);
+            READ_VIEW blc(dir, "blc");
+            EXPECT_FALSE(blc.port("LOGIC", "dbg_out").has_re_name());
+        }
         // device.json carries the same numbers.
         std::string json = slurp(dir + "/device.json");
         EXPECT_NE(json.find("\"rtl_hier_nodes\": " + std::to_string(c.m_rtl_hier_nodes)),

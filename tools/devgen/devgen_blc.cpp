@@ -141,6 +141,11 @@ void DG_BUILDER::build_blc() {
     n.connect(logic, {"core." + bit("q", 0, a), bit("dataout", 0, a), "dl_out", "fb_out"});
     for (int k = 1; k < a; ++k) n.connect(logic, {"core." + bit("q", k, a), bit("dataout", k, a)});
     n.connect(logic, {"core.co", "cout"});
+    if (p.m_warn) {
+        // A port that the block-level data does not know, on the net of a described one.
+        n.add_port(logic, "dbg_out", DG_OUT);
+        n.connect(logic, {"core." + bit("q", 1, a), "dbg_out"});
+    }
     int32_t core = n.find_module("LOGIC_CORE");
     for (int k = 0; k < a; ++k) {
         std::string c = "cell" + std::to_string(k) + ".";
