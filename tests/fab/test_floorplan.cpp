@@ -3,6 +3,7 @@
 // generator's edge cases and fatal texts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "fab/fab_serializer.h"
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
+#include "floorplan_svg.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_test_util.h"
 
@@ -176,6 +178,44 @@ TEST(Floorplan, UnplacedBlockKeepsUnknownPlaceAndLeavesTheGrid) {
     EXPECT_EQ(py, -1.0f);
     EXPECT_EQ(fp->get_columns(), 2u);
     EXPECT_EQ(fp->get_rows(), 5u);
+}
+
+// Well-formedness of the small XML the picture uses: balanced, properly nested elements with
+// quoted attributes. Gives the number of elements whose start tag holds `mark`, or -1.
+int count_elements(const std::string& xml, const std::string& mark) {
+    std::vector<std::string> open;
+    int count = 0;
+    size_t at = 0;
+    while ((at = xml.find('<', at)) != std::string::npos) {
+        const size_t end = xml.find('>', at);
+        if (end == std::string::npos) return -1;
+        std::string tag = xml.substr(at + 1, end - at - 1);
+        at = end + 1;
+        if (tag[0] == '?') continue;
+        if (std::count(tag.begin(), tag.end(), '"') % 2) return -1;
+        if (tag[0] == '/') {
+            if (open.empty() || open.back() != tag.substr(1)) return -1;
+            open.pop_back();
+            continue;
+        }
+        if (tag.find(mark) != std::string::npos) ++count;
+        if (tag.back() == '/') continue;
+        open.push_back(tag.substr(0, tag.find(' ')));
+    }
+    return open.empty() ? count : -1;
+}
+
+TEST(Floorplan, PictureHasOneElementPerPlacedBlock) {
+    RUN run;
+    std::unique_ptr<FAB::FLOORPLAN> fp(run.api->create_floorplan());
+    std::ostringstream svg;
+    const FLOORPLAN_SVG_SUMMARY summary = write_floorplan_svg(*fp, svg);
+    EXPECT_EQ(summary.placed, 3);
+    EXPECT_EQ(summary.kinds, 2);
+    EXPECT_EQ(count_elements(svg.str(), "class=\"block\""), 3);
+    EXPECT_NE(svg.str().find("<title>lg LOGIC_X1Y0: LOGIC at column 1, row 0 (1 x 2)</title>"),
+              std::string::npos);
+    EXPECT_NE(svg.str().find(">IO (1)</text>"), std::string::npos);
 }
 
 const char* const UNKNOWN_BLOCK =
