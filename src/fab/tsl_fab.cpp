@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "fab/fab_routing_graph.h"
 #include "fab_iposition.h"
 #include "fab_itranslate.h"
 #include "icdb_iinstance_tree.h"
@@ -99,7 +100,16 @@ FAB::FLOORPLAN* FAB_IMPL::create_floorplan() {
 }
 
 FAB::ROUTING_GRAPH* FAB_IMPL::create_routing_graph() {
-    UTIL_FAIL("create_routing_graph is not available yet");
+    if (!m_floorplan)
+        UTIL_FAIL("Can't create routing graph without a floorplan. Call create_floorplan first.");
+    UTIL_ASSERT_MSG(m_rtl_graph, "m_rtl_graph");
+    UTIL_ASSERT_MSG(m_rtl_annss, "m_rtl_annss");
+    UTIL_ASSERT_MSG(m_blc_graph, "m_blc_graph");
+    UTIL_ASSERT_MSG(m_blc_annss, "m_blc_annss");
+    m_match.init(m_rtl_graph, m_blc_graph, m_rtl_annss, m_blc_annss);
+    return new FAB_ROUTING_GRAPH_IMPL(m_rtl_graph, m_rtl_annss, m_blc_graph, m_blc_annss,
+                                      m_instance_tree, m_position, m_translate, &m_match,
+                                      m_timer != nullptr);
 }
 
 NLG_IMODULE* RTL_TO_BLC_MATCH::get_match(const NLG_IMODULE* module) const {
