@@ -475,17 +475,21 @@ void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
 void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
     NLG_IMODULE* m = instance.get_module();
     const FAB_INSTANCES& path = m_traverse->get_hier_blks();
+    const MODULE& an = m_anns->get_module(*m);
+    const bool is_mux =
+        an.level() == MODULE::PRIM_MUX &&
+        !(an.mux_desc().is_template() ? an.mux_desc().is_first_stage()
+                                      : m_anns->get_instance(instance).mux_desc().is_first_stage());
+    const bool cached =
+        !m_state.m_no_cache && (m_edge_cache.count(m) != 0 || m_hipi_edge_cache.count(m) != 0);
+    // Most instances are neither muxes nor owners of cached edges: their node is not needed.
+    if (!is_mux && !cached) return;
     const uint64_t mux_node = m_state.m_main_ids.get_node(path, nullptr);
-    if (!m_state.m_no_cache) {
+    if (cached) {
         forget(m_edge_cache, m_pending, m, mux_node);
         forget(m_hipi_edge_cache, m_hipi_pending, m, mux_node);
     }
-    const MODULE& an = m_anns->get_module(*m);
-    if (an.level() != MODULE::PRIM_MUX) return;
-    const bool first_stage = an.mux_desc().is_template()
-                                 ? an.mux_desc().is_first_stage()
-                                 : m_anns->get_instance(instance).mux_desc().is_first_stage();
-    if (first_stage) return;
+    if (!is_mux) return;
 
     // The paths that no replay has made, and the ports at their ends.
     std::vector<int32_t> open_paths;

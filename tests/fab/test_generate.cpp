@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -23,6 +24,7 @@
 #include "fab/tsl_fab.h"
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_test_trace_graph.h"
+#include "nlg/nlg_test_util.h"
 
 namespace {
 
@@ -283,6 +285,31 @@ TEST(Generate, WithoutTheMemoTheSameEdges) {
     second->generate(traced);
     EXPECT_EQ(cached.m_nodes, traced.m_nodes);
     EXPECT_EQ(cached.m_edges, traced.m_edges);
+}
+
+// Annotations that contradict the netlist end with their texts.
+TEST(GenerateDeathTest, ContradictingAnnotations) {
+    auto run = [](const std::function<void(ROUTING_DEVICE&)>& spoil) {
+        ROUTING_DEVICE device;
+        spoil(device);
+        std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> graph(device.routing_graph());
+        RECORDING_BUILDER builder;
+        graph->generate(builder);
+    };
+    auto port = [](TRACE_GRAPH& g, const char* module, const char* name) {
+        return g.graph().get_module(g.sym(module))->get_port(g.sym(name));
+    };
+    EXPECT_FATAL(
+        run([&](ROUTING_DEVICE& d) {
+            d.rtl.rec(port(d.rtl, "mux_h", "muxout")).set_merge_type(PB::ICDB::APORT::MERGE);
+        }),
+        "blc_node_iter != m_mux_to_blc_node_map->end()");
+    EXPECT_FATAL(
+        run([&](ROUTING_DEVICE& d) { d.blc.rec(port(d.blc, "LOGIC", "din")).clear_re_name(); }),
+        "port din on module LOGIC doesn't have valid RE name!");
+    EXPECT_FATAL(
+        run([&](ROUTING_DEVICE& d) { d.blc.rec(port(d.blc, "CELL", "q")).clear_re_name(); }),
+        "port q on module CELL in BLC doesn't have valid RE name!");
 }
 
 }  // namespace
