@@ -456,7 +456,11 @@ void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
         const uint32_t dst = target.find_id(base + e.m_dst_offset);
         if (dst == FAB::ROUTING_GRAPH::INVALID_ID) continue;
         m_state.m_builder->add_edge(EDGE_IMPL(src, dst, true));
-        pending[base + static_cast<int64_t>(e.m_mux_offset)].insert(e.m_path_index);
+        const uint64_t mux_node = base + static_cast<int64_t>(e.m_mux_offset);
+        if (e.m_whole_path)
+            pending.m_paths[mux_node].insert(e.m_path_index);
+        else
+            pending.m_edges[mux_node].emplace(e.m_path_index, base + e.m_src_offset);
     }
 }
 
@@ -465,10 +469,18 @@ void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
     auto entry = cache.find(module);
     if (entry == cache.end()) return;
     for (const CACHED_EDGE& e : entry->second) {
-        auto it = pending.find(mux_node + static_cast<int64_t>(e.m_mux_offset));
-        if (it == pending.end()) continue;
-        it->second.erase(e.m_path_index);
-        if (it->second.empty()) pending.erase(it);
+        const uint64_t k = mux_node + static_cast<int64_t>(e.m_mux_offset);
+        if (e.m_whole_path) {
+            auto it = pending.m_paths.find(k);
+            if (it == pending.m_paths.end()) continue;
+            it->second.erase(e.m_path_index);
+            if (it->second.empty()) pending.m_paths.erase(it);
+        } else {
+            auto it = pending.m_edges.find(k);
+            if (it == pending.m_edges.end()) continue;
+            it->second.erase({e.m_path_index, mux_node + e.m_src_offset});
+            if (it->second.empty()) pending.m_edges.erase(it);
+        }
     }
 }
 
@@ -485,12 +497,18 @@ void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
     // Most instances are neither muxes nor owners of cached edges: their node is not needed.
     if (!is_mux && !cached) return;
     const uint64_t mux_node = m_state.m_main_ids.get_node(path, nullptr);
-    if (cached) {
+    if (is_mux) make_paths(instance, an, path, mux_node);
+    // The replayed paths of this instance are forgotten once its own paths are made: a path
+    // between two ports of one mux is kept at the mux's own module and replayed into it.
+    if (!m_state.m_no_cache) {
         forget(m_edge_cache, m_pending, m, mux_node);
         forget(m_hipi_edge_cache, m_hipi_pending, m, mux_node);
     }
-    if (!is_mux) return;
+}
 
+void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an,
+                                        const FAB_INSTANCES& path, uint64_t mux_node) {
+    NLG_IMODULE* m = instance.get_module();
     // The paths that no replay has made, and the ports at their ends.
     std::vector<int32_t> open_paths;
     std::set<NLG_IPORT*> ports;
@@ -498,8 +516,8 @@ void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
             const PENDING& pending = p.is_hipi_path() ? m_hipi_pending : m_pending;
-            auto it = pending.find(mux_node);
-            if (it != pending.end() && it->second.count(k)) continue;
+            auto it = pending.m_paths.find(mux_node);
+            if (it != pending.m_paths.end() && it->second.count(k)) continue;
         }
         open_paths.push_back(k);
         ports.insert(m->get_port(p.in()));
@@ -529,15 +547,33 @@ void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
         // A HIPI path goes to the mux's shadow node, even when the output merged.
         const uint64_t dst_node = is_hipi ? ends.m_own_node[out] : ends.m_end_node[out];
         const TSL_TRACED_PORT& dst = ends.m_end_re[out];
+        // Edges of a split path that a replay made are not made again.
+        const PENDING& pending = is_hipi ? m_hipi_pending : m_pending;
+        auto replayed = pending.m_edges.find(mux_node);
+        bool whole = true;
+        m_path_memo.clear();
         for (const TSL_TRACED_PORT& t : *list) {
             const uint64_t src_node = in->is_input()
                                           ? m_state.m_main_ids.get_node(t.m_instances, t.m_port)
                                           : ends.m_end_node[in];
             check_node(src_node, m, path, t.m_port);
             check_node(dst_node, m, path, out);
+            if (replayed != pending.m_edges.end() && replayed->second.count({k, src_node})) {
+                whole = false;
+                continue;
+            }
             add_edge_by_node(src_node, dst_node, t, dst, is_hipi);
             if (!m_state.m_no_cache)
-                memoise(t, dst, path, mux_node, src_node, dst_node, k, mux_index, is_hipi);
+                m_path_memo.push_back(
+                    memoise(t, dst, path, mux_node, src_node, dst_node, k, mux_index));
+        }
+        for (const auto& kept : m_path_memo)
+            if (kept.first != m_path_memo.front().first ||
+                kept.second.m_mux_offset != m_path_memo.front().second.m_mux_offset)
+                whole = false;
+        for (auto& kept : m_path_memo) {
+            kept.second.m_whole_path = whole;
+            (is_hipi ? m_hipi_edge_cache : m_edge_cache)[kept.first].push_back(kept.second);
         }
     }
 }
@@ -586,11 +622,10 @@ void FAB_CRF_EDGE_GENERATOR::check_node(uint64_t node, const NLG_IMODULE* module
     UTIL_FAIL("Abort due to invalid node ID!");
 }
 
-void FAB_CRF_EDGE_GENERATOR::memoise(const TSL_TRACED_PORT& src, const TSL_TRACED_PORT& dst,
-                                     const FAB_INSTANCES& path, uint64_t mux_node,
-                                     uint64_t src_node, uint64_t dst_node, int32_t path_index,
-                                     uint32_t mux_index, bool is_hipi) {
-    // The edge is kept at the smallest module that holds both ends.
+std::pair<const NLG_IMODULE*, CACHED_EDGE> FAB_CRF_EDGE_GENERATOR::memoise(
+    const TSL_TRACED_PORT& src, const TSL_TRACED_PORT& dst, const FAB_INSTANCES& path,
+    uint64_t mux_node, uint64_t src_node, uint64_t dst_node, int32_t path_index,
+    uint32_t mux_index) {
     auto common_prefix = [](const FAB_INSTANCES& a, const FAB_INSTANCES& b) {
         size_t n = 0;
         while (n < a.size() && n < b.size() && a[n] == b[n]) ++n;
@@ -609,7 +644,8 @@ void FAB_CRF_EDGE_GENERATOR::memoise(const TSL_TRACED_PORT& src, const TSL_TRACE
     e.m_src_offset = src_node - base;
     e.m_dst_offset = dst_node - base;
     e.m_mux_index = static_cast<uint16_t>(mux_index);
-    (is_hipi ? m_hipi_edge_cache : m_edge_cache)[owner].push_back(e);
+    e.m_whole_path = true;
+    return {owner, e};
 }
 
 // Edges at inserted REs

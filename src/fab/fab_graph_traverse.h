@@ -148,12 +148,20 @@ struct CACHED_EDGE {
     uint64_t m_src_offset;
     uint64_t m_dst_offset;
     uint16_t m_mux_index;
+    // Every edge of the path is kept at this one module, so a replay makes the whole path. A
+    // path whose sources lie under different modules is replayed edge by edge and traced again.
+    bool m_whole_path;
 };
 
 class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
   public:
     using EDGE_CACHE = std::unordered_map<const NLG_IMODULE*, std::vector<CACHED_EDGE>>;
-    using PENDING = std::unordered_map<uint64_t, std::set<int32_t>>;
+    // What replays made, by mux node: whole paths, and single edges of split paths by (path,
+    // source node).
+    struct PENDING {
+        std::unordered_map<uint64_t, std::set<int32_t>> m_paths;
+        std::unordered_map<uint64_t, std::set<std::pair<int32_t, uint64_t>>> m_edges;
+    };
 
     explicit FAB_CRF_EDGE_GENERATOR(FAB_GENERATE_STATE& state);
     void enter_graph(NLG_IGRAPH& graph) override;
@@ -171,6 +179,9 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
         std::map<NLG_IPORT*, uint64_t> m_own_node;
         std::map<NLG_IPORT*, std::vector<TSL_TRACED_PORT>> m_sources;
     };
+    // Traces the paths of a mux that no replay has made.
+    void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
+                    uint64_t mux_node);
     void replay(const EDGE_CACHE& cache, PENDING& pending, const NODE_ID_MAP& target,
                 const NLG_IMODULE* module, const FAB_INSTANCES& path);
     void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
@@ -178,9 +189,12 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     void find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports, ENDS& ends);
     void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
                     const NLG_IPORT* port) const;
-    void memoise(const TSL_TRACED_PORT& src, const TSL_TRACED_PORT& dst, const FAB_INSTANCES& path,
-                 uint64_t mux_node, uint64_t src_node, uint64_t dst_node, int32_t path_index,
-                 uint32_t mux_index, bool is_hipi);
+    // The edge as kept at the smallest module that holds both ends, and that module.
+    std::pair<const NLG_IMODULE*, CACHED_EDGE> memoise(const TSL_TRACED_PORT& src,
+                                                       const TSL_TRACED_PORT& dst,
+                                                       const FAB_INSTANCES& path, uint64_t mux_node,
+                                                       uint64_t src_node, uint64_t dst_node,
+                                                       int32_t path_index, uint32_t mux_index);
 
     EDGE_CACHE m_edge_cache;
     EDGE_CACHE m_hipi_edge_cache;
@@ -188,6 +202,7 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     PENDING m_hipi_pending;
     std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;
     FAB_INSTANCES m_common;
+    std::vector<std::pair<const NLG_IMODULE*, CACHED_EDGE>> m_path_memo;
 };
 
 class FAB_INSERTED_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {

@@ -25,6 +25,7 @@
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_test_trace_graph.h"
 #include "nlg/nlg_test_util.h"
+#include "fab/fab_test_builder.h"
 
 namespace {
 
@@ -195,52 +196,10 @@ struct ROUTING_DEVICE {
     }
 };
 
-// Keeps what a test compares: node lines and edges by kind, and the call sequence.
-class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
-  public:
-    using EDGES = std::multiset<std::tuple<uint32_t, uint32_t, uint32_t, bool>>;
-
-    void begin_graph() override { m_calls += "G"; }
-    void begin_nodes() override { m_calls += "N"; }
-    uint32_t add_node(const FAB::ROUTING_GRAPH::NODE& node) override {
-        int32_t x, y, z;
-        node.get_location(x, y, z);
-        std::ostringstream os;
-        os << node.get_unique_port().get_module_name() << "."
-           << node.get_unique_port().get_port_name() << " class " << node.get_re_class();
-        if (node.get_re_class() == 3)
-            os << " type "
-               << MUX_DESCRIPTION::MUXTYPE_Name(
-                      static_cast<MUX_DESCRIPTION::MUXTYPE>(node.get_node_type()));
-        else
-            os << " block " << node.get_block_name();
-        os << " at " << x << "," << y << "," << z << " index " << node.get_index() << " length "
-           << node.get_length() << "/" << node.get_clipped_length();
-        m_nodes.push_back(os.str());
-        return static_cast<uint32_t>(m_nodes.size() - 1);
-    }
-    void end_nodes() override { m_calls += "n"; }
-    void begin_edges(uint32_t kind) override {
-        m_calls += "E" + std::to_string(kind);
-        m_kind = kind;
-    }
-    void add_edge(const FAB::ROUTING_GRAPH::EDGE& e) override {
-        EXPECT_EQ(e.get_attribute(), 0u);
-        m_edges.emplace(m_kind, e.get_src(), e.get_dst(), e.is_generated());
-    }
-    void end_edges() override { m_calls += "e"; }
-    void end_graph() override { m_calls += "g"; }
-
-    std::string m_calls;
-    std::vector<std::string> m_nodes;
-    EDGES m_edges;
-    uint32_t m_kind = 99;
-};
-
 TEST(Generate, TwoTilesHandChecked) {
     ROUTING_DEVICE device;
     std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> graph(device.routing_graph());
-    RECORDING_BUILDER builder;
+    FAB_TEST::RECORDING_BUILDER builder;
     graph->generate(builder);
 
     EXPECT_EQ(builder.m_calls, "GNnE0E2E1E3eg");
@@ -258,7 +217,7 @@ TEST(Generate, TwoTilesHandChecked) {
         "mux_h.muxout class 3 type H at 1,0,0 index 0 length 1/0",
     };
     EXPECT_EQ(builder.m_nodes, nodes);
-    const RECORDING_BUILDER::EDGES edges = {
+    const FAB_TEST::RECORDING_BUILDER::EDGES edges = {
         // CRF: the LOGIC output into both muxes of its tile (m1's edge lands on din), the
         // wire of tile 0 into both muxes of tile 1.
         {0, 1, 8, true},
@@ -277,7 +236,7 @@ TEST(Generate, TwoTilesHandChecked) {
 
 TEST(Generate, WithoutTheMemoTheSameEdges) {
     ROUTING_DEVICE device;
-    RECORDING_BUILDER cached, traced;
+    FAB_TEST::RECORDING_BUILDER cached, traced;
     std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> first(device.routing_graph());
     first->generate(cached);
     std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> second(device.routing_graph());
@@ -293,7 +252,7 @@ TEST(GenerateDeathTest, ContradictingAnnotations) {
         ROUTING_DEVICE device;
         spoil(device);
         std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> graph(device.routing_graph());
-        RECORDING_BUILDER builder;
+        FAB_TEST::RECORDING_BUILDER builder;
         graph->generate(builder);
     };
     auto port = [](TRACE_GRAPH& g, const char* module, const char* name) {
