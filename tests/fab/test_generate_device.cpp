@@ -88,7 +88,9 @@ void sweep(const std::string& size) {
             ADD_FAILURE() << "edge " << builder.m_edges.count(e) << " times: kind " << kind << " "
                           << builder.m_nodes[src] << " -> " << builder.m_nodes[dst];
         // Bridges are the CRF edges that no trace made.
-        if (kind != 0) EXPECT_EQ(std::get<3>(e), kind != 3) << "generated flag, kind " << kind;
+        if (kind != 0) {
+            EXPECT_EQ(std::get<3>(e), kind != 3) << "generated flag, kind " << kind;
+        }
         if (kind == 3) {
             EXPECT_TRUE(is_shadow(nodes[src].m_type)) << "VIRTUAL from a node that is no shadow";
             EXPECT_TRUE(virtual_sources.insert(src).second) << "two VIRTUAL edges from " << src;
