@@ -19,11 +19,6 @@
 #include "util/util_assert.h"
 #include "util/util_timer.h"
 
-int32_t g_min_x = 0;
-int32_t g_min_y = 0;
-int32_t g_max_x = 0;
-int32_t g_max_y = 0;
-
 FAB::ROUTING_GRAPH::~ROUTING_GRAPH() = default;
 FAB::ROUTING_GRAPH::IBUILDER::~IBUILDER() = default;
 FAB::ROUTING_GRAPH::NODE::~NODE() = default;

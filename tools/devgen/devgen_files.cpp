@@ -166,17 +166,20 @@ bool dg_write_files(const DG_DEVICE& d, const std::string& dir, std::string& err
         google::protobuf::TextFormat::PrintToString(m, &s);
         return s;
     };
-    return write_file(
-               dir + "/blc_data.pb.txt", [&](std::ostream& o) { o << text(d.blc_data()); },
-               error) &&
-           write_file(
-               dir + "/mux.pb.txt", [&](std::ostream& o) { o << text(d.mux_descriptions()); },
-               error) &&
-           write_file(
-               dir + "/placements.pb.txt", [&](std::ostream& o) { dg_write_placements(d, o); },
-               error) &&
-           write_file(
-               dir + "/device.json", [&](std::ostream& o) { dg_write_json(d, o); }, error);
+    using WRITER = std::function<void(std::ostream&)>;
+    const std::pair<const char*, WRITER> outputs[] = {
+        {"blc_data.pb.txt", [&](std::ostream& o) { o << text(d.blc_data()); }},
+        {"mux.pb.txt", [&](std::ostream& o) { o << text(d.mux_descriptions()); }},
+        {"placements.pb.txt", [&](std::ostream& o) { dg_write_placements(d, o); }},
+        {"device.json", [&](std::ostream& o) { dg_write_json(d, o); }},
+        {"cells.v", [&](std::ostream& o) { dg_write_cells_verilog(d, o); }},
+        {"rtl.v", [&](std::ostream& o) { dg_write_rtl_verilog(d, o); }},
+        {"blc.v", [&](std::ostream& o) { dg_write_blc_verilog(d, o); }},
+        {"oracle.txt", [&](std::ostream& o) { dg_write_oracle(d, o); }},
+    };
+    for (const auto& out : outputs)
+        if (!write_file(dir + "/" + out.first, out.second, error)) return false;
+    return true;
 }
 
 }  // namespace DEVGEN

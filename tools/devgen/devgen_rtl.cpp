@@ -67,17 +67,17 @@ void DG_BUILDER::declare_rtl() {
     declare_blocks();
     declare_wrappers();
     declare_cells();
-    int32_t inv = n.add_module("inv", 5);
+    int32_t inv = n.add_module("prim_inv", 5);
     n.add_port(inv, "a", DG_IN);
     n.add_port(inv, "y", DG_OUT);
-    int32_t tri = n.add_module("tri", 6);
+    int32_t tri = n.add_module("prim_tri", 6);
     n.add_port(tri, "a", DG_IN);
     n.add_port(tri, "en", DG_IN);
     n.add_port(tri, "y", DG_OUT);
-    int32_t buf = n.add_module("buf", 7);
+    int32_t buf = n.add_module("prim_buf", 7);
     n.add_port(buf, "a", DG_IN);
     n.add_port(buf, "y", DG_OUT);
-    for (const char* prim : {"inv", "tri", "buf"}) {
+    for (const char* prim : {"prim_inv", "prim_tri", "prim_buf"}) {
         DG_MODULE& m = n.module(prim);
         m.m_attributes.push_back({"fab_primitive", std::to_string(m.m_primitive)});
     }
@@ -345,9 +345,9 @@ void DG_BUILDER::body_rt_tile() {
     n.add_port(rt, "cd1", DG_INOUT);
 
     n.add_instance(rt, "red", n.find_module("cc_redmux"));
-    n.add_instance(rt, "inv0", n.find_module("inv"));
-    n.add_instance(rt, "inv1", n.find_module("inv"));
-    n.add_instance(rt, "bf0", n.find_module("buf"));
+    n.add_instance(rt, "inv0", n.find_module("prim_inv"));
+    n.add_instance(rt, "inv1", n.find_module("prim_inv"));
+    n.add_instance(rt, "bf0", n.find_module("prim_buf"));
     struct MUX {
         std::string m_inst;
         std::string m_module;
@@ -371,7 +371,7 @@ void DG_BUILDER::body_rt_tile() {
     for (const MUX& m : muxes) n.add_instance(rt, m.m_inst, n.find_module(m.m_module));
     n.add_instance(rt, "gclk_dolsgn_sb_dolsgn_0", n.find_module("clk_mux2"));
     n.add_instance(rt, "cw", n.find_module("clk_wrap"));
-    n.add_instance(rt, "tr0", n.find_module("tri"));
+    n.add_instance(rt, "tr0", n.find_module("prim_tri"));
     n.add_instance(rt, "cd_dolsgn_sb_bi_dolsgn_0", n.find_module("an_cc_clkdrv_bi"));
     n.add_instance(rt, "buf0", n.find_module("rt_buffer_h1"));
     n.add_instance(rt, "odd0", n.find_module("rt_mux_odd"));
