@@ -37,6 +37,7 @@ const char* const USAGE =
     "options:\n"
     "  --stats-json FILE  write the summary as JSON\n"
     "  --dump-graph FILE  write the graph as text: one line per node, one per edge\n"
+    "  --timers           let the library print the time of each of its steps\n"
     "  --help             this text\n";
 
 // Options, as a table so that a new one is one more entry.
@@ -44,11 +45,21 @@ struct OPTIONS {
     std::string m_dir;
     std::string m_stats_json;
     std::string m_dump_graph;
+    bool m_timers = false;
 };
 
 struct OPTION {
     const char* m_name;
     std::string OPTIONS::*m_value;
+};
+
+struct FLAG {
+    const char* m_name;
+    bool OPTIONS::*m_value;
+};
+
+const FLAG FLAG_TABLE[] = {
+    {"--timers", &OPTIONS::m_timers},
 };
 
 const OPTION OPTION_TABLE[] = {
@@ -68,6 +79,13 @@ OPTIONS parse(int argc, char** argv) {
         if (arg == "--help" || arg == "-h") {
             std::cout << USAGE;
             std::exit(0);
+        }
+        const FLAG* flag = nullptr;
+        for (const FLAG& f : FLAG_TABLE)
+            if (arg == f.m_name) flag = &f;
+        if (flag) {
+            options.*(flag->m_value) = true;
+            continue;
         }
         const OPTION* found = nullptr;
         for (const OPTION& option : OPTION_TABLE)
@@ -206,7 +224,7 @@ int main(int argc, char** argv) {
     auto dump = open_output(options.m_dump_graph);
 
     SUMMARY summary;
-    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, options.m_timers));
     std::unique_ptr<FAB::FLOORPLAN> floorplan;
     std::unique_ptr<FAB::ROUTING_GRAPH> graph;
     CSR_BUILDER builder;
