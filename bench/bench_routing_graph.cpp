@@ -50,7 +50,8 @@ std::string device_dir(const std::string& size) {
                                 .string();
     if (!std::filesystem::exists(dir + "/blc.ann")) {
         DEVGEN::DG_PARAMS params;
-        DEVGEN::dg_preset(size, params);
+        if (!DEVGEN::dg_preset(size, params) || !DEVGEN::dg_check(params).empty())
+            return std::string();
         DEVGEN::DG_DEVICE device(params);
         std::filesystem::create_directories(dir);
         std::string error;
@@ -69,7 +70,7 @@ void BM_WholeRun(benchmark::State& state) {
     const std::string size = SIZES[state.range(0)];
     const std::string dir = device_dir(size);
     if (dir.empty()) {
-        state.SkipWithError("cannot write the device files");
+        state.SkipWithError("the generator cannot make this size");
         return;
     }
     for (auto _ : state) {
