@@ -9,6 +9,7 @@
 
 #include "ann/annss.h"
 #include "nlg/nlg_graph.h"
+#include "nlg/nlg_test_graph.h"
 #include "util/util_symbol.h"
 
 namespace NLG_TEST {

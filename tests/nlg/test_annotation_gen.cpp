@@ -12,7 +12,6 @@
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
 #include "nlg/nlg_test_trace_graph.h"
-#include "nlg/nlg_test_util.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;

@@ -7,7 +7,6 @@
 
 #include "nlg/nlg_graph.h"
 #include "nlg_test_graph.h"
-#include "nlg_test_util.h"
 #include "tsl_ivisitor.h"
 
 using namespace NLG_TEST;
@@ -274,14 +273,6 @@ TEST(NlgGraph, FanListsAreAbsentUntilUsed) {
     ASSERT_NE(b->get_fanin_refs(), nullptr);
     b->delete_fanin_refs();
     EXPECT_EQ(b->get_fanin_refs(), nullptr);
-}
-
-TEST(NlgGraph, PopulateFaninFanoutRunsOnce) {
-    std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    g->set_fanin_fanout_done(true);
-    g->populate_fanin_fanout(nullptr);
-    g->populate_fanin_fanout(nullptr);
-    EXPECT_TRUE(g->get_fanin_fanout_done());
 }
 
 // Records each dispatch as kind and name.

@@ -182,17 +182,11 @@ struct PRINT_FIXTURE : testing::Test {
 
 }  // namespace
 
-TEST_F(PRINT_FIXTURE, PortForm) {
+TEST_F(PRINT_FIXTURE, PortNetAndInstanceForms) {
     EXPECT_EQ(printed(*static_cast<NLG_IPORT*>(top->port(1))), "PORT {b:33554433}\n");
-}
-
-TEST_F(PRINT_FIXTURE, NetForm) {
     EXPECT_EQ(printed(*static_cast<NLG_INET*>(top->net(0))),
               "NET {n:50331648 m_ports = {" + pointer_text(top->port(0)) + " " +
                   pointer_text(top->port(1)) + " }}\n");
-}
-
-TEST_F(PRINT_FIXTURE, InstanceForm) {
     EXPECT_EQ(printed(*static_cast<NLG_IINSTANCE*>(top->instance(1))),
               "NLG_INSTANCE {\n   m_name = u1\n   m_id = 67108865\n   m_module = leaf\n"
               "   m_parent = top\n}\n");

@@ -13,8 +13,7 @@
 #include "ann/annss.h"
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_graph_traverse.h"
-#include "nlg_test_builder.h"
-#include "nlg_test_util.h"
+#include "nlg_test_graph.h"
 
 namespace {
 

@@ -9,10 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "nlg_test_graph.h"
 #include "nlg/nlg_hierarchy.h"
-#include "nlg_test_tree_graph.h"
-#include "nlg_test_union.h"
-#include "nlg_test_util.h"
 
 using namespace NLG_TEST;
 

@@ -8,12 +8,11 @@
 #include <set>
 #include <string>
 
+#include "nlg_test_graph.h"
 #include "nlg/nlg_graph_traverse.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_hybrid_graph.h"
 #include "nlg_iinstance_tree.h"
-#include "nlg_test_union.h"
-#include "nlg_test_util.h"
 
 using namespace NLG_TEST;
 

@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "nlg_test_graph.h"
 #include "nlg/nlg_instance_tree.h"
-#include "nlg_test_tree_graph.h"
-#include "nlg_test_util.h"
 
 using namespace NLG_TEST;
 

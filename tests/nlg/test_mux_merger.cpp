@@ -9,7 +9,6 @@
 #include "nlg/nlg_mux_merger.h"
 #include "nlg/nlg_mux_translator.h"
 #include "nlg/nlg_test_trace_graph.h"
-#include "nlg/nlg_test_util.h"
 
 namespace {
 

@@ -13,7 +13,6 @@
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
 #include "nlg_test_graph.h"
-#include "nlg_test_util.h"
 #include "symbol_table.pb.h"
 #include "util/util_protobuf.h"
 

@@ -8,7 +8,6 @@
 
 #include "nlg/nlg_graph_trace.h"
 #include "nlg_test_trace_graph.h"
-#include "nlg_test_util.h"
 
 using NLG_TEST::PRIMITIVES;
 using NLG_TEST::TRACE_GRAPH;

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "edgemap.pb.h"
-#include "modules_fixture.h"
+#include "mem_modules.h"
 #include "util/util_edgemap.h"
 #include "util/util_indent.h"
 #include "util/util_protobuf.h"

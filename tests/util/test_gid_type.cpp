@@ -166,15 +166,6 @@ TEST(GidType, TextReaderNeedsSymbolFile) {
     EXPECT_EXIT(read_type("H5"), testing::ExitedWithCode(255), "s_current_symbol_file != NULL");
 }
 
-TEST(GidType, SetSymbolFileSetsTheReadersFile) {
-    TYPES t;
-    EXPECT_EQ(GID_TYPE_BUILDER::s_current_symbol_file, &t.m_file);
-    SYMBOL_FILE other;
-    GID_TYPE_BUILDER later;
-    later.set_symbol_file(&other);
-    EXPECT_EQ(GID_TYPE_BUILDER::s_current_symbol_file, &other);
-}
-
 namespace {
 
 // Writes the table, then the writer's symbol section; reads both into a fresh reader table.

@@ -53,22 +53,6 @@ TEST(Indent, ManipulatorsWithoutFilterDoNothing) {
     EXPECT_EQ(get_indent(os), nullptr);
 }
 
-TEST(Indent, DetailAndSymbolDetail) {
-    std::ostringstream os;
-    INDENT guard(os, 3);
-    EXPECT_TRUE(has_indent(os));
-    EXPECT_EQ(get_detail(os), 1);
-    os << detail_0;
-    EXPECT_EQ(get_detail(os), 0);
-    set_detail(os, 4);
-    EXPECT_EQ(get_detail(os), 4);
-    EXPECT_FALSE(get_symbol_detail(os));
-    os << symbol_detail;
-    EXPECT_TRUE(get_symbol_detail(os));
-    set_symbol_detail(os, false);
-    EXPECT_FALSE(get_symbol_detail(os));
-}
-
 TEST(Indent, ExportedFactoryRestoresStream) {
     std::ostringstream os;
     std::streambuf* original = buffer_of(os);

@@ -6,7 +6,7 @@
 
 #include <sstream>
 
-#include "modules_fixture.h"
+#include "mem_modules.h"
 #include "util/util_hierarchy_serializable.h"
 #include "util/util_symbol_file.h"
 

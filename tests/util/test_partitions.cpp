@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "modules_fixture.h"
+#include "mem_modules.h"
 #include "util/util_hierarchy_serializable.h"
 #include "util/util_indent.h"
 #include "util/util_partitions.h"

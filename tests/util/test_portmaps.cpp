@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "modules_fixture.h"
+#include "mem_modules.h"
 #include "mux.pb.h"
 #include "util/util_indent.h"
 #include "util/util_mux_descriptions.h"
