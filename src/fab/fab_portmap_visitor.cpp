@@ -16,9 +16,7 @@ namespace FAB {
 PORTMAP_VISITOR::PORTMAP_VISITOR(const PORTMAP_CONTEXT* context,
                                  const PB::PORTMAPS::SPECIFICATIONS::PARENTS& parents,
                                  const PB::PORTMAPS::SPECIFICATIONS::CHILDREN& children)
-    : m_context(context),
-      m_traverse(nullptr),
-      m_tracer(RTL::create_trace2(context->m_annss)) {
+    : m_context(context), m_traverse(nullptr), m_tracer(RTL::create_trace2(context->m_annss)) {
     m_tracer->set_visitor(this);
     m_traverse = new TSL_TRAVERSE_MUX(this, context->m_annss, nullptr);
     set_traverse(m_traverse);
@@ -26,9 +24,9 @@ PORTMAP_VISITOR::PORTMAP_VISITOR(const PORTMAP_CONTEXT* context,
                      parents.parent_module_indexes().end());
     m_module_to_ports.reserve(static_cast<size_t>(children.mports_size()));
     for (const auto& mports : children.mports()) {
-        m_module_to_ports.emplace(static_cast<uint32_t>(mports.module_index()),
-                                  std::vector<uint32_t>(mports.port_index().begin(),
-                                                        mports.port_index().end()));
+        m_module_to_ports.emplace(
+            static_cast<uint32_t>(mports.module_index()),
+            std::vector<uint32_t>(mports.port_index().begin(), mports.port_index().end()));
     }
 }
 
@@ -65,7 +63,8 @@ void PORTMAP_VISITOR::exit_instance(NLG_IINSTANCE& instance) {
         if (m_found_ports.empty()) continue;
         m_context->m_path->set(&stack, p, m_root);
         uint32_t reached_module = 0;
-        const uint64_t subnode = m_context->m_hierarchy->get_node(reached_module, *m_context->m_path);
+        const uint64_t subnode =
+            m_context->m_hierarchy->get_node(reached_module, *m_context->m_path);
         UTIL_ASSERT(subnode != UTIL::IHIERARCHY::INVALID_NODE);
         if (m_current == nullptr) {
             m_current = m_portmap->add_module_to_subnode_to_ports();

@@ -108,8 +108,7 @@ void TRANSLATE::init_type_tables() {
 
 void TRANSLATE::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
     UTIL_ASSERT((m_nx == UTIL::IGID_CONVERTER::INVALID) &&
-                (m_ny == UTIL::IGID_CONVERTER::INVALID) &&
-                (m_nz == UTIL::IGID_CONVERTER::INVALID));
+                (m_ny == UTIL::IGID_CONVERTER::INVALID) && (m_nz == UTIL::IGID_CONVERTER::INVALID));
     m_nx = nx;
     m_ny = ny;
     m_nz = nz;
@@ -117,8 +116,7 @@ void TRANSLATE::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
 
 void TRANSLATE::set_global_types(const GLOBAL_TYPES& types) {
     UTIL_ASSERT((m_nx != UTIL::IGID_CONVERTER::INVALID) &&
-                (m_ny != UTIL::IGID_CONVERTER::INVALID) &&
-                (m_nz != UTIL::IGID_CONVERTER::INVALID));
+                (m_ny != UTIL::IGID_CONVERTER::INVALID) && (m_nz != UTIL::IGID_CONVERTER::INVALID));
     m_gidmap = UTIL::create_gid64_builder();
     m_gidmap->set_symbol_file(&m_symbol_file);
     m_gidmap->set_dimensions(m_nx, m_ny, m_nz);
@@ -128,11 +126,11 @@ void TRANSLATE::set_global_types(const GLOBAL_TYPES& types) {
 void TRANSLATE::set_sectors(const std::vector<NS_SYMBOL::SYM>& sectors) {
     UTIL_ASSERT(m_modules != NULL);
     UTIL_ASSERT((m_nx != UTIL::IGID_CONVERTER::INVALID) &&
-                (m_ny != UTIL::IGID_CONVERTER::INVALID) &&
-                (m_nz != UTIL::IGID_CONVERTER::INVALID));
+                (m_ny != UTIL::IGID_CONVERTER::INVALID) && (m_nz != UTIL::IGID_CONVERTER::INVALID));
     std::vector<uint32_t> module_indexes;
     module_indexes.reserve(sectors.size());
-    for (NS_SYMBOL::SYM sector : sectors) module_indexes.push_back(m_hierarchy->get_module_index(sector));
+    for (NS_SYMBOL::SYM sector : sectors)
+        module_indexes.push_back(m_hierarchy->get_module_index(sector));
     UTIL::IHIERARCHY::IPARTITIONS* partitions = m_hierarchy->create_partitions();
     const bool ok = partitions->set_partitions(module_indexes);
     UTIL_ASSERT_MSG(ok, "partitions->set_modules(module_indexes)");
@@ -157,9 +155,10 @@ NS_SYMBOL::SYM TRANSLATE::to_internal_symbol(NS_SYMBOL::SYM name) const {
     if (static_cast<int32_t>(name.get_table_id()) == m_symbol_table_id) return name;
     const UTIL::SYMBOL_TABLE* st = m_symbol_file.get_internal_const();
     const UTIL::SYMBOL_TABLE* from = UTIL::symbol_tables().get_table(name.get_table_id());
-    NS_SYMBOL::SYM internal = from ? st->find(from->name_of(name)) : st->get_unknown();
+    const std::string& text = from ? from->name_of(name) : st->name_of(st->get_unknown());
+    NS_SYMBOL::SYM internal = st->find(text);
     if (internal.is_unknown()) {
-        std::cout << "Unable to convert " << name << " to internal symbol" << std::endl;
+        std::cout << "Unable to convert " << text << " to internal symbol" << std::endl;
     }
     return internal;
 }
@@ -188,7 +187,8 @@ void TRANSLATE::fill_gid_type_fields(UTIL::IGID_CONVERTER& converter, int32_t re
         case 3: {
             converter.set_gclass(PB::GID_TYPE::GLOBAL);
             converter.set_name(UTIL::at(m_mux_type_to_symbol, static_cast<size_t>(node_type)));
-            const bool wire = node_type == PB::MUX_DESCRIPTION::H || node_type == PB::MUX_DESCRIPTION::V;
+            const bool wire =
+                node_type == PB::MUX_DESCRIPTION::H || node_type == PB::MUX_DESCRIPTION::V;
             converter.set_length(wire ? length : -1);
             break;
         }
@@ -345,8 +345,9 @@ UTIL::GID64 TRANSLATE::map_specific_mux_port_to_gid(uint64_t specific_port) {
     if (module_index == UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID ||
         port_index == static_cast<uint32_t>(-1)) {
         std::ostringstream text;
-        text << "map_specific_mux_port_to_gid" << ": " << "Illegal specific_port = "
-             << specific_port;
+        text << "map_specific_mux_port_to_gid"
+             << ": "
+             << "Illegal specific_port = " << specific_port;
         m_error.m_ok = false;
         m_error.m_message = text.str();
         return UTIL::GID64();
@@ -477,7 +478,8 @@ const UTIL::IHIERARCHY::IPORT* GID_SPLITTER::get_input_port() const {
     if (path >= desc.mux_ipaths_size()) UTIL::throw_vector_subscript();
     const uint32_t module_index = m_tlsplitter->get_tlattribute()->get_module_index();
     const UTIL::IHIERARCHY::IMODULES* modules = m_translate->get_hierarchy()->get_modules();
-    return modules->get_module(module_index)->get_port(static_cast<uint32_t>(desc.mux_ipaths(path).in()));
+    return modules->get_module(module_index)
+        ->get_port(static_cast<uint32_t>(desc.mux_ipaths(path).in()));
 }
 
 const UTIL::ISUBATTRIBUTE_SETTINGS* GID_SPLITTER::get_path_settings() const {

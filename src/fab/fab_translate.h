@@ -114,8 +114,8 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     // port (direction 0 or 1), 1 block port, 2 block-internal RE, 3 core routing (node type and
     // length). Block names are of the netlist's table.
     void fill_gid_type_fields(UTIL::IGID_CONVERTER& converter, int32_t re_class,
-                              int32_t port_direction, NS_SYMBOL::SYM block_name,
-                              int32_t node_type, int32_t length) const;
+                              int32_t port_direction, NS_SYMBOL::SYM block_name, int32_t node_type,
+                              int32_t length) const;
 
     uint32_t get_n_gids() const { return m_n_gids; }
     UTIL::GID64_BUILDER* get_gidmap() const { return m_gidmap; }
