@@ -266,19 +266,24 @@ bool TRANSLATE::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
 }
 
 bool TRANSLATE::read_sections(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format,
-                              std::string& failure) {
+                              std::string& failure, std::vector<int64_t>* section_ends) {
     // A second read would find the tables of the first in use.
     UTIL_ASSERT(m_modulesmap == NULL);
     auto fail = [&failure](const char* section) {
         failure = std::string("Failed read of ") + section;
         return false;
     };
+    auto done = [input, section_ends]() {
+        if (section_ends) section_ends->push_back(input->ByteCount());
+    };
     m_symbol_file.set_internal(UTIL::symbol_tables().new_table());
     if (!m_symbol_file.read(input, format)) return fail("symbol file");
+    done();
 
     m_modulesmap = new UTIL::MODULES_BUILDER();
     m_modulesmap->set_symbol_file(&m_symbol_file);
     if (!m_modulesmap->read(input, format)) return fail("modulesmap");
+    done();
     m_modules = m_modulesmap->get_modules();
     m_hierarchy = new UTIL::HIERARCHY(m_modules);
     read_hierarchies().push_back(m_hierarchy);
@@ -288,33 +293,40 @@ bool TRANSLATE::read_sections(google::protobuf::io::ZeroCopyInputStream* input, 
     m_mux_descriptions = new UTIL::MUX_DESCRIPTIONS();
     m_mux_descriptions->set_symbol_file(&m_symbol_file);
     m_mux_descriptions->read_stream(input, format);
+    done();
 
     m_tlblocks = new UTIL::TLBLOCKS_BUILDER();
     m_tlblocks->set_symbol_file(&m_symbol_file);
     m_tlblocks->set_hierarchy(m_hierarchy);
     if (!m_tlblocks->read_stream(input, format)) return fail("tlblocks");
+    done();
 
     m_portmaps = new UTIL::PORTMAPS_BUILDER();
     m_portmaps->set_symbol_file(&m_symbol_file);
     m_portmaps->set_hierarchy(m_hierarchy);
     if (!m_portmaps->read_stream(input, format)) return fail("portmaps");
+    done();
 
     m_partitions = m_hierarchy->create_partitions();
     UTIL::PARTITIONS_SERIALIZABLE partitions(nullptr, m_partitions);
     if (!partitions.read(input, format)) return fail("partitions");
+    done();
 
     m_gidmap = UTIL::create_gid64_builder();
     m_gidmap->set_symbol_file(&m_symbol_file);
     if (!m_gidmap->read_stream(input, format)) return fail("gidmap");
+    done();
 
     m_nodemap = new UTIL::NODEMAP64();
     m_nodemap->set_hierarchy(m_hierarchy);
     m_nodemap->set_gid_builder(m_gidmap);
     if (!m_nodemap->read_stream(input, format)) return fail("nodemap");
+    done();
 
     m_edgemap = new UTIL::EDGECACHE_BUILDER();
     m_edgemap->set_hierarchy(m_hierarchy);
     if (!m_edgemap->read_stream(input, format)) return fail("edgemap");
+    done();
     return true;
 }
 

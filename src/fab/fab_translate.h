@@ -58,9 +58,10 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     bool read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format);
     // The same reading without the fatal end: false with the failed read's text in `failure`,
     // for programs that answer a bad file themselves. Failures inside a table's own reader
-    // still end the process with that table's words.
+    // still end the process with that table's words. When given, `section_ends` receives the
+    // input's byte count after each section read.
     bool read_sections(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format,
-                       std::string& failure);
+                       std::string& failure, std::vector<int64_t>* section_ends = nullptr);
     ERROR& get_error() override { return m_error; }
 
     // Queries.
