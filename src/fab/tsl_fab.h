@@ -5,7 +5,10 @@
 // modules of the two views.
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "fab_api.h"
@@ -15,6 +18,8 @@
 
 class NLG_IANNSS;
 class FAB_IPOSITION;
+class FAB_FLOORPLAN_IMPL;
+class FAB_ISERIALIZER;
 namespace ICDB {
 class IINSTANCE_TREE;
 }
@@ -22,8 +27,27 @@ namespace FAB {
 class ITRANSLATE_BUILDER;
 }
 
+// Grid bounds of the device, set by create_floorplan: 0, 0, columns - 1, rows - 1. Shared by
+// every run of the process; the last floorplan wins.
+extern int32_t g_min_x;
+extern int32_t g_min_y;
+extern int32_t g_max_x;
+extern int32_t g_max_y;
+
+// Pairs netlist modules with block-level modules that carry the same logical name and
+// implementation, and the ports of each pair by name.
 class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
   public:
+    using LOGICAL_PAIR = std::pair<std::string, std::string>;
+    // 64-bit FNV-1a of each text, folded to h ^ (h >> 32); the first fold complemented, the
+    // two combined by xor.
+    struct PAIR_HASH {
+        size_t operator()(const LOGICAL_PAIR& pair) const;
+    };
+
+    // Fills both maps; the four objects are not owned and must outlive the match.
+    void init(NLG_IGRAPH* rtl_graph, NLG_IGRAPH* blc_graph, NLG_IANNSS* rtl_annss,
+              NLG_IANNSS* blc_annss);
     NLG_IMODULE* get_match(const NLG_IMODULE* module) const override;
     void get_port_symbols(const NLG_IMODULE* module,
                           std::vector<NS_SYMBOL::SYM>& symbols) const override;
@@ -31,6 +55,10 @@ class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
     NLG_IPORT* get_rtl_port(const NLG_IPORT* blc_port) const;
 
   private:
+    // The port's name as the block-level view knows it: its logical name, else its own.
+    const std::string& port_name(const NLG_IPORT& port) const;
+    void pair_ports(const NLG_IMODULE* rtl_module, const NLG_IMODULE* blc_module);
+
     NLG_IGRAPH* m_rtl_graph = nullptr;
     NLG_IGRAPH* m_blc_graph = nullptr;
     NLG_IANNSS* m_rtl_annss = nullptr;
@@ -59,10 +87,17 @@ class FAB_IMPL : public FAB::API {
     NLG_IANNSS* get_rtl_annss() const { return m_rtl_annss; }
     NLG_IANNSS* get_blc_annss() const { return m_blc_annss; }
     TESSEL_API* get_api() const { return m_api; }
+    // Diagnosis: create_floorplan writes each call of the floorplan protocol to the stream.
+    void set_floorplan_trace(std::ostream* os) { m_floorplan_trace = os; }
 
   private:
     // A step timer exists only when the run was made with timers.
     SCOPE_TIMER* start_timer(const char* label) const;
+    // The definitions of the floorplan: the device, then every block-level module that is not
+    // a primitive mux, with its ports. Gives the number of block-level definitions.
+    uint32_t serialize_definitions(FAB_ISERIALIZER& serializer);
+    void serialize_placed_blocks(FAB_ISERIALIZER& serializer);
+    void serialize_block_bodies(FAB_ISERIALIZER& serializer);
 
     TESSEL_API* m_api = nullptr;
     NLG_IGRAPH* m_rtl_graph = nullptr;
@@ -79,4 +114,5 @@ class FAB_IMPL : public FAB::API {
     NLG_IGRAPH::IHPATH* m_hpath_a = nullptr;
     NLG_IGRAPH::IHPATH* m_hpath_b = nullptr;
     FAB::ITRANSLATE_BUILDER* m_translate = nullptr;
+    std::ostream* m_floorplan_trace = nullptr;
 };

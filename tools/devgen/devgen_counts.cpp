@@ -1,0 +1,115 @@
+// What the generator designed, counted from its own model: routing muxes by type and block REs
+// by type over the placed non-spare blocks, placements by module, hierarchy node totals; and a
+// per-tile estimate of the routing graph.
+//
+// Estimate (per non-spare tile; NW = 2T(|LH|+|LV|) wire wrappers):
+//   rt_tile nodes  = NW + NH + TLL + NL + 5, one more where no LOGIC takes the clock mux
+//   rt_tile CRF    = NW*F + 2*NH*FH + NL*FLEIM + TLL*FLL + 8
+//   LOGIC nodes    = NL + 10A + 11, BLC edges A*fL + 6A + 5, FCD 3
+//   DSP nodes      = NL + A + 9, BLC edges 7
+//   IO tile nodes  = 2T|LH| + 2, CRF 2T|LH| + 1
+//   bridges 2 and VIRTUAL NH per LOGIC tile, inserted edges NL per rt_tile.
+// Wires that leave the grid lose their edges; the estimate does not subtract them.
+#include <functional>
+
+#include "devgen/devgen_builder.h"
+
+namespace DEVGEN {
+
+namespace {
+
+// Hierarchy nodes of one occurrence of each module: itself, its instances' subtrees, its ports.
+std::vector<uint64_t> hier_nodes(const DG_NETLIST& n) {
+    std::vector<uint64_t> nodes(n.size(), 0);
+    std::function<uint64_t(int32_t)> count = [&](int32_t mi) -> uint64_t {
+        uint64_t& c = nodes[static_cast<size_t>(mi)];
+        if (c) return c;
+        const DG_MODULE& m = n.module(mi);
+        uint64_t total = 1 + m.m_ports.size();
+        for (const DG_INSTANCE& i : m.m_instances) total += count(i.m_module);
+        c = total;
+        return c;
+    };
+    for (size_t k = 0; k < n.size(); ++k) count(static_cast<int32_t>(k));
+    return nodes;
+}
+
+}  // namespace
+
+void DG_BUILDER::count() {
+    const DG_NETLIST& n = m_d.m_rtl;
+    DG_COUNTS& c = m_d.m_counts;
+    // Routing muxes below a block: the walk stops at every PRIM_MUX and counts later stages.
+    std::function<void(int32_t)> muxes = [&](int32_t mi) {
+        for (const DG_INSTANCE& i : n.module(mi).m_instances) {
+            const PB::ICDB::MODULE& r = n.module(i.m_module).m_record;
+            if (r.level() != PB::ICDB::MODULE::PRIM_MUX) {
+                muxes(i.m_module);
+                continue;
+            }
+            const PB::ICDB::MODULE::MUX_DESC& d =
+                r.mux_desc().is_template() ? r.mux_desc() : i.m_record.mux_desc();
+            if (!d.is_first_stage()) ++c.m_muxes[dg_mux_type_name(d.mux_type())];
+        }
+    };
+    for (const DG_PLACEMENT& pl : m_d.m_placements) {
+        ++c.m_placements[pl.m_module];
+        if (pl.m_spare) {
+            ++c.m_spare_placements;
+            continue;
+        }
+        int32_t mi = n.find_module(pl.m_module);
+        if (pl.m_routing) muxes(mi);
+        for (const DG_PORT& p : n.module(mi).m_ports)
+            if (p.m_record.has_re_name()) ++c.m_block_res[dg_mux_type_name(p.m_record.re_name())];
+    }
+    std::vector<uint64_t> rtl_nodes = hier_nodes(n);
+    std::vector<uint64_t> blc_nodes = hier_nodes(m_d.m_blc);
+    c.m_rtl_hier_nodes = rtl_nodes[0];
+    // The hybrid hierarchy puts each non-routing block's BLC contents under its RTL box.
+    uint64_t hybrid = rtl_nodes[0];
+    for (const DG_PLACEMENT& pl : m_d.m_placements) {
+        if (pl.m_routing) continue;
+        const DG_MODULE& box = n.module(n.find_module(pl.m_module));
+        std::string key = box.m_logical_name;
+        if (box.m_logical_impl != "DEFAULT") key += "__" + box.m_logical_impl;
+        hybrid +=
+            blc_nodes[static_cast<size_t>(m_d.m_blc.find_module(key))] - 1 - box.m_ports.size();
+    }
+    c.m_blc_hier_nodes = hybrid;
+
+    const DG_PARAMS& p = m_p;
+    uint64_t nw = static_cast<uint64_t>(p.wire_muxes()), a = static_cast<uint64_t>(p.m_cells);
+    uint64_t nl = static_cast<uint64_t>(p.m_leim), nh = static_cast<uint64_t>(p.m_hipi);
+    uint64_t tll = static_cast<uint64_t>(p.m_ll_tracks);
+    uint64_t crf = nw * static_cast<uint64_t>(p.m_fanin) +
+                   2 * nh * static_cast<uint64_t>(p.m_hipi_fanin) +
+                   nl * static_cast<uint64_t>(std::min(p.m_leim_fanin, 32)) +
+                   tll * static_cast<uint64_t>(p.m_ll_fanin) + 8;
+    uint64_t io_wires = 2 * static_cast<uint64_t>(p.m_tracks) * p.m_lh.size();
+    std::map<std::string, uint64_t>& nodes = c.m_nodes_estimate;
+    std::map<std::string, uint64_t>& edges = c.m_edges_estimate;
+    for (const DG_PLACEMENT& pl : m_d.m_placements) {
+        if (pl.m_spare) continue;
+        if (pl.m_module == "rt_tile") {
+            nodes["routing"] += nw + nh + tll + nl + 6;
+            edges["CRF"] += crf;
+            edges["inserted"] += nl;
+        } else if (pl.m_module == "logic_blk") {
+            nodes["routing"] -= 1;  // the clock mux merges into the LOGIC clock
+            nodes["block"] += nl + 10 * a + 11;
+            edges["BLC"] += a * static_cast<uint64_t>(p.m_imux_fanin) + 6 * a + 5;
+            edges["FCD"] += 3;
+            edges["bridge"] += 2;
+            edges["VIRTUAL"] += nh;
+        } else if (pl.m_module == "dsp_blk") {
+            nodes["block"] += nl + a + 9;
+            edges["BLC"] += 7;
+        } else if (pl.m_module == "rt_io") {
+            nodes["routing"] += io_wires + 2;
+            edges["CRF"] += io_wires + 1;
+        }
+    }
+}
+
+}  // namespace DEVGEN
