@@ -39,8 +39,6 @@ void TSL_TOP_IP_GENERATOR::add_top_level_block(NLG_IINSTANCE& instance, uint64_t
     std::ostringstream name;
     if (!m_position->write_name(name, instance.get_module()->get_name())) return;
     const NS_SYMBOL::SYM symbol = m_rtl_symbols->add(name.str());
-    // Translate hook: the top-level block builder of the translate object takes
-    // (module index, node, symbol) here; it arrives with the translation database.
-    (void)symbol;
-    (void)node;
+    m_translate->get_tlblocks_builder()->add_instance(
+        static_cast<uint32_t>(instance.get_module()->get_index()), node, symbol);
 }

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "fab/fab_full_traverse.h"
 #include "nlg/nlg_graph_trace.h"
 #include "nlg/nlg_graph_traverse.h"
 #include "nlg_ihpath.h"
@@ -24,7 +25,7 @@ struct PORTMAP_CONTEXT {
     const UTIL::IHIERARCHY* m_hierarchy;
 };
 
-class PORTMAP_VISITOR : public TSL_VISITOR_BASE, public RTL::ITRACE2::IVISITOR {
+class PORTMAP_VISITOR : public FAB_VISITOR_BASE, public RTL::ITRACE2::IVISITOR {
   public:
     PORTMAP_VISITOR(const PORTMAP_CONTEXT* context,
                     const PB::PORTMAPS::SPECIFICATIONS::PARENTS& parents,

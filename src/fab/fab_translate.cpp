@@ -154,8 +154,7 @@ void TRANSLATE::set_sector_names(const std::vector<std::string>& names) {
 NS_SYMBOL::SYM TRANSLATE::to_internal_symbol(NS_SYMBOL::SYM name) const {
     if (static_cast<int32_t>(name.get_table_id()) == m_symbol_table_id) return name;
     const UTIL::SYMBOL_TABLE* st = m_symbol_file.get_internal_const();
-    const UTIL::SYMBOL_TABLE* from = UTIL::symbol_tables().get_table(name.get_table_id());
-    const std::string& text = from ? from->name_of(name) : st->name_of(st->get_unknown());
+    const std::string& text = UTIL::fast_name(name);
     NS_SYMBOL::SYM internal = st->find(text);
     if (internal.is_unknown()) {
         std::cout << "Unable to convert " << text << " to internal symbol" << std::endl;
