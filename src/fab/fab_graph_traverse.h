@@ -1,20 +1,29 @@
-// Visitors of the fabric core that run under the walks of the netlist: the two that feed the
-// floorplan with the placed top-level blocks (TSL_TOP_IP_COUNTER counts them, so that the
-// instance list can be sized once, TSL_TOP_IP_GENERATOR adds them). They own nothing they are
-// given.
+// Visitors of the fabric core under the walks: the two that feed the floorplan with the placed
+// top-level blocks (TSL_TOP_IP_COUNTER counts them so that the instance list is sized once,
+// TSL_TOP_IP_GENERATOR adds them), and the visitors that make the routing graph: three node generators (block ports and
+// block-internal REs, inserted REs, mux outputs with their merge decisions and HIPI shadows)
+// and four edge generators (CRF with its per-module memo of traced edges, FCD, BLC, and the
+// edges at inserted REs), with the working state of one generate call that they share. The
+// model of nodes and edges is fab/fab_routing_graph; the walks are nlg/nlg_graph_traverse and
+// fab/fab_full_traverse; the traces are nlg/nlg_graph_trace.
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <unordered_map>
+#include <vector>
 
 #include "fab/fab_full_traverse.h"
+#include "fab/fab_routing_graph.h"
 #include "fab/fab_serializer.h"
 #include "fab_iposition.h"
 #include "icdb_iinstance_tree.h"
 #include "nlg_iannss.h"
+#include "nlg/nlg_graph_trace.h"
 
-namespace FAB {
-class ITRANSLATE_BUILDER;
-}
+class RTL_TO_BLC_MATCH;
 namespace UTIL {
 class SYMBOL_TABLE;
 }
@@ -57,3 +66,241 @@ class TSL_TOP_IP_GENERATOR : public FAB_VISITOR_BASE {
     FAB::ITRANSLATE_BUILDER* m_translate;
     UTIL::SYMBOL_TABLE* m_rtl_symbols;
 };
+
+// What the generators of one generate call share: the builder, the two id maps, the per-cell
+// indexes, the merge map and the pair lists, and the inputs they read.
+struct FAB_GENERATE_STATE {
+    FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* main_path,
+                       NLG_IGRAPH::IHPATH* hipi_path, uint32_t cells, uint32_t hipi_places);
+
+    FAB::ROUTING_GRAPH::IBUILDER* m_builder = nullptr;
+    NODE_ID_MAP m_main_ids;
+    NODE_ID_MAP m_hipi_ids;
+    FAB_NODE_INDEX m_node_index;
+    FAB_MUX_TO_BLC_NODE_MAP m_mux_to_blc_node_map;
+    FAB_ID_PAIRS m_hipi_pairs;
+    FAB_ID_PAIRS m_bridge_pairs;
+
+    NLG_IGRAPH* m_rtl_graph = nullptr;
+    NLG_IGRAPH* m_blc_graph = nullptr;
+    NLG_IANNSS* m_rtl_annss = nullptr;
+    NLG_IANNSS* m_blc_annss = nullptr;
+    ICDB::IINSTANCE_TREE* m_instance_tree = nullptr;
+    FAB_IPOSITION* m_position = nullptr;
+    RTL_TO_BLC_MATCH* m_match = nullptr;
+    FAB::ITRANSLATE_BUILDER* m_translate = nullptr;
+    bool m_no_cache = false;
+};
+
+// The builder's number for a node; a builder that answers the invalid number is refused.
+uint32_t fab_add_node(FAB::ROUTING_GRAPH::IBUILDER& builder, const NODE_IMPL& node);
+
+// The flat record of the top-level block that holds the place, or null.
+const PB::ICDB::FLAT_INSTANCE* find_flat_instance(ICDB::IINSTANCE_TREE* tree, NLG_ICDB_ANNS& anns,
+                                                  const FAB_INSTANCES& instances);
+// The instance stack of a hierarchy node, rebuilt from the graph.
+void get_instance_path(const UTIL::IHIERARCHY* hierarchy, UTIL::IHIERARCHY::IPATH_SETTABLE* path,
+                       uint64_t node, NLG_IGRAPH* graph, FAB_INSTANCES& out);
+
+// Node generators
+
+class FAB_BLC_NODE_GENERATOR : public FAB_VISITOR_BASE {
+  public:
+    explicit FAB_BLC_NODE_GENERATOR(FAB_GENERATE_STATE& state);
+    // The owner gives the concrete walk, whose location data this visitor reads; the generic
+    // set_traverse is refused.
+    void set_blc_traverse(FAB_FULL_TRAVERSE_BLC* traverse) { m_blc_traverse = traverse; }
+    void set_traverse(TSL_ITRAVERSE* traverse) override;
+    void set_annss(NLG_ICDB_ANNS* anns) override { m_anns = anns; }
+    void enter_instance(NLG_IINSTANCE& instance) override;
+
+  private:
+    FAB_GENERATE_STATE& m_state;
+    FAB_FULL_TRAVERSE_BLC* m_blc_traverse = nullptr;
+    NLG_ICDB_ANNS* m_anns = nullptr;
+    NLG_ICDB_ANNS* m_rtl_anns;
+    std::unique_ptr<TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR> m_tracer;
+};
+
+class FAB_INSERT_NODE_GENERATOR : public FAB_VISITOR_BASE {
+  public:
+    explicit FAB_INSERT_NODE_GENERATOR(FAB_GENERATE_STATE& state);
+    void enter_instance(NLG_IINSTANCE& instance) override;
+
+  private:
+    // A single mux output reached from the inserted RE is told that it may be this RE, or,
+    // when told so by the annotations, is mapped to it.
+    void apply_merge_rule(uint64_t node);
+
+    FAB_GENERATE_STATE& m_state;
+    NLG_ICDB_ANNS* m_anns;
+    std::unique_ptr<TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR> m_tracer;
+};
+
+class FAB_MUX_NODE_GENERATOR : public FAB_VISITOR_BASE {
+  public:
+    explicit FAB_MUX_NODE_GENERATOR(FAB_GENERATE_STATE& state);
+    void enter_instance(NLG_IINSTANCE& instance) override;
+
+  private:
+    struct MUX_KIND {
+        uint32_t m_type = 0;
+        uint32_t m_direction = 0;
+        int32_t m_length = 0;
+        uint32_t m_hipi_type = 0;
+    };
+    struct DECISION {
+        bool m_create = true;
+        uint64_t m_blc_node = UTIL::IHIERARCHY::INVALID_NODE;
+        uint64_t m_bridge_from = UTIL::IHIERARCHY::INVALID_NODE;
+        uint64_t m_bridge_to = UTIL::IHIERARCHY::INVALID_NODE;
+    };
+    DECISION decide(const FAB_INSTANCES& path, NLG_IPORT* port, const PB::ICDB::APORT& record,
+                    uint64_t mux_node);
+    void add_output(const FAB_INSTANCES& path, NLG_IPORT* port, const PB::ICDB::MODULE& an,
+                    const MUX_KIND& kind, const FAB_LOCATION& place);
+
+    FAB_GENERATE_STATE& m_state;
+    NLG_ICDB_ANNS* m_anns;
+    std::unique_ptr<TSL_RTL_TRACER_FOR_CRF_NODE_GENERATOR> m_tracer;
+};
+
+// Edge generators
+
+class FAB_EDGE_GENERATOR : public FAB_VISITOR_BASE {
+  public:
+    FAB_EDGE_GENERATOR(FAB_GENERATE_STATE& state, NLG_ICDB_ANNS* anns);
+    ~FAB_EDGE_GENERATOR() override;
+
+    // The builder's number of a traced place, or INVALID_ID with a notice.
+    virtual uint32_t get_id(const FAB_INSTANCES& instances, NLG_IPORT* port);
+    virtual void add_edge_by_node(uint64_t src_node, uint64_t dst_node, const TSL_TRACED_PORT& src,
+                                  const TSL_TRACED_PORT& dst, bool is_hipi);
+    virtual void add_edge_by_port(const TSL_TRACED_PORT& src, const TSL_TRACED_PORT& dst);
+
+  protected:
+    void add_edge(uint32_t src, uint32_t dst, const TSL_TRACED_PORT& s, const TSL_TRACED_PORT& t);
+    static TSL_TRACED_PORT traced(const FAB_INSTANCES& instances, NLG_IPORT* port);
+    bool on_spare_row(const TSL_TRACED_PORT& port) const;
+
+    FAB_GENERATE_STATE& m_state;
+    NLG_ICDB_ANNS* m_anns;
+    std::unique_ptr<TSL_RTL_TRACER> m_tracer;
+};
+
+// One traced mux path kept at the smallest module that holds both its ends, as offsets from
+// that module's node, so that every other occurrence of the module replays it.
+struct CACHED_EDGE {
+    int32_t m_mux_offset;
+    int16_t m_path_index;
+    uint64_t m_src_offset;
+    uint64_t m_dst_offset;
+    uint16_t m_mux_index;
+    // Every edge of the path is kept at this one module, so a replay makes the whole path. A
+    // path whose sources lie under different modules is replayed edge by edge and traced again.
+    bool m_whole_path;
+};
+
+class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
+  public:
+    using EDGE_CACHE = std::unordered_map<const NLG_IMODULE*, std::vector<CACHED_EDGE>>;
+    // What replays made, by mux node: whole paths, and single edges of split paths by (path,
+    // source node).
+    struct PENDING {
+        std::unordered_map<uint64_t, std::set<int32_t>> m_paths;
+        std::unordered_map<uint64_t, std::set<std::pair<int32_t, uint64_t>>> m_edges;
+    };
+
+    explicit FAB_CRF_EDGE_GENERATOR(FAB_GENERATE_STATE& state);
+    void enter_graph(NLG_IGRAPH& graph) override;
+    void enter_instance(NLG_IINSTANCE& instance) override;
+    void exit_instance(NLG_IINSTANCE& instance) override;
+
+    const EDGE_CACHE& get_edge_cache() const { return m_edge_cache; }
+    const EDGE_CACHE& get_hipi_edge_cache() const { return m_hipi_edge_cache; }
+
+  private:
+    // The ends of the mux's open paths, by port.
+    struct ENDS {
+        std::map<NLG_IPORT*, uint64_t> m_end_node;
+        std::map<NLG_IPORT*, TSL_TRACED_PORT> m_end_re;
+        std::map<NLG_IPORT*, uint64_t> m_own_node;
+        std::map<NLG_IPORT*, std::vector<TSL_TRACED_PORT>> m_sources;
+    };
+    // Traces the paths of a mux that no replay has made.
+    void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
+                    uint64_t mux_node);
+    void replay(const EDGE_CACHE& cache, PENDING& pending, const NODE_ID_MAP& target,
+                const NLG_IMODULE* module, const FAB_INSTANCES& path);
+    void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
+                uint64_t mux_node);
+    void find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports, ENDS& ends);
+    void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
+                    const NLG_IPORT* port) const;
+    // The edge as kept at the smallest module that holds both ends, and that module.
+    std::pair<const NLG_IMODULE*, CACHED_EDGE> memoise(const TSL_TRACED_PORT& src,
+                                                       const TSL_TRACED_PORT& dst,
+                                                       const FAB_INSTANCES& path, uint64_t mux_node,
+                                                       uint64_t src_node, uint64_t dst_node,
+                                                       int32_t path_index, uint32_t mux_index);
+
+    EDGE_CACHE m_edge_cache;
+    EDGE_CACHE m_hipi_edge_cache;
+    PENDING m_pending;
+    PENDING m_hipi_pending;
+    std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;
+    FAB_INSTANCES m_common;
+    std::vector<std::pair<const NLG_IMODULE*, CACHED_EDGE>> m_path_memo;
+};
+
+class FAB_INSERTED_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
+  public:
+    explicit FAB_INSERTED_EDGE_GENERATOR(FAB_GENERATE_STATE& state);
+    void exit_instance(NLG_IINSTANCE& instance) override;
+};
+
+class FAB_FCD_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
+  public:
+    explicit FAB_FCD_EDGE_GENERATOR(FAB_GENERATE_STATE& state);
+    void exit_instance(NLG_IINSTANCE& instance) override;
+};
+
+class FAB_BLC_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
+  public:
+    explicit FAB_BLC_EDGE_GENERATOR(FAB_GENERATE_STATE& state);
+    // The concrete walk, which pairs block modules with their block-level modules.
+    void set_blc_traverse(FAB_FULL_TRAVERSE_BLC* traverse) {
+        m_blc_traverse = traverse;
+        set_traverse(traverse);
+    }
+    void set_annss(NLG_ICDB_ANNS* anns) override { m_anns = anns; }
+    void exit_instance(NLG_IINSTANCE& instance) override;
+    // A block's boundary is known to the hybrid hierarchy by its netlist ports.
+    uint32_t get_id(const FAB_INSTANCES& instances, NLG_IPORT* port) override;
+
+  private:
+    void block_boundary(NLG_IMODULE* module, const FAB_INSTANCES& path);
+
+    FAB_FULL_TRAVERSE_BLC* m_blc_traverse = nullptr;
+    NLG_ICDB_ANNS* m_blc_anns;
+};
+
+// The generators under their walks, in the order in which generate calls them.
+void fab_generate_blc_nodes(FAB_GENERATE_STATE& state);
+void fab_generate_insert_nodes(FAB_GENERATE_STATE& state);
+void fab_generate_mux_nodes(FAB_GENERATE_STATE& state);
+// The CRF generator is handed back, since its memo becomes the database's edge cache.
+std::unique_ptr<FAB_CRF_EDGE_GENERATOR> fab_generate_crf_edges(FAB_GENERATE_STATE& state);
+void fab_generate_inserted_edges(FAB_GENERATE_STATE& state);
+void fab_generate_fcd_edges(FAB_GENERATE_STATE& state);
+void fab_generate_blc_edges(FAB_GENERATE_STATE& state);
+
+// Translation database feed. These are the points at which a run with a translate object
+// records GIDs, remaps merged mux outputs, hands over the edge cache and finishes the
+// database; until that feed exists they do nothing, and a run with a translate object delivers
+// the same graph as one without.
+void fab_translate_record_gid(FAB_GENERATE_STATE& state, const NODE_IMPL& node, uint64_t node_id,
+                              uint64_t& base_node);
+void fab_translate_remap_nodes(FAB_GENERATE_STATE& state);
+void fab_translate_take_edge_cache(FAB_GENERATE_STATE& state, const FAB_CRF_EDGE_GENERATOR& crf);
+void fab_translate_finish(FAB_GENERATE_STATE& state);

@@ -15,6 +15,7 @@
 #include "fab/fab_graph_traverse.h"
 #include "fab/fab_portmap_visitor.h"
 #include "fab/fab_position.h"
+#include "fab/fab_routing_graph.h"
 #include "fab/fab_serializer.h"
 #include "fab_iposition.h"
 #include "nlg/nlg_graph_traverse.h"
@@ -253,7 +254,16 @@ void FAB_IMPL::serialize_block_bodies(FAB_ISERIALIZER& serializer) {
 }
 
 FAB::ROUTING_GRAPH* FAB_IMPL::create_routing_graph() {
-    UTIL_FAIL("create_routing_graph is not available yet");
+    if (!m_floorplan)
+        UTIL_FAIL("Can't create routing graph without a floorplan. Call create_floorplan first.");
+    UTIL_ASSERT_MSG(m_rtl_graph, "m_rtl_graph");
+    UTIL_ASSERT_MSG(m_rtl_annss, "m_rtl_annss");
+    UTIL_ASSERT_MSG(m_blc_graph, "m_blc_graph");
+    UTIL_ASSERT_MSG(m_blc_annss, "m_blc_annss");
+    m_match.init(m_rtl_graph, m_blc_graph, m_rtl_annss, m_blc_annss);
+    return new FAB_ROUTING_GRAPH_IMPL(m_rtl_graph, m_rtl_annss, m_blc_graph, m_blc_annss,
+                                      m_instance_tree, m_position, m_translate, &m_match,
+                                      m_timer != nullptr);
 }
 
 // Module pairing

@@ -91,7 +91,8 @@ TEST(FabApi, DefaultInterfaceReadsGraphs) {
     EXPECT_EXIT(api->create_floorplan(), testing::ExitedWithCode(255),
                 NLG_TEST::fatal("m_rtl_annss"));
     EXPECT_EXIT(api->create_routing_graph(), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("create_routing_graph is not available yet"));
+                NLG_TEST::fatal("Can't create routing graph without a floorplan. Call "
+                                "create_floorplan first."));
 }
 
 TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
