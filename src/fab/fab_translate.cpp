@@ -196,6 +196,30 @@ void TRANSLATE::fill_gid_type_fields(UTIL::IGID_CONVERTER& converter, int32_t re
     }
 }
 
+void TRANSLATE::fill_gid_fields(UTIL::IGID_CONVERTER& converter,
+                                const ROUTING_GRAPH::NODE& node) const {
+    int32_t x = 0, y = 0, z = 0;
+    node.get_location(x, y, z);
+    converter.set_x(static_cast<uint32_t>(x));
+    converter.set_y(static_cast<uint32_t>(y));
+    converter.set_z(static_cast<uint32_t>(z));
+    converter.set_i(node.get_index());
+    fill_gid_type(converter, node);
+}
+
+// A node answers only the questions of its class: block names for ports, types for routing.
+void TRANSLATE::fill_gid_type(UTIL::IGID_CONVERTER& converter,
+                              const ROUTING_GRAPH::NODE& node) const {
+    const int32_t re_class = static_cast<int32_t>(node.get_re_class());
+    const bool routing = re_class == 3;
+    const bool port = re_class >= 0 && re_class <= 2;
+    fill_gid_type_fields(
+        converter, re_class,
+        re_class == 0 ? static_cast<int32_t>(node.get_unique_port().get_direction()) : 0,
+        port ? node.get_block_name() : NS_SYMBOL::SYM(),
+        routing ? static_cast<int32_t>(node.get_node_type()) : 0, routing ? node.get_length() : -1);
+}
+
 void TRANSLATE::add_gid(uint64_t node_number, UTIL::IGID_CONVERTER& converter) {
     uint64_t gid = m_gidmap->make_gid64(converter.get_x(), converter.get_y(), converter.get_z(),
                                         converter.get_i(), converter.get_gclass(),

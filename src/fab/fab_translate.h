@@ -98,6 +98,10 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     void set_sector_names(const std::vector<std::string>& names) override;
     void set_mux_descriptions(const PB::MUX_DESCRIPTIONS& message) override;
     void finish_nodes() override;
+    void fill_gid_fields(UTIL::IGID_CONVERTER& converter,
+                         const ROUTING_GRAPH::NODE& node) const override;
+    void fill_gid_type(UTIL::IGID_CONVERTER& converter,
+                       const ROUTING_GRAPH::NODE& node) const override;
     void add_gid(uint64_t node_number, UTIL::IGID_CONVERTER& converter) override;
     bool add_module_edges(uint32_t module_index, UTIL::IEDGECACHE::IFEDGES& fedges) override;
     UTIL::IHIERARCHY* get_hierarchy() const override { return m_hierarchy; }

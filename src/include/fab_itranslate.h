@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fab_export.h"
+#include "fab_irouting_graph.h"
 #include "nlg_igraph.h"
 #include "util/util_edgecache.h"
 #include "util/util_error.h"
@@ -105,6 +106,11 @@ class FAB_EXPORT ITRANSLATE_BUILDER : public ITRANSLATE, public RTL_GRAPH_IHELPE
     virtual void set_sector_names(const std::vector<std::string>& names) = 0;
     virtual void set_mux_descriptions(const PB::MUX_DESCRIPTIONS& message) = 0;
     virtual void finish_nodes() = 0;
+    // The cell, index and type of a routing node's GID.
+    virtual void fill_gid_fields(UTIL::IGID_CONVERTER& converter,
+                                 const ROUTING_GRAPH::NODE& node) const = 0;
+    virtual void fill_gid_type(UTIL::IGID_CONVERTER& converter,
+                               const ROUTING_GRAPH::NODE& node) const = 0;
     virtual void add_gid(uint64_t node_number, UTIL::IGID_CONVERTER& converter) = 0;
     virtual bool add_module_edges(uint32_t module_index, UTIL::IEDGECACHE::IFEDGES& fedges) = 0;
     virtual UTIL::IHIERARCHY* get_hierarchy() const = 0;
