@@ -1,11 +1,11 @@
 // Visitors of the fabric core under the walks: the two that feed the floorplan with the placed
 // top-level blocks (TSL_TOP_IP_COUNTER counts them so that the instance list is sized once,
-// TSL_TOP_IP_GENERATOR adds them), and the visitors that make the routing graph: three node
-// generators (block ports and block-internal REs, inserted REs, mux outputs with their merge
-// decisions and HIPI shadows) and four edge generators (CRF with its per-module memo of traced
-// edges, FCD, BLC, and the edges at inserted REs), with the working state of one generate call that
-// they share. The model of nodes and edges is fab/fab_routing_graph; the walks are
-// nlg/nlg_graph_traverse and fab/fab_full_traverse; the traces are nlg/nlg_graph_trace.
+// TSL_TOP_IP_GENERATOR adds them), and the visitors that make the routing graph: three node generators (block ports and
+// block-internal REs, inserted REs, mux outputs with their merge decisions and HIPI shadows)
+// and four edge generators (CRF with its per-module memo of traced edges, FCD, BLC, and the
+// edges at inserted REs), with the working state of one generate call that they share. The
+// model of nodes and edges is fab/fab_routing_graph; the walks are nlg/nlg_graph_traverse and
+// fab/fab_full_traverse; the traces are nlg/nlg_graph_trace.
 #pragma once
 
 #include <cstdint>
