@@ -1,6 +1,7 @@
 // A whole run with a translation database on a generated device: the GID of every node the
 // builder received is in the database, every traced CRF edge between two GIDs splits into a
-// block instance and a setting, and the database answers the same after a write and a read.
+// block instance and a setting, the database answers the same after a write and a read, and
+// the graph is the one a run without a database delivers.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -30,7 +31,8 @@ class GID_BUILDER : public FAB_TEST::RECORDING_BUILDER {
         // Nodes inside blocks have names the database does not hold, and say so.
         std::ostringstream quiet;
         std::streambuf* saved = std::cout.rdbuf(quiet.rdbuf());
-        if (node.get_re_class() != 2) m_translate->fill_gid_fields(m_fields.back(), node);
+        if (m_translate && node.get_re_class() != 2)
+            m_translate->fill_gid_fields(m_fields.back(), node);
         std::cout.rdbuf(saved);
         return RECORDING_BUILDER::add_node(node);
     }
@@ -58,7 +60,12 @@ struct TRANSLATED_RUN {
     std::unique_ptr<FAB::API> m_api;
     GID_BUILDER m_builder{m_translate};
 
-    explicit TRANSLATED_RUN(const std::string& size) {
+    // Without `with_translate`, the same run without a database.
+    explicit TRANSLATED_RUN(const std::string& size, bool with_translate = true) {
+        if (!with_translate) {
+            delete m_translate;
+            m_translate = m_builder.m_translate = nullptr;
+        }
         DEVGEN::DG_PARAMS params;
         EXPECT_TRUE(DEVGEN::dg_preset(size, params));
         DEVGEN::DG_DEVICE device(params);
@@ -175,6 +182,10 @@ void round_trip(const std::string& size) {
     for (int detail : {1, 3}) EXPECT_EQ(print_form(fresh, detail), print_form(t, detail));
     size_t split_again = 0;
     EXPECT_EQ(edge_answers(run, fresh, split_again, refused, unset), before);
+    // The database changes nothing in the graph.
+    TRANSLATED_RUN plain(size, false);
+    EXPECT_EQ(plain.m_builder.m_nodes, run.m_builder.m_nodes);
+    EXPECT_EQ(plain.m_builder.m_edges, run.m_builder.m_edges);
     std::cout << size << ": " << t.get_n_gids() << " GIDs, " << found.size() << " resources, "
               << split << " CRF edges split (" << unset << " without settings), file "
               << file.str().size() << " bytes\n";
