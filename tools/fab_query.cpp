@@ -190,6 +190,11 @@ std::string QUERIES::edge_query(const std::string& src, const std::string& dst) 
     os << "block=" << sym_text(uid) << " mux=" << m_splitter->get_mux_description()->get_pb().name()
        << " path=" << m_splitter->get_ipath_index()
        << " input=" << sym_text(m_splitter->get_input_port()->get_name()) << " settings=";
+    // A mux path that the annotations gave no settings needs none.
+    if (m_splitter->get_ipath_index() >= m_splitter->get_tlattribute()->get_n_settings()) {
+        os << "none";
+        return os.str();
+    }
     const UTIL::ISUBATTRIBUTE_SETTINGS& settings = *m_splitter->get_path_settings();
     const UTIL::ISUBATTRIBUTES& subs = *m_splitter->get_subattributes();
     for (uint32_t k = 0; k < settings.get_n_subattribute_settings(); ++k) {
