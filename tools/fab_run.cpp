@@ -40,6 +40,7 @@ const char* const USAGE =
     "  --dump-graph FILE  write the graph as text: one line per node, one per edge\n"
     "  --db FILE          run with a translation database and write it to FILE\n"
     "  --db-format FMT    bin (default) or text frames for --db\n"
+    "  --timers           let the library print the time of each of its steps\n"
     "  --help             this text\n";
 
 // Options, as a table so that a new one is one more entry.
@@ -49,11 +50,21 @@ struct OPTIONS {
     std::string m_dump_graph;
     std::string m_db;
     std::string m_db_format;
+    bool m_timers = false;
 };
 
 struct OPTION {
     const char* m_name;
     std::string OPTIONS::*m_value;
+};
+
+struct FLAG {
+    const char* m_name;
+    bool OPTIONS::*m_value;
+};
+
+const FLAG FLAG_TABLE[] = {
+    {"--timers", &OPTIONS::m_timers},
 };
 
 const OPTION OPTION_TABLE[] = {
@@ -75,6 +86,13 @@ OPTIONS parse(int argc, char** argv) {
         if (arg == "--help" || arg == "-h") {
             std::cout << USAGE;
             std::exit(0);
+        }
+        const FLAG* flag = nullptr;
+        for (const FLAG& f : FLAG_TABLE)
+            if (arg == f.m_name) flag = &f;
+        if (flag) {
+            options.*(flag->m_value) = true;
+            continue;
         }
         const OPTION* found = nullptr;
         for (const OPTION& option : OPTION_TABLE)
@@ -223,7 +241,7 @@ int main(int argc, char** argv) {
     SUMMARY summary;
     // The API object owns the database; it is written before the API object goes.
     FAB::ITRANSLATE* translate = db ? fab_create_translate() : nullptr;
-    std::unique_ptr<FAB::API> api(fab_create(nullptr, translate, false));
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, translate, options.m_timers));
     std::unique_ptr<FAB::FLOORPLAN> floorplan;
     std::unique_ptr<FAB::ROUTING_GRAPH> graph;
     CSR_BUILDER builder;

@@ -2,13 +2,19 @@
 // modules, ports, instances and grid; the same run as a listing of the protocol calls; the
 // generator's edge cases and fatal texts.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
 
+#include "devgen/devgen_device.h"
+#include "devgen/devgen_direct.h"
 #include "fab/fab_serializer.h"
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
@@ -353,6 +359,72 @@ TEST(FloorplanGenerator, FatalTexts) {
     v.g.module_instances_end();
     EXPECT_FATAL(v.g.module_bodies_end(),
                  "Number of modules expected: 2. Number of module processed: 1");
+}
+
+// A generated device through its four files: the grid is the generator's, every placed block
+// lies inside it where the generator put it, and every instance points at a definition of the
+// floorplan that carries its name.
+TEST(Floorplan, GeneratedDeviceInvariants) {
+    DEVGEN::DG_PARAMS params;
+    ASSERT_TRUE(DEVGEN::dg_preset("tiny", params));
+    DEVGEN::DG_DEVICE device(params);
+    const std::string dir =
+        (std::filesystem::temp_directory_path() / ("floorplan_sweep_" + std::to_string(::getpid())))
+            .string();
+    std::filesystem::create_directories(dir);
+    std::string error;
+    ASSERT_TRUE(DEVGEN::dg_write_direct(device, dir, error)) << error;
+
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
+    std::ifstream rtl(dir + "/rtl.graph"), rtl_ann(dir + "/rtl.ann");
+    std::ifstream blc(dir + "/blc.graph"), blc_ann(dir + "/blc.ann");
+    api->read_rtl_graph(rtl);
+    api->read_rtl_annotation(rtl_ann);
+    api->read_blc_graph(blc);
+    api->read_blc_annotation(blc_ann);
+    std::unique_ptr<FAB::FLOORPLAN> fp(api->create_floorplan());
+    std::filesystem::remove_all(dir);
+
+    ASSERT_EQ(fp->get_columns(), static_cast<uint32_t>(device.grid_cols()));
+    ASSERT_EQ(fp->get_rows(), static_cast<uint32_t>(device.grid_rows()));
+    EXPECT_EQ(g_max_x, device.grid_cols() - 1);
+    EXPECT_EQ(g_max_y, device.grid_rows() - 1);
+    FAB::FLOORPLAN::MODULE& top = fp->get_module(0);
+    EXPECT_EQ(top.get_logical_name(), "-");
+    EXPECT_EQ(top.get_n_ports(), 0);
+
+    // Placements the floorplan must hold: non-routing blocks off the spare rows.
+    std::multimap<std::pair<int, int>, std::string> expected;
+    for (const DEVGEN::DG_PLACEMENT& p : device.placements())
+        if (!p.m_routing && !p.m_spare) expected.emplace(std::make_pair(p.m_col, p.m_row), p.m_uid);
+    ASSERT_EQ(top.get_n_instances(), static_cast<int32_t>(expected.size()));
+    for (int32_t i = 0; i < top.get_n_instances(); ++i) {
+        FAB::FLOORPLAN::INSTANCE& block = top.get_instance(i);
+        int32_t x, y, z;
+        block.get_location(x, y, z);
+        FAB::FLOORPLAN::MODULE& definition = block.get_module();
+        EXPECT_GE(x, 0);
+        EXPECT_GE(y, 0);
+        EXPECT_EQ(z, 0);
+        EXPECT_LE(x + std::max(1, definition.get_pnr_width()) - 1, g_max_x);
+        EXPECT_LE(y + std::max(1, definition.get_pnr_height()) - 1, g_max_y);
+        auto found = expected.equal_range({x, y});
+        auto match = std::find_if(found.first, found.second,
+                                  [&](const auto& e) { return e.second == block.get_uid(); });
+        ASSERT_NE(match, found.second) << "no placement at " << x << "," << y;
+        expected.erase(match);
+    }
+    // Every instance of a definition points at the definition named after its own module.
+    for (int32_t m = 0; m < fp->get_n_modules(); ++m) {
+        FAB::FLOORPLAN::MODULE& module = fp->get_module(m);
+        for (int32_t i = 0; i < module.get_n_instances(); ++i) {
+            FAB::FLOORPLAN::MODULE& definition = module.get_instance(i).get_module();
+            int32_t index = -1;
+            for (int32_t k = 1; k < fp->get_n_modules(); ++k)
+                if (&fp->get_module(k) == &definition) index = k;
+            EXPECT_GT(index, 0) << "instance " << i << " of module " << m;
+        }
+    }
 }
 
 }  // namespace

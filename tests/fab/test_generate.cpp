@@ -246,6 +246,18 @@ TEST(Generate, WithoutTheMemoTheSameEdges) {
     EXPECT_EQ(cached.m_edges, traced.m_edges);
 }
 
+// Mux outputs that are not first stages (2 + 2), the BLC roots' ports by block placements
+// (2 x 2) and the ports of instantiated BLC modules by their parents' places (2 x 1).
+TEST(Generate, EstimatedNodes) {
+    ROUTING_DEVICE device;
+    std::unique_ptr<FAB_ROUTING_GRAPH_IMPL> graph(device.routing_graph());
+    EXPECT_EQ(graph->estimate_n_nodes(), 10u);
+    EXPECT_EQ(FAB_ROUTING_GRAPH_IMPL::get_num_occurrences(
+                  device.rtl.graph().get_module(device.rtl.sym("mux_h"))),
+              2u);
+    EXPECT_EQ(graph->get_num_hipi_places(), 0u);
+}
+
 // Annotations that contradict the netlist end with their texts.
 TEST(GenerateDeathTest, ContradictingAnnotations) {
     auto run = [](const std::function<void(ROUTING_DEVICE&)>& spoil) {

@@ -47,6 +47,7 @@ class DG_BUILDER {
     void write_text_files();
     // devgen_counts.cpp
     void count();
+    void expect_nodes();
 
     int32_t rtl(const std::string& name) const { return m_d.m_rtl.find_module(name); }
     void connect(const std::string& module, const std::vector<std::string>& ends) {

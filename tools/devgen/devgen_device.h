@@ -36,8 +36,9 @@ struct DG_COUNTS {
     std::map<std::string, uint64_t> m_block_res;
     std::map<std::string, uint64_t> m_placements;  // by block module
     uint64_t m_spare_placements = 0;
-    // Per-tile model estimates of the routing graph (see devgen_counts.cpp).
-    std::map<std::string, uint64_t> m_nodes_estimate;
+    // Routing nodes by type as the node generators make them, and a per-tile estimate of the
+    // edges by kind (see devgen_counts.cpp).
+    std::map<std::string, uint64_t> m_nodes;
     std::map<std::string, uint64_t> m_edges_estimate;
     uint64_t m_rtl_hier_nodes = 0;
     uint64_t m_blc_hier_nodes = 0;

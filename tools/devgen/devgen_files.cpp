@@ -123,8 +123,10 @@ void dg_write_json(const DG_DEVICE& d, std::ostream& out) {
     write_graph_totals(out, d.rtl());
     out << ",\n    \"blc_graph\": ";
     write_graph_totals(out, d.blc());
-    out << ",\n    \"nodes_estimate\": ";
-    write_map(out, c.m_nodes_estimate);
+    out << ",\n    \"nodes\": ";
+    write_map(out, c.m_nodes);
+    // A block at (-1, -1) loses nodes in ways the count does not follow.
+    out << ",\n    \"nodes_exact\": " << (p.m_warn ? "false" : "true");
     out << ",\n    \"edges_estimate\": ";
     write_map(out, c.m_edges_estimate);
     out << "\n  },\n  \"placements\": [\n";

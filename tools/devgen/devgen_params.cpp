@@ -36,12 +36,16 @@ static DG_PARAMS scaled(const std::string& name, int side, int sy, int t, std::v
 bool dg_preset(const std::string& name, DG_PARAMS& params) {
     if (name == "tiny") {
         params = DG_PARAMS();
+    } else if (name == "tiny-warn") {
+        params = DG_PARAMS();
+        params.m_name = name;
+        params.m_warn = true;
     } else if (name == "small") {
         params = scaled(name, 16, 8, 2, {2, 4}, 8, 8, 4, 4, 1, 2, 4, 4);
     } else if (name == "medium") {
         params = scaled(name, 48, 12, 8, {2, 4, 10}, 16, 32, 8, 8, 4, 4, 12, 8);
     } else if (name == "large") {
-        params = scaled(name, 88, 12, 12, {2, 4, 10}, 20, 48, 12, 8, 6, 4, 20, 8);
+        params = scaled(name, 84, 12, 12, {2, 4, 10}, 20, 48, 12, 8, 6, 4, 20, 8);
     } else if (name == "huge") {
         params = scaled(name, 120, 12, 16, {2, 4, 10}, 24, 64, 16, 8, 8, 4, 28, 8);
     } else {
