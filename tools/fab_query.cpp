@@ -290,7 +290,11 @@ int serve(std::istream& file, const std::string& db, uint32_t format,
     google::protobuf::io::IstreamInputStream input(&file);
     std::string failure;
     std::vector<int64_t> ends;
-    if (!translate.read_sections(&input, format, failure, &ends)) {
+    // What the tables say while they read is no answer: it goes to standard error.
+    std::streambuf* answers = std::cout.rdbuf(std::cerr.rdbuf());
+    const bool read = translate.read_sections(&input, format, failure, &ends);
+    std::cout.rdbuf(answers);
+    if (!read) {
         std::cerr << "fab_query: " << db << ": " << failure << std::endl;
         return 1;
     }
