@@ -14,6 +14,7 @@
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
 #include "prep/prep_json_import.h"
+#include "prep/prep_json_reader.h"
 #include "prep/prep_yosys.h"
 #include "util/util_protobuf.h"
 

@@ -1,6 +1,5 @@
 // Import of a yosys JSON netlist into a netlist graph:
-// 1. Parse the JSON once; the parser's callback notes the order of each module's ports (their
-//    declaration order) and drops what the import never reads.
+// 1. Read the JSON in one streaming pass into plain records (prep_json_reader).
 // 2. Split every port into one port per bit named name[i] by declared index, ascending; a
 //    1-bit port keeps its name.
 // 3. Order modules: the top first, then by source place (file in read order, line, column),
@@ -13,8 +12,6 @@
 //    other instance must agree, since the translator describes a module, not an instance.
 #include "prep/prep_json_import.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cstdlib>
 #include <unordered_map>
@@ -23,10 +20,9 @@
 #include "nlg/nlg_fileline.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
+#include "prep/prep_json_reader.h"
 
 namespace {
-
-using JSON = nlohmann::json;
 
 // A failed check of the netlist; caught once in import and kept in the error record.
 struct BAD_INPUT {
@@ -66,7 +62,7 @@ struct BUS {
 
 struct MODULE {
     std::string m_name;
-    const JSON* m_json = nullptr;
+    const PREP_JSON_MODULE* m_json = nullptr;
     bool m_blackbox = false;
     bool m_mux = false;
     bool m_top_attribute = false;
@@ -80,9 +76,8 @@ struct MODULE {
     int32_t m_mux_cell = -1;  // index in the mux cell list
 };
 
-// Source order of modules and of cells: place, then name in natural order.
-template <class T>
-bool source_less(const T& a, const T& b) {
+// Source order of modules (and likewise of cells): place, then name in natural order.
+bool source_less(const MODULE& a, const MODULE& b) {
     if (!(a.m_src == b.m_src)) return a.m_src < b.m_src;
     return prep_natural_less(a.m_name, b.m_name);
 }
@@ -93,11 +88,13 @@ struct PIN {
 };
 
 struct CELL {
-    std::string m_name;
+    const std::string* m_name;
     SRC_PLACE m_src;
     const MODULE* m_module;
-    const JSON* m_json;
+    const PREP_JSON_CELL* m_json;
     std::vector<PIN> m_pins;
+
+    const std::string& name() const { return *m_name; }
 };
 
 // Parameters of one mux instance; m_has tells which of CLASS, LENGTH, DIR were given.
@@ -106,56 +103,14 @@ struct MUX_VALUES {
     std::string m_value[3];
 };
 
-// Declaration order of the ports of each module, which the parsed objects do not keep.
-using PORT_ORDER = std::unordered_map<std::string, std::vector<std::string>>;
-
-JSON parse_netlist(std::istream& in, PORT_ORDER& order) {
-    std::vector<std::string> path;
-    auto callback = [&](int depth, JSON::parse_event_t event, JSON& parsed) {
-        if (event != JSON::parse_event_t::key) return true;
-        const size_t d = static_cast<size_t>(depth);
-        path.resize(d);
-        path[d - 1] = parsed.get<std::string>();
-        if (d < 4 || path[0] != "modules") return true;
-        if (d == 4 && path[2] == "ports") order[path[1]].push_back(path[3]);
-        // Never read: pin directions (the module's ports give them) and wire attributes.
-        if (d == 5 && path[2] == "cells" && path[4] == "port_directions") return false;
-        if (d == 5 && path[2] == "netnames" && path[4] == "attributes") return false;
-        return true;
-    };
-    return JSON::parse(in, callback);
-}
-
 const char* const MUX_PARAMETERS[3] = {"CLASS", "LENGTH", "DIR"};
 
-const JSON& empty_object() {
-    static const JSON empty = JSON::object();
-    return empty;
+bool attribute_set(const PREP_JSON_MODULE& m, const char* name) {
+    const std::string* value = PREP_JSON_MODULE::find(m.m_attributes, name);
+    return value && *value != "0";
 }
 
-const JSON& member(const JSON& object, const char* key) {
-    auto it = object.find(key);
-    return it == object.end() ? empty_object() : *it;
-}
-
-std::string value_text(const JSON& value) {
-    if (value.is_string()) return prep_parameter_text(value.get<std::string>());
-    if (value.is_number_integer()) return std::to_string(value.get<int64_t>());
-    return value.dump();
-}
-
-bool attribute_set(const JSON& attributes, const char* key) {
-    auto it = attributes.find(key);
-    if (it == attributes.end()) return false;
-    return value_text(*it) != "0";
-}
-
-int64_t bit_of(const JSON& bit) {
-    return bit.is_number_integer() ? bit.get<int64_t>() : -1;
-}
-
-uint32_t direction_of(const std::string& module, const std::string& port, const JSON& direction) {
-    const std::string text = direction.get<std::string>();
+uint32_t direction_of(const std::string& module, const std::string& port, const std::string& text) {
     if (text == "input") return 0;
     if (text == "output") return 1;
     if (text == "inout") return 2;
@@ -169,30 +124,31 @@ std::string bit_name(const std::string& name, int32_t width, int32_t index) {
 
 class IMPORTER {
   public:
-    IMPORTER(const std::vector<std::string>& sources, const PORT_ORDER& port_order,
-             std::vector<PREP_MUX_CELL>& mux_cells, PREP_IMPORT_COUNTS& counts)
-        : m_sources(sources), m_port_order(port_order), m_mux_cells(mux_cells), m_counts(counts) {}
+    IMPORTER(const std::vector<std::string>& sources, std::vector<PREP_MUX_CELL>& mux_cells,
+             PREP_IMPORT_COUNTS& counts)
+        : m_sources(sources), m_mux_cells(mux_cells), m_counts(counts) {}
 
-    void run(const JSON& root, PREP_JSON_IMPORT::TOP_RULE rule, const std::string& top,
-             NLG_GRAPH* graph);
+    void run(const PREP_JSON_NETLIST& netlist, PREP_JSON_IMPORT::TOP_RULE rule,
+             const std::string& top, NLG_GRAPH* graph);
 
   private:
-    SRC_PLACE place_of(const JSON& attributes) const;
-    void collect_modules(const JSON& root);
+    SRC_PLACE place_of(const std::string& src) const;
+    void collect_modules(const PREP_JSON_NETLIST& netlist);
     void split_ports(MODULE& m);
-    const MODULE& module_of_cell(const MODULE& parent, const std::string& cell,
-                                 const JSON& cell_json) const;
+    const MODULE& module_of_cell(const MODULE& parent, const PREP_JSON_CELL& cell) const;
     std::vector<MODULE*> by_source();
     std::vector<MODULE*> choose_modules(PREP_JSON_IMPORT::TOP_RULE rule, const std::string& top);
     void send_defs(const std::vector<MODULE*>& order, NLG_GRAPH_READ& builder);
     std::vector<CELL> cells_of(const MODULE& m) const;
+    std::vector<std::string> net_names(const MODULE& m, const std::vector<int32_t>& net_of_slot,
+                                       const std::unordered_map<int64_t, int32_t>& slot_of,
+                                       int32_t n_nets) const;
     void send_body(const MODULE& m, NLG_GRAPH_READ& builder);
     void note_mux_instance(const CELL& cell, const MODULE& parent);
     void finish_mux_cells();
     const NLG_FILELINE* fileline(const SRC_PLACE& place, NLG_FILELINE& storage) const;
 
     const std::vector<std::string>& m_sources;
-    const PORT_ORDER& m_port_order;
     std::vector<PREP_MUX_CELL>& m_mux_cells;
     PREP_IMPORT_COUNTS& m_counts;
     std::vector<MODULE> m_modules;
@@ -201,78 +157,67 @@ class IMPORTER {
     std::vector<std::string> m_mux_first;  // "instance in module" of the first instance seen
 };
 
-SRC_PLACE IMPORTER::place_of(const JSON& attributes) const {
+// A yosys source place, "file:line.column-line.column", of which the first of several counts.
+SRC_PLACE IMPORTER::place_of(const std::string& text) const {
     SRC_PLACE place;
-    auto it = attributes.find("src");
-    if (it == attributes.end() || !it->is_string()) return place;
-    std::string src = it->get<std::string>();
-    src = src.substr(0, src.find('|'));
+    const std::string src = text.substr(0, text.find('|'));
     const size_t colon = src.rfind(':');
     if (colon == std::string::npos) return place;
     const std::string file = src.substr(0, colon);
-    auto found = std::find(m_sources.begin(), m_sources.end(), file);
-    place.m_file = static_cast<uint32_t>(found - m_sources.begin());
+    place.m_file = static_cast<uint32_t>(std::find(m_sources.begin(), m_sources.end(), file) -
+                                         m_sources.begin());
     char* end = nullptr;
     place.m_line = static_cast<uint32_t>(strtoul(src.c_str() + colon + 1, &end, 10));
     if (end && *end == '.') place.m_column = static_cast<uint32_t>(strtoul(end + 1, nullptr, 10));
     return place;
 }
 
-void IMPORTER::collect_modules(const JSON& root) {
-    const JSON& modules = root.at("modules");
-    m_modules.reserve(modules.size());
-    for (auto it = modules.begin(); it != modules.end(); ++it) {
+void IMPORTER::collect_modules(const PREP_JSON_NETLIST& netlist) {
+    m_modules.reserve(netlist.m_modules.size());
+    for (const PREP_JSON_MODULE& json : netlist.m_modules) {
         MODULE m;
-        m.m_name = it.key();
-        m.m_json = &it.value();
-        const JSON& attributes = member(*m.m_json, "attributes");
-        m.m_blackbox = attribute_set(attributes, "blackbox");
-        m.m_mux = attributes.contains("fab_mux");
-        m.m_top_attribute = attribute_set(attributes, "top");
-        if (attributes.contains("fab_primitive")) {
-            const std::string type = value_text(attributes.at("fab_primitive"));
-            m.m_primitive_type = static_cast<uint32_t>(strtoul(type.c_str(), nullptr, 10));
+        m.m_name = json.m_name;
+        m.m_json = &json;
+        m.m_blackbox = attribute_set(json, "blackbox");
+        m.m_mux = PREP_JSON_MODULE::find(json.m_attributes, "fab_mux") != nullptr;
+        m.m_top_attribute = attribute_set(json, "top");
+        if (const std::string* type = PREP_JSON_MODULE::find(json.m_attributes, "fab_primitive")) {
+            m.m_primitive_type = static_cast<uint32_t>(strtoul(type->c_str(), nullptr, 10));
             if (m.m_primitive_type == 0 ||
-                type.find_first_not_of("0123456789") != std::string::npos)
-                bad("module " + m.m_name + ": fab_primitive is " + type + ", not a type code");
+                type->find_first_not_of("0123456789") != std::string::npos)
+                bad("module " + m.m_name + ": fab_primitive is " + *type + ", not a type code");
         }
-        m.m_src = place_of(attributes);
-        m_module_by_name.emplace(m.m_name, m_modules.size());
+        m.m_src = place_of(json.m_src);
+        if (!m_module_by_name.emplace(m.m_name, m_modules.size()).second)
+            bad("module " + m.m_name + " is defined twice");
         m_modules.push_back(std::move(m));
     }
     for (MODULE& m : m_modules) split_ports(m);
 }
 
 void IMPORTER::split_ports(MODULE& m) {
-    const JSON& ports = member(*m.m_json, "ports");
-    auto order = m_port_order.find(m.m_name);
-    if (order == m_port_order.end()) return;
-    for (const std::string& name : order->second) {
-        const JSON* it = &ports.at(name);
-        const JSON& bits = it->at("bits");
+    for (const PREP_JSON_PORT& port : m.m_json->m_ports) {
+        const std::vector<int64_t>& bits = port.m_bits.m_bits;
         const int32_t width = static_cast<int32_t>(bits.size());
-        if (width == 0) bad("module " + m.m_name + ": port " + name + " has no bits");
-        const int32_t offset = it->value("offset", 0);
-        const bool upto = it->value("upto", 0) != 0;
-        const uint32_t direction = direction_of(m.m_name, name, it->at("direction"));
+        if (width == 0) bad("module " + m.m_name + ": port " + port.m_name + " has no bits");
+        const bool upto = port.m_bits.m_upto;
+        const uint32_t direction = direction_of(m.m_name, port.m_name, port.m_direction);
         BUS bus{static_cast<int32_t>(m.m_port_names.size()), width, upto};
-        if (!m.m_buses.emplace(name, bus).second)
-            bad("module " + m.m_name + ": port " + name + " appears twice");
+        if (!m.m_buses.emplace(port.m_name, bus).second)
+            bad("module " + m.m_name + ": port " + port.m_name + " appears twice");
         for (int32_t j = 0; j < width; ++j) {
             const size_t k = static_cast<size_t>(upto ? width - 1 - j : j);
-            m.m_port_names.push_back(bit_name(name, width, offset + j));
+            m.m_port_names.push_back(bit_name(port.m_name, width, port.m_bits.m_offset + j));
             m.m_port_directions.push_back(direction);
-            m.m_port_bits.push_back(bit_of(bits.at(k)));
+            m.m_port_bits.push_back(bits[k]);
         }
     }
 }
 
-const MODULE& IMPORTER::module_of_cell(const MODULE& parent, const std::string& cell,
-                                       const JSON& cell_json) const {
-    const std::string type = cell_json.at("type").get<std::string>();
-    auto it = m_module_by_name.find(type);
+const MODULE& IMPORTER::module_of_cell(const MODULE& parent, const PREP_JSON_CELL& cell) const {
+    auto it = m_module_by_name.find(cell.m_type);
     if (it == m_module_by_name.end())
-        bad("module " + parent.m_name + ": cell " + cell + " is of module " + type +
+        bad("module " + parent.m_name + ": cell " + cell.m_name + " is of module " + cell.m_type +
             ", which the netlist does not define");
     return m_modules[it->second];
 }
@@ -307,9 +252,8 @@ std::vector<MODULE*> IMPORTER::choose_modules(PREP_JSON_IMPORT::TOP_RULE rule,
     while (!stack.empty()) {
         const MODULE* m = stack.back();
         stack.pop_back();
-        const JSON& cells = member(*m->m_json, "cells");
-        for (auto it = cells.begin(); it != cells.end(); ++it) {
-            const MODULE& child = module_of_cell(*m, it.key(), it.value());
+        for (const PREP_JSON_CELL& cell : m->m_json->m_cells) {
+            const MODULE& child = module_of_cell(*m, cell);
             const size_t index = m_module_by_name.at(child.m_name);
             if (reached[index]) continue;
             reached[index] = true;
@@ -350,30 +294,62 @@ void IMPORTER::send_defs(const std::vector<MODULE*>& order, NLG_GRAPH_READ& buil
 std::vector<CELL> IMPORTER::cells_of(const MODULE& m) const {
     std::vector<CELL> cells;
     if (m.m_blackbox) return cells;
-    const JSON& list = member(*m.m_json, "cells");
-    cells.reserve(list.size());
-    for (auto it = list.begin(); it != list.end(); ++it) {
-        CELL cell{it.key(), place_of(member(it.value(), "attributes")), nullptr, &it.value(), {}};
-        cell.m_module = &module_of_cell(m, cell.m_name, it.value());
-        const JSON& connections = member(it.value(), "connections");
-        for (auto c = connections.begin(); c != connections.end(); ++c) {
-            auto bus = cell.m_module->m_buses.find(c.key());
+    cells.reserve(m.m_json->m_cells.size());
+    for (const PREP_JSON_CELL& json : m.m_json->m_cells) {
+        CELL cell{&json.m_name, place_of(json.m_src), &module_of_cell(m, json), &json, {}};
+        for (const auto& [port, bits] : json.m_connections) {
+            auto bus = cell.m_module->m_buses.find(port);
             if (bus == cell.m_module->m_buses.end())
-                bad("module " + m.m_name + ": cell " + cell.m_name + " connects port " + c.key() +
+                bad("module " + m.m_name + ": cell " + json.m_name + " connects port " + port +
                     ", which module " + cell.m_module->m_name + " does not have");
-            if (c->size() > static_cast<size_t>(bus->second.m_width))
-                bad("module " + m.m_name + ": cell " + cell.m_name + " connects " +
-                    std::to_string(c->size()) + " bits to port " + c.key() + " of " +
+            if (bits.size() > static_cast<size_t>(bus->second.m_width))
+                bad("module " + m.m_name + ": cell " + json.m_name + " connects " +
+                    std::to_string(bits.size()) + " bits to port " + port + " of " +
                     std::to_string(bus->second.m_width) + " bits");
-            for (size_t k = 0; k < c->size(); ++k)
-                cell.m_pins.push_back(PIN{bus->second.port_of_bit(k), bit_of((*c)[k])});
+            for (size_t k = 0; k < bits.size(); ++k)
+                cell.m_pins.push_back(PIN{bus->second.port_of_bit(k), bits[k]});
         }
         std::sort(cell.m_pins.begin(), cell.m_pins.end(),
                   [](const PIN& a, const PIN& b) { return a.m_port < b.m_port; });
         cells.push_back(std::move(cell));
     }
-    std::sort(cells.begin(), cells.end(), source_less<CELL>);
+    std::sort(cells.begin(), cells.end(), [](const CELL& a, const CELL& b) {
+        if (!(a.m_src == b.m_src)) return a.m_src < b.m_src;
+        return prep_natural_less(a.name(), b.name());
+    });
     return cells;
+}
+
+// Net names: the first module port on the bit, else a named wire, else a hidden one, else the
+// bit's number.
+std::vector<std::string> IMPORTER::net_names(const MODULE& m,
+                                             const std::vector<int32_t>& net_of_slot,
+                                             const std::unordered_map<int64_t, int32_t>& slot_of,
+                                             int32_t n_nets) const {
+    std::vector<std::string> names(static_cast<size_t>(n_nets));
+    auto net_of_bit = [&](int64_t bit) -> int32_t {
+        auto it = slot_of.find(bit);
+        return it == slot_of.end() ? -1 : net_of_slot[it->second];
+    };
+    for (size_t p = 0; p < m.m_port_bits.size(); ++p) {
+        const int32_t net = net_of_bit(m.m_port_bits[p]);
+        if (net >= 0 && names[net].empty()) names[net] = m.m_port_names[p];
+    }
+    for (int hidden = 0; hidden < 2 && n_nets > 0; ++hidden)
+        for (const PREP_JSON_NETNAME& wire : m.m_json->m_netnames) {
+            if (wire.m_hidden != (hidden != 0)) continue;
+            const int32_t width = static_cast<int32_t>(wire.m_bits.m_bits.size());
+            for (int32_t k = 0; k < width; ++k) {
+                const int32_t net = net_of_bit(wire.m_bits.m_bits[k]);
+                if (net < 0 || !names[net].empty()) continue;
+                const int32_t j = wire.m_bits.m_upto ? width - 1 - k : k;
+                names[net] = bit_name(wire.m_name, width, wire.m_bits.m_offset + j);
+            }
+        }
+    for (const auto& [bit, slot] : slot_of)
+        if (net_of_slot[slot] >= 0 && names[net_of_slot[slot]].empty())
+            names[net_of_slot[slot]] = "$" + std::to_string(bit);
+    return names;
 }
 
 void IMPORTER::send_body(const MODULE& m, NLG_GRAPH_READ& builder) {
@@ -402,33 +378,12 @@ void IMPORTER::send_body(const MODULE& m, NLG_GRAPH_READ& builder) {
         auto it = slot_of.find(bit);
         return it == slot_of.end() ? -1 : net_of_slot[it->second];
     };
-
-    // Net names: the first module port on the bit, else a named wire, else a hidden one.
-    std::vector<std::string> names(n_nets);
-    std::vector<std::vector<int32_t>> net_ports(n_nets);
+    const std::vector<std::string> names = net_names(m, net_of_slot, slot_of, n_nets);
+    std::vector<std::vector<int32_t>> net_ports(static_cast<size_t>(n_nets));
     for (size_t p = 0; p < m.m_port_bits.size(); ++p) {
         const int32_t net = net_of_bit(m.m_port_bits[p]);
-        if (net < 0) continue;
-        if (names[net].empty()) names[net] = m.m_port_names[p];
-        net_ports[net].push_back(static_cast<int32_t>(p));
+        if (net >= 0) net_ports[net].push_back(static_cast<int32_t>(p));
     }
-    const JSON& netnames = member(*m.m_json, "netnames");
-    for (int hidden = 0; hidden < 2 && n_nets > 0; ++hidden)
-        for (auto it = netnames.begin(); it != netnames.end(); ++it) {
-            if ((it->value("hide_name", 0) != 0) != (hidden != 0)) continue;
-            const JSON& bits = it->at("bits");
-            const int32_t width = static_cast<int32_t>(bits.size());
-            const int32_t offset = it->value("offset", 0);
-            const bool upto = it->value("upto", 0) != 0;
-            for (int32_t k = 0; k < width; ++k) {
-                const int32_t net = net_of_bit(bit_of(bits[k]));
-                if (net < 0 || !names[net].empty()) continue;
-                names[net] = bit_name(it.key(), width, offset + (upto ? width - 1 - k : k));
-            }
-        }
-    for (const auto& [bit, slot] : slot_of)
-        if (net_of_slot[slot] >= 0 && names[net_of_slot[slot]].empty())
-            names[net_of_slot[slot]] = "$" + std::to_string(bit);
 
     builder.begin_module_body(m.m_index);
     builder.begin_nets(n_nets);
@@ -444,7 +399,7 @@ void IMPORTER::send_body(const MODULE& m, NLG_GRAPH_READ& builder) {
         }
         m_counts.m_portrefs += port_to_nets.size();
         NLG_FILELINE storage;
-        builder.add_instance(builder.intern(cell.m_name), cell.m_module->m_index,
+        builder.add_instance(builder.intern(cell.name()), cell.m_module->m_index,
                              std::move(port_to_nets), fileline(cell.m_src, storage));
         if (cell.m_module->m_mux) note_mux_instance(cell, m);
     }
@@ -457,19 +412,15 @@ void IMPORTER::send_body(const MODULE& m, NLG_GRAPH_READ& builder) {
 
 void IMPORTER::note_mux_instance(const CELL& cell, const MODULE& parent) {
     const MODULE& mux = *cell.m_module;
-    const JSON& defaults = member(*mux.m_json, "parameter_default_values");
-    const JSON& given = member(*cell.m_json, "parameters");
     MUX_VALUES values;
     for (int p = 0; p < 3; ++p) {
-        const JSON* value = nullptr;
-        if (given.contains(MUX_PARAMETERS[p]))
-            value = &given.at(MUX_PARAMETERS[p]);
-        else if (defaults.contains(MUX_PARAMETERS[p]))
-            value = &defaults.at(MUX_PARAMETERS[p]);
+        const std::string* value =
+            PREP_JSON_MODULE::find(cell.m_json->m_parameters, MUX_PARAMETERS[p]);
+        if (!value) value = PREP_JSON_MODULE::find(mux.m_json->m_defaults, MUX_PARAMETERS[p]);
         values.m_has[p] = value != nullptr;
-        if (value) values.m_value[p] = value_text(*value);
+        if (value) values.m_value[p] = *value;
     }
-    const std::string where = "instance " + cell.m_name + " in module " + parent.m_name;
+    const std::string where = "instance " + cell.name() + " in module " + parent.m_name;
     std::string& first = m_mux_first[mux.m_mux_cell];
     MUX_VALUES& kept = m_mux_values[mux.m_mux_cell];
     if (first.empty()) {
@@ -489,11 +440,11 @@ void IMPORTER::finish_mux_cells() {
         const MODULE& mux = m_modules[m_module_by_name.at(cell.m_module)];
         MUX_VALUES& values = m_mux_values[mux.m_mux_cell];
         if (m_mux_first[mux.m_mux_cell].empty()) {  // never instantiated: the defaults
-            const JSON& defaults = member(*mux.m_json, "parameter_default_values");
             for (int p = 0; p < 3; ++p)
-                if (defaults.contains(MUX_PARAMETERS[p])) {
+                if (const std::string* value =
+                        PREP_JSON_MODULE::find(mux.m_json->m_defaults, MUX_PARAMETERS[p])) {
                     values.m_has[p] = true;
-                    values.m_value[p] = value_text(defaults.at(MUX_PARAMETERS[p]));
+                    values.m_value[p] = *value;
                 }
         }
         cell.m_is_template = values.m_has[0];
@@ -507,9 +458,9 @@ void IMPORTER::finish_mux_cells() {
     }
 }
 
-void IMPORTER::run(const JSON& root, PREP_JSON_IMPORT::TOP_RULE rule, const std::string& top,
-                   NLG_GRAPH* graph) {
-    collect_modules(root);
+void IMPORTER::run(const PREP_JSON_NETLIST& netlist, PREP_JSON_IMPORT::TOP_RULE rule,
+                   const std::string& top, NLG_GRAPH* graph) {
+    collect_modules(netlist);
     const std::vector<MODULE*> order = choose_modules(rule, top);
     for (size_t i = 0; i < order.size(); ++i) order[i]->m_index = static_cast<int32_t>(i);
 
@@ -552,34 +503,19 @@ bool PREP_JSON_IMPORT::import(std::istream& json, TOP_RULE rule, const std::stri
         m_error = {false, "the graph to import into is not empty"};
         return false;
     }
+    PREP_JSON_NETLIST netlist;
+    std::string parse_error;
+    if (!prep_read_json(json, &netlist, &parse_error)) {
+        m_error = {false, "not a yosys netlist: " + parse_error};
+        return false;
+    }
     try {
-        PORT_ORDER port_order;
-        const JSON root = parse_netlist(json, port_order);
-        IMPORTER importer(m_sources, port_order, m_mux_cells, m_counts);
-        importer.run(root, rule, top, graph);
+        IMPORTER importer(m_sources, m_mux_cells, m_counts);
+        importer.run(netlist, rule, top, graph);
     } catch (const BAD_INPUT& e) {
         m_error = {false, e.m_message};
-    } catch (const nlohmann::json::exception& e) {
-        m_error = {false, std::string("not a yosys netlist: ") + e.what()};
     }
     return m_error.m_ok;
-}
-
-std::string prep_parameter_text(const std::string& value) {
-    const size_t not_bit = value.find_first_not_of("01xz");
-    if (!value.empty() && not_bit == std::string::npos) {
-        if (value.find_first_of("xz") != std::string::npos || value.size() > 64) return value;
-        uint64_t number = 0;
-        for (char c : value) number = number * 2 + (c == '1' ? 1 : 0);
-        if (value.size() == 32 && value[0] == '1')
-            return std::to_string(static_cast<int32_t>(static_cast<uint32_t>(number)));
-        return std::to_string(number);
-    }
-    std::string text = value;
-    // Bits followed by blanks only: yosys added one blank to tell the string from a number.
-    if (not_bit != std::string::npos && text.find_first_not_of(' ', not_bit) == std::string::npos)
-        text.pop_back();
-    return "\"" + text + "\"";
 }
 
 bool prep_natural_less(const std::string& a, const std::string& b) {

@@ -60,10 +60,5 @@ class PREP_JSON_IMPORT {
     UTIL::IERROR::ERROR m_error;
 };
 
-// Text of a yosys parameter or attribute value as the RTL wrote it: a string gets its double
-// quotes back (yosys marks a string that looks like bits with one trailing blank), a bit string
-// becomes a decimal integer (32 bits read as signed), bits with x or z stay as they are.
-std::string prep_parameter_text(const std::string& yosys_value);
-
 // Order of names that compares runs of digits by value, so that g[2] comes before g[10].
 bool prep_natural_less(const std::string& a, const std::string& b);
