@@ -1,0 +1,415 @@
+// The annotation generator: the block-level data reader, every message of the four text files,
+// the fatal texts of the block passes, and one device through every pass whose annotation sets
+// are written, read back and compared.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "ann/annss.h"
+#include "ann/blc_data.h"
+#include "nlg/nlg_annotation_gen.h"
+#include "nlg/nlg_mux_translator.h"
+#include "nlg/nlg_test_trace_graph.h"
+#include "nlg/nlg_test_util.h"
+
+using NS_SYMBOL::SYM;
+using MT = PB::MUX_DESCRIPTION;
+
+namespace {
+
+const char* const BLC_TEXT = R"(
+entries {
+  module: "LOGIC" logical_name: "LOGIC" logical_impl: "DEFAULT"
+  ports { name: "bout" first_re_index: 2 icd_port_name: "out" }
+  ports { name: "bin" width: 2 first_re_index: 0 icd_port_name: "in" icd_msb: 1 icd_lsb: 0 }
+  placements { instance: "core" pnr_x: 1 pnr_y: 0 pnr_z: 0 }
+  placements { instance: "imux" pnr_x: 0 pnr_y: 0 pnr_z: 1 }
+}
+entries {
+  module: "CORE" logical_name: "CORE" logical_impl: "DEFAULT"
+  ports { name: "a" first_re_index: 3 }
+  ports { name: "y" first_re_index: 4 }
+}
+entries {
+  module: "IMUX" logical_name: "IMUX" logical_impl: "DEFAULT" internal: true
+  ports { name: "i" first_re_index: 5 }
+  ports { name: "o" route: false }
+}
+)";
+
+// RTL: top holds a routing block `route` (one H mux cell, port p) and a logic block `logic`
+// (an empty box with in[0], in[1], out). BLC: the LOGIC block with an atom and an internal mux.
+struct DEVICE {
+    NLG_TEST::TRACE_GRAPH rtl;
+    NLG_TEST::TRACE_GRAPH blc;
+    NLG_MODULE* top;
+    NLG_MODULE* route;
+    NLG_MODULE* logic;
+    NLG_MODULE* mux;
+    NLG_MODULE* blogic;
+    NLG_MODULE* bcore;
+    NLG_MODULE* bimux;
+    BLC_DATA data;
+
+    explicit DEVICE(const std::string& blc_text = BLC_TEXT) {
+        top = rtl.module("top");
+        route = rtl.module("ROUTE");
+        rtl.port(route, "p", NLG_IPORT::INPUT);
+        logic = rtl.module("LOGIC_BOX");
+        rtl.port(logic, "in[0]", NLG_IPORT::INPUT);
+        rtl.port(logic, "in[1]", NLG_IPORT::INPUT);
+        rtl.port(logic, "out", NLG_IPORT::OUTPUT);
+        mux = rtl.module("mux_h");
+        rtl.port(mux, "muxin0", NLG_IPORT::INPUT);
+        rtl.port(mux, "muxout", NLG_IPORT::OUTPUT);
+        rtl.instance(route, "m0", mux);
+        rtl.instance(top, "route", route);
+        rtl.instance(top, "logic", logic);
+
+        blogic = blc.module("LOGIC");
+        blc.port(blogic, "bin[0]", NLG_IPORT::INPUT);
+        blc.port(blogic, "bin[1]", NLG_IPORT::INPUT);
+        blc.port(blogic, "bout", NLG_IPORT::OUTPUT);
+        bcore = blc.module("CORE");
+        blc.port(bcore, "a", NLG_IPORT::INPUT);
+        blc.port(bcore, "y", NLG_IPORT::OUTPUT);
+        bimux = blc.module("IMUX");
+        blc.port(bimux, "i", NLG_IPORT::INPUT);
+        blc.port(bimux, "o", NLG_IPORT::OUTPUT);
+        blc.instance(blogic, "core", bcore);
+        blc.instance(blogic, "imux", bimux);
+
+        std::istringstream in(blc_text);
+        EXPECT_TRUE(data.read(in)) << data.get_error().m_message;
+    }
+    NLG_ANNOTATION_GEN gen() {
+        return NLG_ANNOTATION_GEN(&rtl.graph(), &rtl.annotations(), &blc.graph(),
+                                  &blc.annotations(), &data);
+    }
+    std::string mux_file() {
+        NLG_MUX_TRANSLATOR translator;
+        translator.add_mux("mux_h", true, "\"H\"", "4", "\"L\"", false, {"muxin0", "muxout"});
+        std::ostringstream out;
+        EXPECT_TRUE(translator.write(out, UTIL::PB_TXT));
+        return out.str();
+    }
+};
+
+std::string name_of(const PB::SYMBOL& symbol) {
+    return SYM(symbol.value()).get_name();
+}
+
+// Runs one file pass on a text and returns what it printed.
+template <class PASS>
+std::string run_pass(PASS pass, const std::string& text) {
+    std::istringstream in(text);
+    testing::internal::CaptureStdout();
+    pass(in);
+    return testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+
+TEST(BlcData, ReadAndReject) {
+    DEVICE d;
+    const BLC_DATA::ENTRY* entry = d.data.find("LOGIC");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->m_ports.begin()->first, "bin");  // name order
+    EXPECT_EQ(entry->m_placements.at("imux")->pnr_z(), 1);
+    EXPECT_EQ(d.data.find("IMUX")->m_ports.at("o")->first_re_index(), -1);
+    EXPECT_EQ(d.data.find("nothing"), nullptr);
+
+    struct CASE {
+        const char* text;
+        const char* message;
+    };
+    const CASE cases[] = {
+        {"entries {\n  module: \"A\" logical_nam: \"x\" }",
+         "Failed read of block-level data: 2:26: Message type \"PB.BLC_DATA.ENTRY\" has no "
+         "field named \"logical_nam\"."},
+        {"entries { module: \"A\" }",
+         "Failed read of block-level data: Message missing "
+         "required fields: entries[0].logical_name, "
+         "entries[0].logical_impl"},
+        {"entries { module: \"A\" logical_name: \"A\" logical_impl: \"B\" }\n"
+         "entries { module: \"A\" logical_name: \"A\" logical_impl: \"B\" }",
+         "Repeated block-level data of module A"},
+    };
+    for (const CASE& c : cases) {
+        BLC_DATA data;
+        std::istringstream in(c.text);
+        EXPECT_FALSE(data.read(in));
+        EXPECT_FALSE(data.get_error().m_ok);
+        EXPECT_EQ(data.get_error().m_message, c.message);
+        EXPECT_EQ(data.find("A"), nullptr);
+    }
+}
+
+TEST(AnnotationGen, TopBlocks) {
+    DEVICE d;
+    NLG_MODULE* spaced = d.rtl.module("my blk");
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::string out = run_pass([&](std::istream& in) { gen.read_top_blocks(in); },
+                               "ROUTE 1\n\nLOGIC_BOX 0 # not this\nLOGIC_BOX 0\n#x 1\nmy$blk 2\n"
+                               "zz 1\n");
+    EXPECT_EQ(out, "Warning: Can't find module zz listed in top_blocks.txt file in RTL\n");
+    const PB::ICDB::MODULE& r = d.rtl.rec(d.route);
+    EXPECT_EQ(r.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
+    EXPECT_TRUE(r.is_routing());
+    EXPECT_FALSE(r.has_has_port_with_re());
+    const PB::ICDB::MODULE& l = d.rtl.rec(d.logic);
+    EXPECT_FALSE(l.is_routing());
+    EXPECT_TRUE(l.has_port_with_re());
+    EXPECT_EQ(d.rtl.rec(spaced).level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
+    EXPECT_FALSE(d.rtl.rec(spaced).is_routing());
+}
+
+TEST(AnnotationGen, IcdToPnrMapping) {
+    DEVICE d;
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::string out = run_pass([&](std::istream& in) { gen.read_icd_to_pnr_mapping(in); },
+                               "zz a b\nLOGIC_BOX logic Default\ntop - -\nROUTE r r # skip\n");
+    EXPECT_EQ(out,
+              "Warning: can't find IP block zz listed in icd_to_pnr_mapping.txt file in RTL\n");
+    EXPECT_EQ(name_of(d.rtl.rec(d.logic).logical_name()), "LOGIC");
+    EXPECT_EQ(name_of(d.rtl.rec(d.logic).logical_impl()), "DEFAULT");
+    EXPECT_EQ(name_of(d.rtl.rec(d.top).logical_impl()), "-");
+    EXPECT_FALSE(d.rtl.rec(d.route).has_logical_name());
+}
+
+TEST(AnnotationGen, SpareRowFlyover) {
+    DEVICE d;
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::string out =
+        run_pass([&](std::istream& in) { gen.read_spare_row_flyover(in); },
+                 "LOGIC_BOX in[0] out\nLOGIC_BOX in[0] out\nLOGIC_BOX in[1] nope\nzz a b\n"
+                 "LOGIC_BOX q out\n");
+    EXPECT_EQ(out,
+              "setting spare row flyover to out on port in[0]\n"
+              "Warning: ignoring port nope on module LOGIC_BOX in spare_row_flyover.txt due to "
+              "unrecognized port name.\n"
+              "Warning: ignoring port q on module LOGIC_BOX in spare_row_flyover.txt due to "
+              "unrecognized port name.\n"
+              "Warning: ignoring module zz in spare_row_flyover.txt due to unrecognized module "
+              "name.\n");
+    EXPECT_EQ(d.rtl.rec(d.logic->port(0)).spare_row_flyover_out(), 2);
+    EXPECT_FALSE(d.rtl.rec(d.logic->port(1)).has_spare_row_flyover_out());
+
+    std::istringstream conflict("LOGIC_BOX in[0] out\nLOGIC_BOX in[0] in[1]\n");
+    EXPECT_FATAL(gen.read_spare_row_flyover(conflict),
+                 "module_flyover_ports[module_name][port_in] == port_out");
+}
+
+TEST(AnnotationGen, InsertNode) {
+    DEVICE d;
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::string out = run_pass([&](std::istream& in) { gen.read_insert_node(in); },
+                               "ROUTE p LEIM\n+ ROUTE p LEIM\n+ ROUTE p\n- ROUTE\n"
+                               "ROUTE q H\nzz p H\n- LOGIC_BOX out\n- LOGIC_BOX gone\n");
+    EXPECT_EQ(out,
+              "Warning: ignoring line: + ROUTE p due to illegal format.\n"
+              "Warning: ignoring line: - ROUTE due to illegal format.\n"
+              "Warning: ignoring port q on module ROUTE in insert_node.txt due to unrecognized "
+              "port name.\n"
+              "Warning: ignoring module zz in insert_node.txt due to unrecognized module name.\n"
+              "Warning: ignoring port gone on module LOGIC_BOX in insert_node.txt due to "
+              "unrecognized port name.\n");
+    const PB::ICDB::APORT& p = d.rtl.rec(d.route->port(0));
+    EXPECT_TRUE(p.is_inserted_re());
+    EXPECT_EQ(p.re_name(), MT::LEIM);
+    EXPECT_TRUE(d.rtl.rec(d.route).has_port_with_re());
+    EXPECT_EQ(d.rtl.rec(d.logic->port(2)).merge_type(), PB::ICDB::APORT::MERGE);
+
+    // Another name is another type, even where both fold to one kind.
+    std::istringstream mismatch("ROUTE p L\nROUTE p LL\n");
+    EXPECT_FATAL(gen.read_insert_node(mismatch),
+                 "mismatching RE assignment in insert_node.txt file for module ROUTE, port p");
+    std::istringstream red("ROUTE p RED\n");
+    EXPECT_FATAL(gen.read_insert_node(red), "t != PB::MUX_DESCRIPTION::UNKNOWN");
+    std::istringstream other("ROUTE p H\n");
+    EXPECT_FATAL(gen.read_insert_node(other),
+                 "Insterted RE H conflict with existing RE LEIM! Module ROUTE, port p.");
+}
+
+TEST(AnnotationGen, BlockPassFatals) {
+    struct CASE {
+        const char* from;
+        const char* to;
+        const char* fatal;
+    };
+    const CASE cases[] = {
+        {"module: \"CORE\"", "module: \"CORE2\"",
+         "Non-empty module CORE is not processed by BLC_DATA\n"},
+        {"first_re_index: 3", "first_re_index: -1", "RE index on port a of module CORE is unset!"},
+        {"placements { instance: \"core\" pnr_x: 1 pnr_y: 0 pnr_z: 0 }", "",
+         "instance core in module LOGIC is not processed by BLC_DATA"},
+        {"ports { name: \"y\" first_re_index: 4 }", "ports { name: \"z\" first_re_index: 4 }",
+         "port z on block CORE is not defined by BLC"},
+    };
+    for (const CASE& c : cases) {
+        std::string text = BLC_TEXT;
+        text.replace(text.find(c.from), std::string(c.from).size(), c.to);
+        DEVICE d(text);
+        NLG_ANNOTATION_GEN gen = d.gen();
+        std::istringstream mux(d.mux_file());
+        EXPECT_FATAL(gen.generate(mux), c.fatal);
+    }
+    DEVICE bidir;
+    bidir.blc.port(bidir.bcore, "io", NLG_IPORT::INOUT);
+    PB::BLC_DATA pb = bidir.data.get_pb();
+    auto* port = pb.mutable_entries(1)->add_ports();
+    port->set_name("io");
+    port->set_first_re_index(9);
+    ASSERT_TRUE(bidir.data.set_pb(pb));
+    NLG_ANNOTATION_GEN gen = bidir.gen();
+    std::istringstream mux(bidir.mux_file());
+    EXPECT_FATAL(gen.generate(mux), "BIDIR port is not allowed on atoms! (CORE:io)");
+
+    DEVICE unlisted;
+    unlisted.blc.module("EXTRA");
+    NLG_ANNOTATION_GEN gen2 = unlisted.gen();
+    std::istringstream mux2(unlisted.mux_file());
+    EXPECT_FATAL(gen2.generate(mux2), "module EXTRA is not processed by BLC_DATA");
+}
+
+TEST(AnnotationGen, TopLevelPortFatals) {
+    struct CASE {
+        const char* from;
+        const char* to;
+        const char* mapping;
+        const char* fatal;
+    };
+    const CASE cases[] = {
+        {"", "", "LOGIC_BOX logic other\n",
+         "Top level IP LOGIC(OTHER) is not defined by BLC. Please check icd_to_pnr_mapping.txt "
+         "file."},
+        {"icd_port_name: \"out\"", "", "LOGIC_BOX logic default\n",
+         "top-level port bout on module LOGIC_BOX does not have a icd_port_name!"},
+        {"icd_msb: 1", "icd_msb: 2", "LOGIC_BOX logic default\n",
+         "Mismatche between icd port bus width and logical port bus with. Logical port name is "
+         "bin, module name is LOGIC_BOX."},
+        {"icd_port_name: \"out\"", "icd_port_name: \"in\" icd_msb: 0 icd_lsb: 0",
+         "LOGIC_BOX logic default\n",
+         "More than one logical port maps to ICD port in[0] on moulde LOGIC_BOX!"},
+    };
+    for (const CASE& c : cases) {
+        std::string text = BLC_TEXT;
+        if (*c.from) text.replace(text.find(c.from), std::string(c.from).size(), c.to);
+        DEVICE d(text);
+        NLG_ANNOTATION_GEN gen = d.gen();
+        std::istringstream top("LOGIC_BOX 0\n"), map(c.mapping), mux(d.mux_file());
+        EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux), c.fatal);
+    }
+    // A route-0 port still needs its index when it stands for an RTL port.
+    std::string text = BLC_TEXT;
+    text.replace(text.find("first_re_index: 2 "), 18, "route: false ");
+    DEVICE d(text);
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
+    EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux),
+                 "RE index on port bout of module LOGIC was not set!");
+}
+
+TEST(AnnotationGen, MuxFileFaults) {
+    DEVICE d;
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::istringstream closed;
+    closed.setstate(std::ios::failbit);
+    EXPECT_FATAL(gen.generate(closed), "i_mux.good()");
+    std::istringstream garbage("mux_descriptions { is_template: 1 nme: \"x\" }");
+    EXPECT_FATAL(gen.generate(garbage), "i_mux.good()");
+}
+
+TEST(AnnotationGen, DeviceThroughEveryPass) {
+    DEVICE d;
+    // The BLC port of a logical port that the RTL lacks: a critical warning, no stop.
+    d.rtl.port(d.logic, "spare", NLG_IPORT::INPUT);
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::istringstream top("ROUTE 1\nLOGIC_BOX 0\n");
+    std::istringstream map("top - -\nLOGIC_BOX logic default\n");
+    std::istringstream flyover("LOGIC_BOX in[0] out\n");
+    std::istringstream insert("ROUTE p LEIM\n");
+    std::string mux_text = d.mux_file();
+    std::istringstream mux(mux_text);
+    testing::internal::CaptureStdout();
+    gen.run(&top, &map, &flyover, &insert, mux);
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out, "setting spare row flyover to out on port in[0]\n");
+
+    // BLC records.
+    const PB::ICDB::MODULE& bl = d.blc.rec(d.blogic);
+    EXPECT_EQ(name_of(bl.logical_name()), "LOGIC");
+    EXPECT_EQ(bl.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
+    EXPECT_EQ(bl.pnr_width(), 2);
+    EXPECT_EQ(bl.pnr_height(), 1);
+    EXPECT_TRUE(bl.has_port_with_re());
+    EXPECT_EQ(d.blc.rec(d.bimux).level(), PB::ICDB::MODULE::PRIM_MUX);
+    EXPECT_EQ(d.blc.rec(d.blogic->instance(0)).pnr_x(), 1);
+    EXPECT_EQ(d.blc.rec(d.blogic->instance(1)).pnr_z(), 1);
+    const MT::MUXTYPE blc_types[][2] = {{MT::ATOM_INPUT, MT::ATOM_OUTPUT},
+                                        {MT::BLC_INTERNAL_RE, MT::UNKNOWN}};
+    NLG_MODULE* atoms[] = {d.bcore, d.bimux};
+    for (int m = 0; m < 2; ++m) {
+        for (int p = 0; p < 2; ++p) {
+            const PB::ICDB::APORT& r = d.blc.rec(atoms[m]->port(p));
+            EXPECT_EQ(r.has_re_name(), blc_types[m][p] != MT::UNKNOWN);
+            if (r.has_re_name()) {
+                EXPECT_EQ(r.re_name(), blc_types[m][p]);
+            }
+            EXPECT_EQ(r.is_route_type_normal(), m == 0 || p == 0);
+        }
+    }
+    EXPECT_EQ(d.blc.rec(d.bcore->port(1)).re_index(), 4);
+
+    // RTL records: block ports carry their BLC twin's RE; the mux cell is a primitive mux.
+    const PB::ICDB::MODULE& rl = d.rtl.rec(d.logic);
+    EXPECT_EQ(rl.pnr_width(), 2);
+    EXPECT_EQ(rl.pnr_height(), 1);
+    const char* logical[] = {"bin[0]", "bin[1]", "bout"};
+    for (int p = 0; p < 3; ++p) {
+        const PB::ICDB::APORT& r = d.rtl.rec(d.logic->port(p));
+        EXPECT_EQ(name_of(r.logical_name()), logical[p]);
+        EXPECT_EQ(r.re_name(), MT::BLOCK_PORT);
+        EXPECT_EQ(r.re_index(), p);
+        EXPECT_TRUE(r.is_route_type_normal());
+        EXPECT_EQ(d.blc.rec(d.blogic->port(p)).re_index(), p);
+    }
+    EXPECT_EQ(d.rtl.rec(d.logic->port(0)).spare_row_flyover_out(), 2);
+    EXPECT_FALSE(d.rtl.rec(d.logic->port(3)).has_re_name());
+    EXPECT_EQ(d.rtl.rec(d.mux).level(), PB::ICDB::MODULE::PRIM_MUX);
+    EXPECT_EQ(d.rtl.rec(d.mux).mux_desc().dir(), PB::ICDB::NET::LEFT);
+    EXPECT_EQ(d.rtl.rec(d.route->port(0)).re_name(), MT::LEIM);
+    EXPECT_EQ(name_of(d.rtl.rec(d.top).logical_name()), "-");
+
+    // Both sets survive their file.
+    for (NLG_TEST::TRACE_GRAPH* t : {&d.rtl, &d.blc}) {
+        std::stringstream file;
+        ASSERT_TRUE(t->annotations().get_annss()->write(file, UTIL::PB_BIN));
+        NLG_ANNSS copy(t->graph());
+        ASSERT_TRUE(copy.get_annss()->read(file, UTIL::PB_BIN));
+        EXPECT_TRUE(copy.get_annss()->equals(*t->annotations().get_annss()));
+        if (t == &d.rtl) {
+            EXPECT_EQ(name_of(copy.get_icdb().get_port(*d.logic->port(2)).logical_name()), "bout");
+        }
+    }
+}
+
+TEST(AnnotationGen, CriticalWarnings) {
+    std::string text = BLC_TEXT;
+    text.replace(text.find("icd_port_name: \"out\""), 20, "icd_port_name: \"gone\"");
+    DEVICE d(text);
+    NLG_ANNOTATION_GEN gen = d.gen();
+    std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
+    testing::internal::CaptureStdout();
+    gen.run(&top, &map, nullptr, nullptr, mux);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Critical Warning: top-level icd_port gone on module LOGIC_BOX specified in BLC can "
+              "not be found in RTL!\n"
+              "Critical Warning: There are mismatches between BLC ports and RTL ports on block "
+              "LOGIC(DEFAULT). Please check "
+              "work/pnrsuite/devices/$FAMILY/$DEVICE/device_tessel/$DEVICE_work.out file for "
+              "detail.\n");
+    EXPECT_EQ(d.blc.rec(d.blogic->port(2)).re_index(), 2);
+}

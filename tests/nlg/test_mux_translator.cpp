@@ -1,0 +1,372 @@
+// The mux translator: the naming table, the path rules of template and clock cells, the text
+// file and its assertions, the instance name rule, and applying a description to ICDB records.
+#include <gtest/gtest.h>
+#include <google/protobuf/text_format.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "nlg/nlg_mux_translator.h"
+#include "nlg/nlg_test_trace_graph.h"
+#include "nlg/nlg_test_util.h"
+
+using MT = PB::MUX_DESCRIPTION;
+
+namespace {
+
+std::vector<std::string> paths_of(const PB::MUX_DESCRIPTION& desc) {
+    std::vector<std::string> out;
+    for (const auto& p : desc.mux_paths())
+        out.push_back(p.in() + ">" + p.out() + (p.is_hipi_path() ? "!" : ""));
+    return out;
+}
+
+std::vector<std::string> params_of(const PB::MUX_DESCRIPTION& desc) {
+    std::vector<std::string> out;
+    for (const auto& p : desc.mux_params()) out.push_back(p.name() + "=" + p.value());
+    return out;
+}
+
+}  // namespace
+
+TEST(MuxTranslator, NamingTable) {
+    const std::pair<const char*, MT::MUXTYPE> table[] = {
+        {"H", MT::H},
+        {"V", MT::V},
+        {"L", MT::LL},
+        {"LL", MT::LL},
+        {"LEIM", MT::LEIM},
+        {"LEIM_FIRST_STAGE", MT::LEIM},
+        {"LONG1", MT::WM},
+        {"CLOCK_SEGMENT", MT::CLOCK_SEGMENT},
+        {"CLKMUX", MT::GLOBAL_LOCAL_SEL},
+        {"sb", MT::CLOCK_SEGMENT},
+        {"sb_bi", MT::CLOCK_SEGMENT},
+        {"sb_buf", MT::CLOCK_SEGMENT},
+        {"sbmux_sp", MT::CLOCK_SEGMENT},
+        {"sbmux_np", MT::CLOCK_SEGMENT},
+        {"cs", MT::CLOCK_SPINE},
+        {"vseam", MT::CLOCK_SEGMENT_TAP},
+        {"vseam_bidir", MT::CLOCK_SEGMENT_TAP},
+        {"hseam", MT::HORIZONTAL_CLOCK_SEGMENT},
+        {"rc", MT::SCLK_TO_ROWCLK_BUF},
+        {"dcm", MT::CC_DCM_GMUX_RE},
+        {"CC_DCM_GMUX_RE", MT::CC_DCM_GMUX_RE},
+        {"HIPI", MT::HIPI_LATCH},
+        {"HIPI_LATCH", MT::HIPI_LATCH},
+        {"TMUX", MT::HIPI_T_MUX},
+        {"PMUX", MT::HIPI_P_MUX},
+        {"MMUX", MT::HIPI_M_MUX},
+        {"RED", MT::UNKNOWN},
+        {"FRZBUF", MT::UNKNOWN},
+        {"RPI", MT::UNKNOWN},
+        {"TRI_DRV", MT::UNKNOWN},
+        {"dft", MT::UNKNOWN},
+    };
+    for (const auto& row : table) EXPECT_EQ(nlg_re_type(row.first), row.second) << row.first;
+    // Exact comparison: neither case nor enumeration names of other kinds are folded.
+    EXPECT_FATAL(nlg_re_type("h"), "h is an unsupported node type!");
+    EXPECT_FATAL(nlg_re_type("HIPI_T_MUX"), "HIPI_T_MUX is an unsupported node type!");
+
+    for (const char* d : {"L", "LEFT"}) EXPECT_EQ(nlg_mux_direction(d), PB::ICDB::NET::LEFT);
+    EXPECT_EQ(nlg_mux_direction("D"), PB::ICDB::NET::DOWN);
+    for (const char* d : {"", "X", "HBIDIR"})
+        EXPECT_EQ(nlg_mux_direction(d), PB::ICDB::NET::NO_DIR);
+}
+
+TEST(MuxTranslator, TemplatePortRules) {
+    struct CASE {
+        const char* name;
+        const char* mux_class;
+        std::vector<std::string> ports;
+        std::vector<std::string> paths;
+        bool warns;
+    };
+    const CASE cases[] = {
+        {"m1",
+         "\"H\"",
+         {"muxin0", "sel", "muxin1", "muxout"},
+         {"muxin0>muxout", "muxin1>muxout"},
+         false},
+        {"m2", "\"H\"", {"clk_sel", "clkin", "clkout"}, {"clkin>clkout"}, false},
+        {"m3", "\"H\"", {"leimclk0", "in2", "drvout"}, {"leimclk0>drvout"}, false},
+        {"m4", "\"H\"", {"inp", "long_in_dim_out"}, {"inp>long_in_dim_out"}, false},
+        {"m5", "\"H\"", {"muxout", "in0", "drvout"}, {"in0>drvout"}, false},
+        {"m6",
+         "\"V\"",
+         {"data_input", "rowclk", "data_output"},
+         {"data_input>data_output", "rowclk>data_output"},
+         false},
+        {"m7", "\"H\"", {"muxout", "mux_out"}, {}, true},
+        {"m8", "\"H\"", {"muxin0", "muxin1"}, {}, true},
+        // Without its quotes the class is no special class: the ports decide.
+        {"m9", "HIPI", {"din", "dout"}, {}, true},
+        {"m10", "\"HIPI\"", {"x"}, {"din>dout", "clk>dout!"}, false},
+        {"m11", "\"HIPI_LATCH\"", {}, {"din>dout", "clk>dout!"}, false},
+        {"a_rt_mux_hio_2to1_frzbuf_b", "\"FRZBUF\"", {}, {"coreout>coreout_buff"}, false},
+        {"rt_mux_buffer_alien",
+         "\"H\"",
+         {},
+         {"core_per_in>muxbuff_out", "h_wires_in>muxbuff_out"},
+         false},
+        {"cc_redmux",
+         "\"RED\"",
+         {"q"},
+         {"muxin[0]>muxout[0]", "muxin[1]>muxout[1]", "muxin[2]>muxout[2]", "muxin[3]>muxout[3]",
+          "muxin[4]>muxout[4]", "muxin[5]>muxout[5]", "muxin[6]>muxout[6]", "muxin[7]>muxout[7]"},
+         false},
+    };
+    for (const CASE& c : cases) {
+        NLG_MUX_TRANSLATOR translator;
+        testing::internal::CaptureStdout();
+        translator.add_mux(c.name, true, c.mux_class, "4", "\"R\"", false, c.ports);
+        std::string out = testing::internal::GetCapturedStdout();
+        const PB::MUX_DESCRIPTION& desc = translator.get_mux_descriptions().mux_descriptions(0);
+        EXPECT_EQ(paths_of(desc), c.paths) << c.name;
+        for (const auto& p : desc.mux_paths()) EXPECT_TRUE(p.has_is_hipi_path());
+        std::string warning;
+        if (c.warns) {
+            warning = std::string("Warning: Unrecognized ports found on mux: ") + c.name +
+                      ", class: " + c.mux_class + " ports: ";
+            for (const std::string& p : c.ports) warning += p + "    ";
+            warning += "\n";
+        }
+        EXPECT_EQ(out, warning) << c.name;
+        EXPECT_EQ(desc.mux_params_size(), 4);
+    }
+}
+
+TEST(MuxTranslator, TemplateParametersAndFirstStage) {
+    NLG_MUX_TRANSLATOR translator;
+    translator.add_mux("a", true, "\"LEIM_FIRST_STAGE\"", "1000", "\"L\"", false, {"sel"});
+    translator.add_mux("b", true, "\"H\"", "4", "x\"R\"\"", true, {"muxin", "muxout"});
+    translator.add_mux("c", true, "H", "2", "", false, {"muxin", "muxout"});
+    const PB::MUX_DESCRIPTIONS& all = translator.get_mux_descriptions();
+    EXPECT_EQ(params_of(all.mux_descriptions(0)),
+              (std::vector<std::string>{"CLASS=LEIM_FIRST_STAGE", "LENGTH=1000", "DIR=L",
+                                        "IS_FIRST_STAGE=1"}));
+    // Only the first two quotes go, wherever they stand.
+    EXPECT_EQ(params_of(all.mux_descriptions(1)),
+              (std::vector<std::string>{"CLASS=H", "LENGTH=4", "DIR=xR\"", "IS_FIRST_STAGE=1"}));
+    EXPECT_EQ(params_of(all.mux_descriptions(2))[3], "IS_FIRST_STAGE=0");
+
+    const PB::MUX_DESCRIPTION& leim = all.mux_descriptions(0);
+    ASSERT_EQ(leim.mux_paths_size(), 32);
+    int found = 0;
+    for (const auto& p : leim.mux_paths())
+        if (p.in() == "muxin[5]") {
+            EXPECT_EQ(p.out(), "muxout[1]");
+            ++found;
+        }
+    EXPECT_EQ(found, 1);
+    EXPECT_EQ(leim.mux_paths(8).in(), "muxin[1]");
+}
+
+TEST(MuxTranslator, ClockCells) {
+    NLG_MUX_TRANSLATOR translator;
+    translator.add_mux("an_cc_clkdrv_bi", false, "", "", "", false, {"x"});
+    translator.add_mux("ck", false, "\"H\"", "4", "", false,
+                       {"clk_sel", "clk0", "ckmx81_out", "clk1", "clkout", "d"});
+    const PB::MUX_DESCRIPTIONS& all = translator.get_mux_descriptions();
+    EXPECT_EQ(paths_of(all.mux_descriptions(0)),
+              (std::vector<std::string>{"clk0>clk1", "clk1>clk0"}));
+    EXPECT_EQ(paths_of(all.mux_descriptions(1)),
+              (std::vector<std::string>{"clk0>clkout", "clk1>clkout"}));
+    EXPECT_FALSE(all.mux_descriptions(1).is_template());
+    EXPECT_EQ(all.mux_descriptions(1).mux_params_size(), 0);
+    EXPECT_FATAL(translator.add_mux("bad", false, "", "", "", false, {"clkout", "clk_sel"}),
+                 "Not all input and output of module bad is recongnized!");
+    EXPECT_FATAL(translator.add_mux("bad2", false, "", "", "", false, {"clk0"}),
+                 "Not all input and output of module bad2 is recongnized!");
+}
+
+TEST(MuxTranslator, TextFile) {
+    NLG_MUX_TRANSLATOR empty;
+    std::ostringstream out;
+    EXPECT_FATAL(empty.write(out, UTIL::PB_TXT), "m_pb.mux_descriptions_size() > 0");
+
+    NLG_MUX_TRANSLATOR translator;
+    translator.add_mux("m", true, "\"H\"", "4", "\"R\"", false, {"muxin", "muxout"});
+    EXPECT_FATAL(translator.write(out, UTIL::PB_BIN), "format == UTIL::ISERIALIZABLE::PB_TXT");
+    ASSERT_TRUE(translator.write(out, UTIL::PB_TXT));
+
+    NLG_MUX_TRANSLATOR copy;
+    std::istringstream in(out.str());
+    EXPECT_FATAL(copy.read(in, UTIL::PB_BIN), "format == UTIL::ISERIALIZABLE::PB_TXT");
+    ASSERT_TRUE(copy.read(in, UTIL::PB_TXT));
+    EXPECT_EQ(copy.get_mux_descriptions().SerializeAsString(),
+              translator.get_mux_descriptions().SerializeAsString());
+    std::istringstream again(out.str());
+    EXPECT_FATAL(copy.read(again, UTIL::PB_TXT), "m_pb.mux_descriptions_size() == 0");
+
+    NLG_MUX_TRANSLATOR bad;
+    std::istringstream garbage("mux_descriptions { nme: 1 }");
+    EXPECT_FALSE(bad.read(garbage, UTIL::PB_TXT));
+}
+
+TEST(MuxTranslator, InstanceNameRule) {
+    struct CASE {
+        const char* name;
+        bool first_stage;
+        MT::MUXTYPE type;
+    };
+    const CASE cases[] = {
+        {"x_dolsgn_dft_dolsgn_0", true, MT::UNKNOWN},
+        {"x_dolsgn_LEIM_dolsgn_0", false, MT::LEIM},
+        {"x_dolsgn_LEIM_dolsgn_1", true, MT::LEIM},
+        {"u_sb_dolsgn_sb_dolsgn_0", false, MT::CLOCK_SEGMENT},
+        {"plain_name", false, MT::UNKNOWN},
+    };
+    for (const CASE& c : cases) {
+        PB::ICDB::MODULE::MUX_DESC desc;
+        nlg_decode_mux_instance_name(c.name, &desc);
+        EXPECT_EQ(desc.is_first_stage(), c.first_stage) << c.name;
+        EXPECT_EQ(desc.mux_type(), c.type) << c.name;
+    }
+    PB::ICDB::MODULE::MUX_DESC desc;
+    EXPECT_FATAL(nlg_decode_mux_instance_name("x_dolsgn_RED_dolsgn_0", &desc),
+                 "mux_desc->is_first_stage() || (mux_desc->mux_type() != "
+                 "PB::MUX_DESCRIPTION::UNKNOWN)");
+    EXPECT_FATAL(nlg_decode_mux_instance_name("x_dolsgn_Q_dolsgn_1", &desc),
+                 "Q is an unsupported node type!");
+}
+
+namespace {
+
+// A top with two instances of a clock cell and one of a template cell.
+struct APPLY_GRAPH {
+    NLG_TEST::TRACE_GRAPH t;
+    NLG_MODULE* top;
+    NLG_MODULE* cell;
+    NLG_MODULE* clock;
+
+    APPLY_GRAPH() {
+        top = t.module("top");
+        cell = t.module("cell");
+        t.port(cell, "muxin", NLG_IPORT::INPUT);
+        t.port(cell, "sel", NLG_IPORT::INPUT);
+        t.port(cell, "muxout", NLG_IPORT::OUTPUT);
+        clock = t.module("clk_cell");
+        t.port(clock, "clkin", NLG_IPORT::INPUT);
+        t.port(clock, "clkout", NLG_IPORT::OUTPUT);
+        t.instance(top, "u0", cell);
+        t.instance(top, "a_dolsgn_sb_dolsgn_0", clock);
+        t.instance(top, "b_dolsgn_sb_dolsgn_2", clock);
+    }
+    PB::MUX_DESCRIPTION desc(const std::string& text) {
+        PB::MUX_DESCRIPTION d;
+        EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text, &d));
+        return d;
+    }
+    std::string apply(const PB::MUX_DESCRIPTION& d, uint32_t index) {
+        testing::internal::CaptureStdout();
+        nlg_apply_mux_description(t.graph(), t.annotations().get_icdb(), d, index);
+        return testing::internal::GetCapturedStdout();
+    }
+};
+
+}  // namespace
+
+TEST(MuxTranslator, ApplyTemplate) {
+    APPLY_GRAPH g;
+    NLG_MUX_TRANSLATOR translator;
+    translator.add_mux("cell", true, "\"LL\"", "6", "\"U\"", false, {"muxin", "muxout"});
+    PB::MUX_DESCRIPTION d = translator.get_mux_descriptions().mux_descriptions(0);
+    d.mutable_mux_paths(0)->set_out("gone");
+    d.add_mux_paths()->set_in("nothing");
+    d.mutable_mux_paths(1)->set_out("muxout");
+    d.set_hipi_mux_type(MT::HIPI_T_MUX);
+    d.add_subpaths()->add_name("s");
+    auto* settings = d.add_settings();
+    settings->set_path_index(0);
+    auto* setting = settings->add_setting();
+    setting->set_subpath_index(0);
+    setting->set_value("v");
+    EXPECT_EQ(g.apply(d, 7),
+              "Warning: can't find output port gone on mux module cell. The mux.pb.txt file is "
+              "probably out of date!\n"
+              "Warning: can't find input port nothing on mux module cell. The mux.pb.txt file is "
+              "probably out of date!\n");
+    const PB::ICDB::MODULE& r = g.t.rec(g.cell);
+    EXPECT_EQ(r.level(), PB::ICDB::MODULE::PRIM_MUX);
+    EXPECT_EQ(r.mux_index(), 7u);
+    EXPECT_TRUE(r.mux_desc().is_template());
+    EXPECT_EQ(r.mux_desc().mux_type(), MT::LL);
+    EXPECT_EQ(r.mux_desc().length(), 6);
+    EXPECT_EQ(r.mux_desc().dir(), PB::ICDB::NET::UP);
+    EXPECT_FALSE(r.mux_desc().is_first_stage());
+    EXPECT_EQ(r.mux_desc().hipi_mux_type(), MT::HIPI_T_MUX);
+    ASSERT_EQ(r.paths_size(), 2);
+    EXPECT_EQ(r.paths(0).in(), 0);
+    EXPECT_EQ(r.paths(0).out(), -1);
+    EXPECT_EQ(r.paths(1).in(), -1);
+    EXPECT_EQ(r.paths(1).out(), 2);
+    EXPECT_TRUE(g.t.rec(g.cell->port(0)).is_primary_port());
+    EXPECT_FALSE(g.t.rec(g.cell->port(1)).has_is_primary_port());
+    EXPECT_TRUE(g.t.rec(g.cell->port(2)).is_primary_port());
+    EXPECT_EQ(r.subpaths(0).name(0), "s");
+    EXPECT_EQ(r.settings(0).setting(0).value(), "v");
+}
+
+TEST(MuxTranslator, ApplyNonTemplateAndMessages) {
+    APPLY_GRAPH g;
+    EXPECT_EQ(g.apply(g.desc("is_template: false name: \"clk_cell\" "
+                             "mux_paths { in: \"clkin\" out: \"clkout\" }"),
+                      1),
+              "");
+    EXPECT_FALSE(g.t.rec(g.clock).mux_desc().is_template());
+    EXPECT_EQ(g.t.rec(g.clock).paths_size(), 1);
+    const PB::ICDB::INSTANCE& i1 = g.t.rec(g.top->instance(1));
+    const PB::ICDB::INSTANCE& i2 = g.t.rec(g.top->instance(2));
+    EXPECT_EQ(i1.mux_desc().mux_type(), MT::CLOCK_SEGMENT);
+    EXPECT_FALSE(i1.mux_desc().is_first_stage());
+    EXPECT_TRUE(i2.mux_desc().is_first_stage());
+    EXPECT_FALSE(g.t.rec(g.top->instance(0)).has_mux_desc());
+
+    EXPECT_EQ(g.apply(g.desc("is_template: true name: \"cell\""), 0),
+              "Info: mux module cell does not have any parameters!\n");
+    EXPECT_FALSE(g.t.rec(g.cell).has_level());
+    EXPECT_EQ(g.apply(g.desc("is_template: false name: \"nowhere\""), 0),
+              "Warning: mux module nowhere listed in mux.pb.txt file can't be found in RTL!\n");
+}
+
+TEST(MuxTranslator, ApplyParameterChecks) {
+    const char* base = "is_template: true name: \"cell\" ";
+    struct CASE {
+        const char* params;
+        const char* fatal;
+    };
+    const CASE cases[] = {
+        {"mux_params { name: \"CLASS\" value: \"H\" }",
+         "third parameter of mux cell is wrong. should be DIR."},
+        {"mux_params { name: \"CLASS\" value: \"H\" } mux_params { name: \"LEN\" value: \"1\" } "
+         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
+         "\"0\" }",
+         "second parameter of mux cell is wrong. should be LENGTH."},
+        {"mux_params { name: \"CLAS\" value: \"H\" } mux_params { name: \"LENGTH\" value: \"1\" } "
+         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
+         "\"0\" }",
+         "first parameter of mux cell is wrong. should be CLASS."},
+        {"mux_params { name: \"CLASS\" value: \"H\" } mux_params { name: \"LENGTH\" value: \"1\" } "
+         "mux_params { name: \"DIR\" value: \"L\" }",
+         "forth parameter of mux cell is wrong. should be IS_FIRST_STAGE."},
+        {"mux_params { name: \"CLASS\" value: \"RED\" } mux_params { name: \"LENGTH\" value: \"1\" "
+         "} "
+         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
+         "\"0\" }",
+         "Unknow mux type for module cell"},
+    };
+    for (const CASE& c : cases) {
+        APPLY_GRAPH g;
+        PB::MUX_DESCRIPTION d = g.desc(std::string(base) + c.params);
+        EXPECT_FATAL(g.apply(d, 0), c.fatal);
+    }
+    // A first stage may have a kind that the naming table folds to UNKNOWN.
+    APPLY_GRAPH g;
+    NLG_MUX_TRANSLATOR translator;
+    translator.add_mux("cell", true, "\"RED\"", "1000", "", false, {"muxin", "muxout"});
+    g.apply(translator.get_mux_descriptions().mux_descriptions(0), 0);
+    EXPECT_TRUE(g.t.rec(g.cell).mux_desc().is_first_stage());
+    EXPECT_EQ(g.t.rec(g.cell).mux_desc().dir(), PB::ICDB::NET::NO_DIR);
+}
