@@ -115,7 +115,7 @@ void write_module(const std::string& view, const NLG_IMODULE& m, NLG_ICDB_ANNS& 
 
 }  // namespace
 
-void prep_write_digest(const std::string& view, const NLG_IGRAPH& graph, NLG_ANNSS& annss,
+void prep_write_digest(const std::string& view, const NLG_IGRAPH& graph, NLG_IANNSS& annss,
                        std::ostream& out) {
     std::vector<const NLG_IMODULE*> modules;
     for (uint32_t i = 0; i < graph.get_num_modules(); ++i)

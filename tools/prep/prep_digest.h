@@ -8,7 +8,7 @@
 #include <string>
 
 class NLG_IGRAPH;
-class NLG_ANNSS;
+class NLG_IANNSS;
 
-void prep_write_digest(const std::string& view, const NLG_IGRAPH& graph, NLG_ANNSS& annss,
+void prep_write_digest(const std::string& view, const NLG_IGRAPH& graph, NLG_IANNSS& annss,
                        std::ostream& out);
