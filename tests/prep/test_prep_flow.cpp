@@ -147,14 +147,14 @@ bool have_yosys() {
     return PREP_YOSYS().available();
 }
 
-// The tiny device's text files in one folder, its direct files in another.
-struct TINY {
+// A generated device's text files in one folder, its direct files in another.
+struct DEVICE {
     SCRATCH m_prepared;
     SCRATCH m_direct;
 
-    TINY() {
+    explicit DEVICE(const std::string& size = "tiny") {
         DEVGEN::DG_PARAMS params;
-        EXPECT_TRUE(DEVGEN::dg_preset("tiny", params));
+        EXPECT_TRUE(DEVGEN::dg_preset(size, params));
         DEVGEN::DG_DEVICE device(params);
         std::string error;
         EXPECT_TRUE(DEVGEN::dg_write_files(device, m_prepared.path(), error)) << error;
@@ -162,20 +162,18 @@ struct TINY {
     }
 };
 
-}  // namespace
-
-TEST(PrepFlow, TinyDeviceGivesTheDirectFiles) {
-    if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    TINY tiny;
+// Prepares the device and compares with its direct files; the standard output of the run.
+std::string prepare_and_compare(DEVICE& device) {
     testing::internal::CaptureStdout();
-    PREP_FLOW flow(PREP_OPTIONS{tiny.m_prepared.path(), "", "yosys", {}, ""});
+    PREP_FLOW flow(PREP_OPTIONS{device.m_prepared.path(), "", "yosys", {}, ""});
     const PREP_FLOW::STATUS status = flow.run();
     const std::string log = testing::internal::GetCapturedStdout();
-    ASSERT_EQ(status, PREP_FLOW::DONE) << flow.get_message();
+    EXPECT_EQ(status, PREP_FLOW::DONE) << flow.get_message();
+    if (status != PREP_FLOW::DONE) return log;
 
     for (const char* view : {"rtl", "blc"}) {
-        FILES prepared(tiny.m_prepared.path(), view);
-        FILES direct(tiny.m_direct.path(), view);
+        FILES prepared(device.m_prepared.path(), view);
+        FILES direct(device.m_direct.path(), view);
         EXPECT_EQ(structure(*prepared.m_graph), structure(*direct.m_graph)) << view;
         // Flat placements, grid record and sector levels.
         NLG_ICDB_ANNS& p = prepared.m_annss->get_icdb();
@@ -198,6 +196,18 @@ TEST(PrepFlow, TinyDeviceGivesTheDirectFiles) {
         for (const std::string& line : missing(theirs, ours)) ADD_FAILURE() << "direct: " << line;
         for (const std::string& line : missing(ours, theirs)) ADD_FAILURE() << "prepared: " << line;
     }
+
+    return log;
+}
+
+}  // namespace
+
+TEST(PrepFlow, TinyAndSmallDevicesGiveTheDirectFiles) {
+    if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
+    DEVICE small("small");
+    prepare_and_compare(small);
+    DEVICE tiny;
+    const std::string log = prepare_and_compare(tiny);
 
     // The hand-kept files' messages, once each and in order.
     std::vector<std::string> messages;
@@ -225,7 +235,7 @@ TEST(PrepFlow, TinyDeviceGivesTheDirectFiles) {
 
 TEST(PrepFlow, MuxFileHasTheGeneratorsDescriptionsOfItsCells) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    TINY tiny;
+    DEVICE tiny;
     PB::MUX_DESCRIPTIONS expected;
     {
         std::ifstream in(tiny.m_prepared.file("mux.pb.txt"));
@@ -294,7 +304,7 @@ TEST(PrepFlow, BadInputIsOneLineNamingIt) {
          PREP_FLOW::REJECTED, "DIR/placements.pb.txt:2: module sector has no instance nope"},
     };
     for (const CASE& c : cases) {
-        TINY tiny;
+        DEVICE tiny;
         c.m_break(tiny.m_prepared);
         testing::internal::CaptureStdout();
         PREP_FLOW flow(PREP_OPTIONS{tiny.m_prepared.path(), "", "yosys", {}, ""});
