@@ -94,6 +94,8 @@ bool PREP_FLOW::check_inputs() {
 }
 
 bool PREP_FLOW::run_yosys(VIEW& view) {
+    // yosys is silent for minutes on the large sizes: say what runs before it ends.
+    std::cout << "prep: yosys " << view.m_job.m_sources.back() << " ..." << std::endl;
     const uint64_t start = SCOPE_TIMER::ticks();
     SCOPE_TIMER timer(std::string("prep: yosys ") + view.m_job.m_sources.back());
     PREP_YOSYS yosys(m_options.m_yosys);
