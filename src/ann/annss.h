@@ -90,7 +90,7 @@ class NLG_ANNSS : public NLG_IANNSS {
     NLG_ANNS_TEMPLATE<PB::FAB, PB::FAB::MODULE, PB::FAB::INSTANCE, PB::FAB::APORT, PB::FAB::NET,
                       PB::FAB::GRAPH>&
     get_fab() override;
-    void write_named(PB::NAMED_ANNSS* out) override;
+    bool write_named(PB::NAMED_ANNSS* out) override;
     bool read_named(const PB::NAMED_ANNSS& in) override;
     UTIL::IERROR::ERROR& get_error() override { return m_error; }
 

@@ -4,6 +4,9 @@
 #include "fab/tsl_fab.h"
 
 #include <memory>
+#include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "fab_iposition.h"
@@ -13,7 +16,9 @@
 #include "nlg_iannss.h"
 #include "nlg_ihpath.h"
 #include "tessel_api.h"
+#include "ann_icdb.pb.h"
 #include "util/util_assert.h"
+#include "util/util_symbol.h"
 
 FAB::API::~API() = default;
 
@@ -102,6 +107,88 @@ FAB::ROUTING_GRAPH* FAB_IMPL::create_routing_graph() {
     UTIL_FAIL("create_routing_graph is not available yet");
 }
 
+// Module pairing
+
+namespace {
+
+using LOGICAL_PAIR = RTL_TO_BLC_MATCH::LOGICAL_PAIR;
+
+uint64_t fnv1a_64(const std::string& text) {
+    uint64_t h = 14695981039346656037ull;
+    for (unsigned char c : text) {
+        h ^= c;
+        h *= 1099511628211ull;
+    }
+    return h;
+}
+
+uint64_t fold(uint64_t h) {
+    return h ^ (h >> 32);
+}
+
+bool has_logical_pair(const PB::ICDB::MODULE& record) {
+    return record.has_logical_name() && record.has_logical_impl();
+}
+
+LOGICAL_PAIR logical_pair(const PB::ICDB::MODULE& record) {
+    return {UTIL::fast_name(NS_SYMBOL::SYM(record.logical_name().value())),
+            UTIL::fast_name(NS_SYMBOL::SYM(record.logical_impl().value()))};
+}
+
+}  // namespace
+
+size_t RTL_TO_BLC_MATCH::PAIR_HASH::operator()(const LOGICAL_PAIR& pair) const {
+    return static_cast<size_t>(~fold(fnv1a_64(pair.first)) ^ fold(fnv1a_64(pair.second)));
+}
+
+void RTL_TO_BLC_MATCH::init(NLG_IGRAPH* rtl_graph, NLG_IGRAPH* blc_graph, NLG_IANNSS* rtl_annss,
+                            NLG_IANNSS* blc_annss) {
+    m_rtl_graph = rtl_graph;
+    m_blc_graph = blc_graph;
+    m_rtl_annss = rtl_annss;
+    m_blc_annss = blc_annss;
+
+    // Several netlist modules may share one pair; they go to the same block-level module.
+    std::unordered_map<LOGICAL_PAIR, std::set<NLG_IMODULE*>, PAIR_HASH> rtl_by_pair;
+    NLG_ICDB_ANNS& rtl = rtl_annss->get_icdb();
+    const uint32_t n_rtl = rtl_graph->get_num_modules();
+    for (uint32_t m = 0; m < n_rtl; ++m) {
+        NLG_IMODULE* module = rtl_graph->get_module(static_cast<int32_t>(m));
+        const PB::ICDB::MODULE& record = rtl.get_module(*module);
+        if (has_logical_pair(record)) rtl_by_pair[logical_pair(record)].insert(module);
+    }
+
+    NLG_ICDB_ANNS& blc = blc_annss->get_icdb();
+    const uint32_t n_blc = blc_graph->get_num_modules();
+    for (uint32_t m = 0; m < n_blc; ++m) {
+        NLG_IMODULE* module = blc_graph->get_module(static_cast<int32_t>(m));
+        const PB::ICDB::MODULE& record = blc.get_module(*module);
+        if (!has_logical_pair(record)) continue;
+        auto it = rtl_by_pair.find(logical_pair(record));
+        if (it == rtl_by_pair.end()) continue;
+        for (NLG_IMODULE* rtl_module : it->second) m_module_map[rtl_module] = module;
+        // The modules of one pair are taken to have the same ports.
+        pair_ports(*it->second.begin(), module);
+    }
+}
+
+const std::string& RTL_TO_BLC_MATCH::port_name(const NLG_IPORT& port) const {
+    const PB::ICDB::APORT& record = m_rtl_annss->get_icdb().get_port(port);
+    if (record.has_logical_name())
+        return UTIL::fast_name(NS_SYMBOL::SYM(record.logical_name().value()));
+    return UTIL::fast_name(port.get_name());
+}
+
+void RTL_TO_BLC_MATCH::pair_ports(const NLG_IMODULE* rtl_module, const NLG_IMODULE* blc_module) {
+    const UTIL::SYMBOL_TABLE* blc_symbols = m_blc_graph->get_symbol_table();
+    const uint32_t n_ports = rtl_module->get_num_ports();
+    for (uint32_t p = 0; p < n_ports; ++p) {
+        NLG_IPORT* port = rtl_module->get_port(static_cast<int32_t>(p));
+        NLG_IPORT* blc_port = blc_module->get_port(blc_symbols->find(port_name(*port)));
+        if (blc_port) m_port_map[blc_port] = port;
+    }
+}
+
 NLG_IMODULE* RTL_TO_BLC_MATCH::get_match(const NLG_IMODULE* module) const {
     auto it = m_module_map.find(module);
     return it == m_module_map.end() ? nullptr : it->second;
@@ -112,6 +199,13 @@ NLG_IPORT* RTL_TO_BLC_MATCH::get_rtl_port(const NLG_IPORT* blc_port) const {
     return it == m_port_map.end() ? nullptr : it->second;
 }
 
-void RTL_TO_BLC_MATCH::get_port_symbols(const NLG_IMODULE*, std::vector<NS_SYMBOL::SYM>&) const {
-    UTIL_FAIL("get_port_symbols is not available yet");
+void RTL_TO_BLC_MATCH::get_port_symbols(const NLG_IMODULE* module,
+                                        std::vector<NS_SYMBOL::SYM>& symbols) const {
+    UTIL_ASSERT(m_rtl_annss);
+    const UTIL::SYMBOL_TABLE* blc_symbols = m_blc_graph->get_symbol_table();
+    const uint32_t n_ports = module->get_num_ports();
+    symbols.clear();
+    symbols.reserve(n_ports);
+    for (uint32_t p = 0; p < n_ports; ++p)
+        symbols.push_back(blc_symbols->find(port_name(*module->get_port(static_cast<int32_t>(p)))));
 }

@@ -5,7 +5,9 @@
 // modules of the two views.
 #pragma once
 
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "fab_api.h"
@@ -22,8 +24,20 @@ namespace FAB {
 class ITRANSLATE_BUILDER;
 }
 
+// Pairs netlist modules with block-level modules that carry the same logical name and
+// implementation, and the ports of each pair by name.
 class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
   public:
+    using LOGICAL_PAIR = std::pair<std::string, std::string>;
+    // 64-bit FNV-1a of each text, folded to h ^ (h >> 32); the first fold complemented, the
+    // two combined by xor.
+    struct PAIR_HASH {
+        size_t operator()(const LOGICAL_PAIR& pair) const;
+    };
+
+    // Fills both maps; the four objects are not owned and must outlive the match.
+    void init(NLG_IGRAPH* rtl_graph, NLG_IGRAPH* blc_graph, NLG_IANNSS* rtl_annss,
+              NLG_IANNSS* blc_annss);
     NLG_IMODULE* get_match(const NLG_IMODULE* module) const override;
     void get_port_symbols(const NLG_IMODULE* module,
                           std::vector<NS_SYMBOL::SYM>& symbols) const override;
@@ -31,6 +45,10 @@ class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
     NLG_IPORT* get_rtl_port(const NLG_IPORT* blc_port) const;
 
   private:
+    // The port's name as the block-level view knows it: its logical name, else its own.
+    const std::string& port_name(const NLG_IPORT& port) const;
+    void pair_ports(const NLG_IMODULE* rtl_module, const NLG_IMODULE* blc_module);
+
     NLG_IGRAPH* m_rtl_graph = nullptr;
     NLG_IGRAPH* m_blc_graph = nullptr;
     NLG_IANNSS* m_rtl_annss = nullptr;

@@ -47,7 +47,7 @@ class NLG_IANNSS {
     virtual NLG_ICDB_ANNS& get_icdb() = 0;
     virtual NLG_FAB_ANNS& get_fab() = 0;
     // The records of the whole graph keyed by names, and back.
-    virtual void write_named(PB::NAMED_ANNSS* out) = 0;
+    virtual bool write_named(PB::NAMED_ANNSS* out) = 0;
     virtual bool read_named(const PB::NAMED_ANNSS& in) = 0;
     virtual UTIL::IERROR::ERROR& get_error() = 0;
 };

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <vector>
 
+#include "fab_export.h"
 #include "ns_symbol.h"
 #include "util/util_hierarchy.h"
 
@@ -163,3 +165,11 @@ class NLG_IGRAPH : public NLG_IGRAPH_NODE {
     // Fills the fan-in and fan-out lists of ports and port references, once.
     virtual void populate_fanin_fanout(NLG_IANNSS* annotations) = 0;
 };
+
+// Print forms of the graph objects, on the indenting filter. Ids print in decimal; a net lists
+// its ports by pointer value. A module's form ends without a line end.
+FAB_EXPORT std::ostream& operator<<(std::ostream& os, const NLG_IGRAPH& graph);
+FAB_EXPORT std::ostream& operator<<(std::ostream& os, const NLG_IMODULE& module);
+FAB_EXPORT std::ostream& operator<<(std::ostream& os, const NLG_IINSTANCE& instance);
+FAB_EXPORT std::ostream& operator<<(std::ostream& os, const NLG_INET& net);
+FAB_EXPORT std::ostream& operator<<(std::ostream& os, const NLG_IPORT& port);

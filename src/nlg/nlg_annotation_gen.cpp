@@ -472,9 +472,6 @@ void NLG_ANNOTATION_GEN::apply_mux_file(std::istream& i_mux) {
     // that did not open.
     bool parsed = google::protobuf::TextFormat::ParseFromString(text, &descriptions);
     UTIL_ASSERT_MSG(parsed, "i_mux.good()");
-    if (!m_rtl_graph) return;
-    NLG_ICDB_ANNS& anns = m_rtl_annss->get_icdb();
-    for (int i = 0; i < descriptions.mux_descriptions_size(); ++i)
-        nlg_apply_mux_description(*m_rtl_graph, anns, descriptions.mux_descriptions(i),
-                                  static_cast<uint32_t>(i));
+    if (m_rtl_graph)
+        nlg_apply_mux_descriptions(*m_rtl_graph, m_rtl_annss->get_icdb(), descriptions);
 }

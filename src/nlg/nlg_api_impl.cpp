@@ -97,7 +97,8 @@ class WRITE_NAMED : public TSL_VISITOR_BASE {
 
 }  // namespace
 
-void NLG_ANNSS::write_named(PB::NAMED_ANNSS* out) {
+// Always true: the walk only copies records that exist.
+bool NLG_ANNSS::write_named(PB::NAMED_ANNSS* out) {
     // Names are printed once per definition: the table's id-to-name array makes that cheap.
     m_graph->get_symbol_table()->init_name_fast();
     WRITE_NAMED visitor(out, &get_icdb());
@@ -106,6 +107,7 @@ void NLG_ANNSS::write_named(PB::NAMED_ANNSS* out) {
     TSL_TRAVERSE_BASE traverse(&visitor, nullptr, false);
     visitor.set_traverse(&traverse);
     traverse.traverse_flat(graph);
+    return true;
 }
 
 namespace {

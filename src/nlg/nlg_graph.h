@@ -56,6 +56,11 @@ class NLG_GRAPH : public NLG_IGRAPH {
         m_filenames = std::move(filenames);
     }
     bool get_fanin_fanout_done() const { return m_fanin_fanout_done; }
+
+    // Diagnostic: every id unique and of its object's kind, every module id on its index.
+    // Prints one line per finding on standard output; true when nothing was found. The read
+    // path never runs it.
+    bool check_ids() const;
     void set_fanin_fanout_done(bool done) { m_fanin_fanout_done = done; }
 
   private:

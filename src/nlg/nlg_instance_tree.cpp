@@ -15,12 +15,8 @@
 NLG_IINSTANCE_PATHS::~NLG_IINSTANCE_PATHS() = default;
 NLG_IINSTANCE_TREE::~NLG_IINSTANCE_TREE() = default;
 
-// Names print by the thousands in reports: read them through the table's id-to-name array,
-// made on first use.
-static const std::string& fast_name(NS_SYMBOL::SYM symbol) {
-    UTIL::symbol_tables().get_table(symbol.get_table_id())->init_name_fast();
-    return symbol.get_name_fast();
-}
+// Names print by the thousands in reports: read them through the table's id-to-name array.
+using UTIL::fast_name;
 
 // ---------------------------------------------------------------------------------------------
 // Instance paths

@@ -402,9 +402,7 @@ void NLG_MUX_TRANSLATOR::merge_muxes(NLG_IGRAPH* graph) {
     graph->get_symbol_table()->init_name_fast();
     NLG_ANNSS annss(*graph);
     annss.add_type(PB::ANNS::ICDB);
-    NLG_ICDB_ANNS& anns = annss.get_icdb();
-    for (int i = 0; i < m_pb.mux_descriptions_size(); ++i)
-        nlg_apply_mux_description(*graph, anns, m_pb.mux_descriptions(i), static_cast<uint32_t>(i));
+    nlg_apply_mux_descriptions(*graph, annss.get_icdb(), m_pb);
 
     for (uint32_t i = 0, n = graph->get_num_modules(); i < n; ++i) {
         const NLG_IMODULE* module = graph->get_module(static_cast<int32_t>(i));

@@ -278,6 +278,13 @@ void nlg_apply_mux_description(NLG_IGRAPH& graph, NLG_ICDB_ANNS& anns,
     add_record_paths(desc, *module, anns);
 }
 
+void nlg_apply_mux_descriptions(NLG_IGRAPH& graph, NLG_ICDB_ANNS& anns,
+                                const PB::MUX_DESCRIPTIONS& descriptions) {
+    for (int i = 0; i < descriptions.mux_descriptions_size(); ++i)
+        nlg_apply_mux_description(graph, anns, descriptions.mux_descriptions(i),
+                                  static_cast<uint32_t>(i));
+}
+
 std::set<const NLG_IMODULE*>& nlg_clock_cell_set() {
     static std::set<const NLG_IMODULE*> s_clock_cells;
     return s_clock_cells;

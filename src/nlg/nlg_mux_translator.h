@@ -79,6 +79,9 @@ void nlg_decode_mux_instance_name(const std::string& name, PB::ICDB::MODULE::MUX
 // instances when it is not a template. Messages go to the standard output.
 void nlg_apply_mux_description(NLG_IGRAPH& graph, NLG_ICDB_ANNS& anns,
                                const PB::MUX_DESCRIPTION& desc, uint32_t index);
+// Every description of a file (mux.pb.txt or a translator's), each with its index.
+void nlg_apply_mux_descriptions(NLG_IGRAPH& graph, NLG_ICDB_ANNS& anns,
+                                const PB::MUX_DESCRIPTIONS& descriptions);
 
 // Look-ups by name text; null when the name is unknown to the graph's symbol table.
 NLG_IMODULE* nlg_find_module(NLG_IGRAPH& graph, const std::string& name);

@@ -151,10 +151,11 @@ bool EDGEMAP::read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint
     return ok;
 }
 
+// The cursor goes by pointer so that the failed check prints as the look-up reads.
 static void print_node(std::ostream& os, const IHIERARCHY& hierarchy,
-                       IHIERARCHY::IPATH_SETTABLE& path, uint64_t node) {
-    UTIL_ASSERT(hierarchy.get_path(&path, node) != IHIERARCHY::IMODULES::MODULE_INDEX_INVALID);
-    os << "[" << node << ":" << path << "]";
+                       IHIERARCHY::IPATH_SETTABLE* path, uint64_t node) {
+    UTIL_ASSERT(hierarchy.get_path(path, node) != IHIERARCHY::IMODULES::MODULE_INDEX_INVALID);
+    os << "[" << node << ":" << *path << "]";
 }
 
 static std::string partition_name(const IPARTITIONS& partitions, uint16_t partition_index) {
@@ -174,9 +175,9 @@ static void print_edges(std::ostream& os, const EDGEMAP& edgemap) {
         }
         if (count++ > 0) os << ",";
         os << "{";
-        print_node(os, hierarchy, *path, key.m_node1);
+        print_node(os, hierarchy, path.get(), key.m_node1);
         os << "->";
-        print_node(os, hierarchy, *path, key.m_node2);
+        print_node(os, hierarchy, path.get(), key.m_node2);
         os << "}";
     }
     os << "}";

@@ -155,14 +155,17 @@ static void print_statistics(std::ostream& os, const PARTITIONS_BASE& partitions
     os << outdent << "}" << std::endl;
 }
 
+// The cursor goes by pointer and IMODULES is named short, so that the failed check prints as
+// the look-up reads.
 static void print_occurences(std::ostream& os, const IHIERARCHY::IPARTITION& partition,
-                             IHIERARCHY::IPATH_SETTABLE& path) {
-    const IHIERARCHY& hierarchy = *path.get_hierarchy();
+                             IHIERARCHY::IPATH_SETTABLE* path) {
+    using IMODULES = IHIERARCHY::IMODULES;
+    const IHIERARCHY& hierarchy = *path->get_hierarchy();
     for (uint32_t o = 0; o < partition.get_n_occurences(); ++o) {
         uint64_t start = partition.get_start(static_cast<uint16_t>(o));
-        UTIL_ASSERT(hierarchy.get_path(&path, start) != IHIERARCHY::IMODULES::MODULE_INDEX_INVALID);
+        UTIL_ASSERT(hierarchy.get_path(path, start) != IMODULES::MODULE_INDEX_INVALID);
         if (o > 0) os << ", ";
-        os << path << ":" << start << "-" << partition.get_end(static_cast<uint16_t>(o));
+        os << *path << ":" << start << "-" << partition.get_end(static_cast<uint16_t>(o));
     }
 }
 
@@ -180,7 +183,7 @@ std::ostream& operator<<(std::ostream& os, const PARTITIONS_BASE& partitions) {
            << partitions.get_partition_path(*path, p);
         if (get_detail(os) >= 2) {
             os << " ";
-            print_occurences(os, partition, *path);
+            print_occurences(os, partition, path.get());
         }
         os << "}" << std::endl;
     }

@@ -92,6 +92,13 @@ const std::vector<const std::string*>& SYMBOL_TABLE::init_name_fast() {
     return m_names_fast;
 }
 
+const std::string& fast_name(SYM symbol) {
+    SYMBOL_TABLE* table = symbol_tables().get_table(symbol.get_table_id());
+    UTIL_ASSERT(table != NULL);
+    table->init_name_fast();
+    return table->name_of_fast(symbol);
+}
+
 SYMBOL_TABLES::SYMBOL_TABLES() : m_unknown(0) {}
 
 SYMBOL_TABLE* SYMBOL_TABLES::new_table() {

@@ -82,6 +82,10 @@ class SYMBOL_TABLES {
 // The registry, made on first use (with table 0) and kept to the end of the process.
 SYMBOL_TABLES& symbol_tables(bool clear = false);
 
+// Text of a symbol through its table's id-to-name array, made or brought up to date on use:
+// for code that reads names by the thousands.
+const std::string& fast_name(SYM symbol);
+
 std::ostream& operator<<(std::ostream& os, const SYMBOL_TABLES& tables);
 
 }  // namespace UTIL

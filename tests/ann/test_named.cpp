@@ -73,7 +73,7 @@ TEST(NamedForm, WriteListsModulesAndInstancesByName) {
     std::unique_ptr<NLG_ANNSS> annss = make_annss(*g);
     annotate(*g, *annss);
     PB::NAMED_ANNSS out;
-    annss->write_named(&out);
+    EXPECT_TRUE(annss->write_named(&out));
 
     ASSERT_EQ(out.annotations_size(), 1);
     const PB::NAMED_ANNS& anns = out.annotations(0);
@@ -96,7 +96,7 @@ TEST(NamedForm, WriteListsModulesAndInstancesByName) {
     EXPECT_TRUE(out.IsInitialized());
 
     // A second call appends a second list.
-    annss->write_named(&out);
+    EXPECT_TRUE(annss->write_named(&out));
     EXPECT_EQ(out.annotations_size(), 2);
 }
 
@@ -105,7 +105,7 @@ TEST(NamedForm, RoundTripIntoAnotherModuleOrder) {
     std::unique_ptr<NLG_ANNSS> annss = make_annss(*g);
     annotate(*g, *annss);
     PB::NAMED_ANNSS out;
-    annss->write_named(&out);
+    EXPECT_TRUE(annss->write_named(&out));
 
     // Through the text form, as a tool would keep it.
     std::string text;

@@ -4,9 +4,11 @@
 
 #include <sstream>
 
+#include "edgemap.pb.h"
 #include "modules_fixture.h"
 #include "util/util_edgemap.h"
 #include "util/util_indent.h"
+#include "util/util_protobuf.h"
 
 using UTIL::EDGE_KEY;
 using UTIL::EDGEMAP;
@@ -69,7 +71,8 @@ TEST(EdgeMap, ClosedAndOpenMapsEndTheProcess) {
     EXPECT_EXIT(map.add_subedge(0, {2, 3}, {1, 1}), testing::ExitedWithCode(255),
                 "partition_index > 0");
     map.end_adds(0);
-    EXPECT_EXIT(map.add_edge({0, 13}, {1, 1}), testing::ExitedWithCode(255), "  m_edge_map_add_ok \n");
+    EXPECT_EXIT(map.add_edge({0, 13}, {1, 1}), testing::ExitedWithCode(255),
+                "  m_edge_map_add_ok \n");
     EXPECT_EXIT(map.add_edge({0, 14}, {1, 1}), testing::ExitedWithCode(255),
                 "partition_index != IPARTITIONS::PARTITION_INDEX_INVALID");
 }
@@ -123,4 +126,27 @@ TEST(EdgeMap, PrintForms) {
     UTIL::set_detail(stats, 4);
     stats << *static_cast<UTIL::IEDGEMAP*>(&map);
     EXPECT_EQ(stats.str(), "IEDGEMAP_STATISTICS {\n}\n");
+}
+
+// A file may name a node that the hierarchy does not have; it reads, and the detailed print
+// stops at the path look-up with the look-up's own text.
+TEST(EdgeMap, PrintOfAnEdgeOutsideTheHierarchyStopsWithTheLookUpText) {
+    EDGEMAP_FIXTURE f;
+    PB::UTIL::EDGEMAP message;
+    PB::UTIL::EDGE* edge = message.add_edges();
+    edge->set_node1(0);
+    edge->set_node2(99);
+    message.add_subedge_maps();
+    message.add_subedge_maps();
+    std::ostringstream out;
+    ASSERT_TRUE(UTIL::write_message(message, out, UTIL::PB_BIN));
+    EDGEMAP map(f.m_partitions.get());
+    std::istringstream in(out.str());
+    ASSERT_TRUE(map.read(in, UTIL::PB_BIN));
+    std::ostringstream detailed;
+    UTIL::INDENT guard(detailed, 3);
+    EXPECT_EXIT(detailed << UTIL::detail_2 << *static_cast<UTIL::IEDGEMAP*>(&map),
+                testing::ExitedWithCode(255),
+                "  hierarchy\\.get_path\\(path, node\\) != "
+                "IHIERARCHY::IMODULES::MODULE_INDEX_INVALID \n");
 }

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "util/util_gid_type.h"
+#include "util/util_protobuf.h"
 #include "util/util_symbol.h"
 #include "util/util_symbol_file.h"
 
@@ -226,6 +227,34 @@ TEST(GidType, FileRoundTripBothFormats) {
             EXPECT_EQ(fresh.find_gid_type(b.get_gclass(), b.get_name(), b.get_length()), i);
         }
     }
+}
+
+// Another writer may leave the length out: the record then reads as length 0, the field's
+// plain default, not as "no length".
+TEST(GidType, RecordWithoutLengthReadsAsLengthZero) {
+    TYPES t;
+    PB::GID_TYPE record = TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5).get_message();
+    record.clear_length();
+    t.m_file.message_internal_to_external(&record);
+    PB::GID_TYPES head;
+    head.set_num_gid_type(1);
+    std::ostringstream types;
+    ASSERT_TRUE(UTIL::write_message(head, types, UTIL::PB_BIN));
+    ASSERT_TRUE(UTIL::write_message(record, types, UTIL::PB_BIN));
+    std::ostringstream symbols;
+    ASSERT_TRUE(t.m_file.write(symbols, UTIL::PB_BIN));
+
+    SYMBOL_FILE reader;
+    reader.set_internal(symbol_tables().new_table());
+    std::istringstream symbols_in(symbols.str());
+    ASSERT_TRUE(reader.read(symbols_in, UTIL::PB_BIN));
+    GID_TYPE_BUILDER fresh;
+    fresh.set_symbol_file(&reader);
+    std::istringstream types_in(types.str());
+    ASSERT_TRUE(fresh.read(types_in, UTIL::PB_BIN));
+    ASSERT_EQ(fresh.get_n_gid_types(), 1u);
+    EXPECT_EQ(fresh.get_gid_type(0).get_length(), 0);
+    EXPECT_EQ(fresh.get_gid_type(0).get_name().get_name(), "H");
 }
 
 TEST(GidType, CutFileFailsAndKeepsWhatWasRead) {

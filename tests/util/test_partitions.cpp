@@ -149,3 +149,36 @@ TEST(Partitions, PrintForms) {
     EXPECT_NE(stats.str().find("IPARTITIONS_STATISTICS {\n"), std::string::npos);
     EXPECT_NE(stats.str().find("   n_partitions = 2\n   n_occurences = 3\n}"), std::string::npos);
 }
+
+namespace {
+
+// A hierarchy that numbers as usual but cannot turn any node back into a path.
+struct PATHLESS_HIERARCHY : UTIL::HIERARCHY {
+    using UTIL::HIERARCHY::get_path;
+    using UTIL::HIERARCHY::HIERARCHY;
+    uint32_t get_path(IPATH_SETTABLE*, uint64_t, uint32_t) const override {
+        return IMODULES::MODULE_INDEX_INVALID;
+    }
+};
+
+}  // namespace
+
+// A stored list reads back over any hierarchy; the detailed print stops at an occurrence start
+// without a path, with the look-up's own text.
+TEST(Partitions, PrintOfAStartWithoutPathStopsWithTheLookUpText) {
+    MODULES_FIXTURE f;
+    auto written = make_partitions(f, {1});
+    std::ostringstream out;
+    UTIL::PARTITIONS_SERIALIZABLE writer(written.get(), nullptr);
+    ASSERT_TRUE(writer.write(out, UTIL::PB_BIN));
+
+    PATHLESS_HIERARCHY pathless(&f.m_modules);
+    std::unique_ptr<IPARTITIONS> fresh(pathless.create_partitions());
+    UTIL::PARTITIONS_SERIALIZABLE reader(nullptr, fresh.get());
+    std::istringstream in(out.str());
+    ASSERT_TRUE(reader.read(in, UTIL::PB_BIN));
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    EXPECT_EXIT(os << UTIL::detail_2 << *fresh, testing::ExitedWithCode(255),
+                "  hierarchy\\.get_path\\(path, start\\) != IMODULES::MODULE_INDEX_INVALID \n");
+}

@@ -274,7 +274,7 @@ TEST(Schemas, UnsetFieldsReadAsDeclaredDefaults) {
 
     const PB::GID_TYPE type;
     EXPECT_EQ(PB::GID_TYPE::GLOBAL, type.gclass());
-    EXPECT_EQ(-1, type.length());
+    EXPECT_EQ(0, type.length());  // no declared default: an absent length is 0
     EXPECT_FALSE(type.has_length());
 
     const PB::TLBLOCKS::MODULE block;

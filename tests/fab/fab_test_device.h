@@ -1,0 +1,179 @@
+// A small device in both views, built in memory, for the walks over both views and the
+// floorplan. Netlist: top holds three tiles and an IO block; each tile holds a routing block
+// (with one plain instance inside) and a LOGIC block; the middle tile lies on a spare row.
+// Block level: LOGIC holds three CELLs (one unplaced) and a primitive mux; CELL holds a SUB.
+//
+//   top (0): t0 t1 t2 : tile, io0 : io_blk
+//   tile (1): rt : rt_blk, lg : logic_blk
+//   rt_blk (2): m : mux          routing block
+//   logic_blk (3): in (logical name datain), out     LOGIC DEFAULT, 1 wide, 2 high
+//   io_blk (4): pad              IO -
+//   mux (5)
+//
+//   LOGIC (0): datain, out; c0 : CELL (0,0,0), c1 : CELL (0,1,1), mx : IMUX (0,0,0),
+//              c2 : CELL (unset)
+//   IO__- (1): pad
+//   CELL (2): a, q; s : SUB (1,0,0)
+//   IMUX (3): i, o               primitive mux
+//   SUB (4)
+//
+// Placements (col,row): t0/rt (1,0), t0/lg (1,0) uid LOGIC_X1Y0, t1/rt and t1/lg (1,2) spare,
+// t2/rt (1,3), t2/lg (1,3), io0 (0,1).
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ann/annss.h"
+#include "ann_icdb.pb.h"
+#include "icdb/icdb_instance_tree.h"
+#include "nlg/nlg_test_builder.h"
+
+namespace FAB_TEST {
+
+struct DEVICE {
+    std::unique_ptr<NLG_GRAPH> rtl;
+    std::unique_ptr<NLG_GRAPH> blc;
+    std::unique_ptr<NLG_ANNSS> rtl_annss;
+    std::unique_ptr<NLG_ANNSS> blc_annss;
+
+    NLG_ICDB_ANNS& rtl_icdb() { return rtl_annss->get_icdb(); }
+    NLG_ICDB_ANNS& blc_icdb() { return blc_annss->get_icdb(); }
+    PB::ICDB::MODULE& rtl_module(const std::string& name) {
+        return rtl_icdb().get_module(*rtl->get_module(rtl->get_symbol_table()->find(name)));
+    }
+    PB::ICDB::MODULE& blc_module(const std::string& name) {
+        return blc_icdb().get_module(*blc->get_module(blc->get_symbol_table()->find(name)));
+    }
+};
+
+inline void set_pair(PB::ICDB::MODULE& record, NLG_TEST::BUILDER& b, const std::string& name,
+                     const std::string& impl) {
+    record.mutable_logical_name()->set_value(b.sym(name).get_value());
+    record.mutable_logical_impl()->set_value(b.sym(impl).get_value());
+}
+
+inline void set_offset(PB::ICDB::INSTANCE& record, int x, int y, int z) {
+    record.set_pnr_x(x);
+    record.set_pnr_y(y);
+    record.set_pnr_z(z);
+}
+
+// The netlist view with its records, but no placements.
+inline void build_rtl(DEVICE& d) {
+    NLG_TEST::BUILDER b;
+    NLG_MODULE* top = b.module("top", 0, 4);
+    NLG_MODULE* tile = b.module("tile", 0, 2);
+    NLG_MODULE* rt = b.module("rt_blk", 0, 1);
+    NLG_MODULE* logic = b.module("logic_blk", 2, 0);
+    NLG_MODULE* io = b.module("io_blk", 1, 0);
+    NLG_MODULE* mux = b.module("mux", 0, 0);
+    b.port(logic, "in", NLG_IPORT::INPUT);
+    b.port(logic, "out", NLG_IPORT::OUTPUT);
+    b.port(io, "pad", NLG_IPORT::INOUT);
+    b.instance(top, "t0", tile);
+    b.instance(top, "t1", tile);
+    b.instance(top, "t2", tile);
+    b.instance(top, "io0", io);
+    b.instance(tile, "rt", rt);
+    b.instance(tile, "lg", logic);
+    b.instance(rt, "m", mux);
+    d.rtl.reset(b.graph());
+    d.rtl_annss.reset(new NLG_ANNSS(*d.rtl));
+    d.rtl_annss->add_type(PB::ANNS::ICDB);
+
+    NLG_ICDB_ANNS& a = d.rtl_icdb();
+    set_pair(a.get_module(*top), b, "-", "-");
+    PB::ICDB::MODULE& r = a.get_module(*rt);
+    r.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
+    r.set_is_routing(true);
+    PB::ICDB::MODULE& l = a.get_module(*logic);
+    l.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
+    l.set_is_routing(false);
+    set_pair(l, b, "LOGIC", "DEFAULT");
+    l.set_pnr_width(1);
+    l.set_pnr_height(2);
+    a.get_port(*logic->get_port(0)).mutable_logical_name()->set_value(b.sym("datain").get_value());
+    PB::ICDB::MODULE& i = a.get_module(*io);
+    i.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
+    set_pair(i, b, "IO", "-");
+    i.set_pnr_width(1);
+    i.set_pnr_height(1);
+}
+
+inline void build_blc(DEVICE& d) {
+    NLG_TEST::BUILDER b;
+    NLG_MODULE* logic = b.module("LOGIC", 2, 4);
+    NLG_MODULE* io = b.module("IO__-", 1, 0);
+    NLG_MODULE* cell = b.module("CELL", 2, 1);
+    NLG_MODULE* imux = b.module("IMUX", 2, 0);
+    NLG_MODULE* sub = b.module("SUB", 0, 0);
+    b.port(logic, "datain", NLG_IPORT::INPUT);
+    b.port(logic, "out", NLG_IPORT::OUTPUT);
+    b.port(io, "pad", NLG_IPORT::INOUT);
+    b.port(cell, "a", NLG_IPORT::INPUT);
+    b.port(cell, "q", NLG_IPORT::OUTPUT);
+    b.port(imux, "i", NLG_IPORT::INPUT);
+    b.port(imux, "o", NLG_IPORT::OUTPUT);
+    NLG_INSTANCE* c0 = b.instance(logic, "c0", cell);
+    NLG_INSTANCE* c1 = b.instance(logic, "c1", cell);
+    NLG_INSTANCE* mx = b.instance(logic, "mx", imux);
+    b.instance(logic, "c2", cell);
+    NLG_INSTANCE* s = b.instance(cell, "s", sub);
+    d.blc.reset(b.graph());
+    d.blc_annss.reset(new NLG_ANNSS(*d.blc));
+    d.blc_annss->add_type(PB::ANNS::ICDB);
+
+    NLG_ICDB_ANNS& a = d.blc_icdb();
+    set_pair(a.get_module(*logic), b, "LOGIC", "DEFAULT");
+    set_pair(a.get_module(*io), b, "IO", "-");
+    set_pair(a.get_module(*cell), b, "CELL", "DEFAULT");
+    set_pair(a.get_module(*imux), b, "IMUX", "DEFAULT");
+    a.get_module(*imux).set_level(PB::ICDB::MODULE::PRIM_MUX);
+    set_pair(a.get_module(*sub), b, "SUB", "DEFAULT");
+    a.get_port(*logic->get_port(0)).set_is_route_type_normal(true);
+    a.get_port(*cell->get_port(1)).set_is_route_type_normal(true);
+    set_offset(a.get_instance(*c0), 0, 0, 0);
+    set_offset(a.get_instance(*c1), 0, 1, 1);
+    set_offset(a.get_instance(*mx), 0, 0, 0);
+    set_offset(a.get_instance(*s), 1, 0, 0);
+}
+
+inline PB::ICDB::FLAT_INSTANCE placement(int col, int row, bool spare, const std::string& uid) {
+    PB::ICDB::FLAT_INSTANCE r;
+    r.mutable_bposition()->set_col(col);
+    r.mutable_bposition()->set_row(row);
+    r.mutable_physical_position()->set_x(12.5f * static_cast<float>(col));
+    r.mutable_physical_position()->set_y(20.0f * static_cast<float>(row));
+    if (spare) r.set_is_spare_row(true);
+    if (!uid.empty()) r.set_uid(uid);
+    return r;
+}
+
+// Hierarchy node of a slash-separated instance path below the top module.
+inline uint64_t node_of(ICDB::IINSTANCE_TREE& tree, const std::string& path) {
+    std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> p(tree.get_hierarchy()->create_path());
+    p->set_from_string(path, 0);
+    return tree.get_hierarchy()->get_node(*p);
+}
+
+// Writes the placements into the top module's record, as a device file carries them.
+inline void place(DEVICE& d) {
+    ICDB::INSTANCE_TREE tree(d.rtl.get());
+    tree.add_flat_instance(node_of(tree, "t0/rt"), placement(1, 0, false, ""));
+    tree.add_flat_instance(node_of(tree, "t0/lg"), placement(1, 0, false, "LOGIC_X1Y0"));
+    tree.add_flat_instance(node_of(tree, "t1/rt"), placement(1, 2, true, ""));
+    tree.add_flat_instance(node_of(tree, "t1/lg"), placement(1, 2, true, ""));
+    tree.add_flat_instance(node_of(tree, "t2/rt"), placement(1, 3, false, ""));
+    tree.add_flat_instance(node_of(tree, "t2/lg"), placement(1, 3, false, ""));
+    tree.add_flat_instance(node_of(tree, "io0"), placement(0, 1, false, ""));
+    tree.store(d.rtl_icdb(), {});
+}
+
+inline void build(DEVICE& d) {
+    build_rtl(d);
+    build_blc(d);
+    place(d);
+}
+
+}  // namespace FAB_TEST
