@@ -3,6 +3,7 @@
 // with a recount over the files; hierarchy and graph totals stay under their limits.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -182,9 +183,11 @@ TEST_F(TINY, EverySpecialCaseIsInTheFiles) {
         {"BLC internal z 1", blc.inst("LOGIC_CORE", "cell1").pnr_z() == 1},
         {"BLC roots are blocks", blc.rec("LOGIC").level() == PB::ICDB::MODULE::TOP_LEVEL_IP},
         {"PRIM_MUX inside a block", blc.rec("IMUX").level() == PB::ICDB::MODULE::PRIM_MUX},
-        {"route 0 on a block port", !blc.port("IO__-", "oe_n").is_route_type_normal() &&
-                                        !blc.port("IO__-", "oe_n").has_re_name()},
-        {"route 0 on a PRIM_MUX port", !blc.port("IMUX", "i[0]").is_route_type_normal()},
+        {"route 0 on a block port", rtl.port("io_blk", "oe").has_is_route_type_normal() &&
+                                        !rtl.port("io_blk", "oe").is_route_type_normal() &&
+                                        !blc.port("IO__-", "oe_n").is_route_type_normal()},
+        {"route 0 on a PRIM_MUX port", !blc.port("IMUX", "i[0]").is_route_type_normal() &&
+                                           !blc.port("IMUX", "i[0]").has_re_name()},
         {"atom ports", blc.port("IO__-", "pad_in").re_name() == MT::ATOM_INPUT},
         {"internal RE", blc.port("IMUX", "o").re_name() == MT::BLC_INTERNAL_RE},
         {"RTL and BLC names differ",
@@ -278,7 +281,7 @@ DEVGEN::DG_COUNTS recount(const READ_VIEW& rtl) {
 }
 
 TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
-    for (const char* size : {"tiny", "small"}) {
+    for (const char* size : {"tiny", "tiny-warn", "small"}) {
         std::string dir = temp_dir(size);
         DG_DEVICE d(preset(size));
         generate(d, dir);
@@ -288,6 +291,17 @@ TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
         EXPECT_EQ(c.m_block_res, d.counts().m_block_res) << size;
         EXPECT_EQ(c.m_placements, d.counts().m_placements) << size;
         EXPECT_EQ(c.m_rtl_hier_nodes, d.counts().m_rtl_hier_nodes) << size;
+        if (std::string(size) == "tiny-warn") {
+            size_t lost = 0;
+            for (const auto& f : rtl.annss->get_icdb()
+                                     .get_module(*rtl.graph->get_top_module())
+                                     .flat_instance_nodes())
+                lost +=
+                    f.instance().bposition().col() == -1 && f.instance().bposition().row() == -1;
+            EXPECT_EQ(lost, 1u);
+            READ_VIEW blc(dir, "blc");
+            EXPECT_FALSE(blc.port("LOGIC", "dbg_out").has_re_name());
+        }
         // device.json carries the same numbers.
         std::string json = slurp(dir + "/device.json");
         EXPECT_NE(json.find("\"rtl_hier_nodes\": " + std::to_string(c.m_rtl_hier_nodes)),
@@ -302,6 +316,18 @@ TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
         }
         std::filesystem::remove_all(dir);
     }
+}
+
+// The Verilog is what yosys reads: cells as a library, both views elaborate from their tops.
+TEST_F(TINY, VerilogReadsInYosys) {
+    if (std::system("yosys -V > /dev/null 2>&1") != 0) GTEST_SKIP() << "no yosys";
+    std::string log = s_dir + "/yosys.log";
+    std::string cmd = "cd " + s_dir +
+                      " && yosys -q -p 'read_verilog -lib cells.v; read_verilog rtl.v; "
+                      "hierarchy -check -top device_top; design -reset; read_verilog blc.v; "
+                      "hierarchy -check' > yosys.log 2>&1";
+    EXPECT_EQ(std::system(cmd.c_str()), 0) << slurp(log);
+    std::filesystem::remove(log);
 }
 
 TEST(Devgen, BadParametersAreNamed) {

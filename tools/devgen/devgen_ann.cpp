@@ -121,8 +121,9 @@ void DG_BUILDER::annotate_top_ports() {
                 DG_PORT& rp = rtl.module(ri).m_ports[static_cast<size_t>(it->second)];
                 rp.m_has_record = true;
                 rp.m_logical_name = logical;
-                if (lp.m_record.has_re_name()) rp.m_record.set_re_name(lp.m_record.re_name());
+                rp.m_record.set_re_name(lp.m_record.re_name());
                 rp.m_record.set_re_index(bp.first_re_index() + k);
+                rp.m_record.set_is_route_type_normal(lp.m_record.is_route_type_normal());
             }
     }
 }
@@ -147,8 +148,9 @@ void DG_BUILDER::place_blocks() {
                         "sec" + std::to_string(s) + "/" + tile + "/" + tm.m_instances[b].m_name;
                     pl.m_module = bm.m_name;
                     pl.m_routing = bm.m_record.is_routing();
-                    pl.m_col = x;
-                    pl.m_row = y;
+                    bool lost = p.m_warn && bm.m_name == "dsp_blk" && x == 2 && y == 0;
+                    pl.m_col = lost ? -1 : x;
+                    pl.m_row = lost ? -1 : y;
                     pl.m_spare = p.is_spare(y);
                     if (bm.m_name == "logic_blk")
                         pl.m_uid = "LOGIC_X" + std::to_string(x) + "Y" + std::to_string(y);

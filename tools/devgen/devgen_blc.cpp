@@ -141,6 +141,11 @@ void DG_BUILDER::build_blc() {
     n.connect(logic, {"core." + bit("q", 0, a), bit("dataout", 0, a), "dl_out", "fb_out"});
     for (int k = 1; k < a; ++k) n.connect(logic, {"core." + bit("q", k, a), bit("dataout", k, a)});
     n.connect(logic, {"core.co", "cout"});
+    if (p.m_warn) {
+        // A port that the block-level data does not know, on the net of a described one.
+        n.add_port(logic, "dbg_out", DG_OUT);
+        n.connect(logic, {"core." + bit("q", 1, a), "dbg_out"});
+    }
     int32_t core = n.find_module("LOGIC_CORE");
     for (int k = 0; k < a; ++k) {
         std::string c = "cell" + std::to_string(k) + ".";
@@ -215,7 +220,9 @@ void DG_BUILDER::annotate_blc() {
                 port.m_has_record = true;
                 port.m_logical_name = port.m_name;
                 port.m_record.set_is_route_type_normal(bp.route());
-                if (!bp.route()) continue;
+                // A root is a top-level block: the top-level port pass names every port of
+                // its logical block, routed or not; elsewhere route 0 leaves the port bare.
+                if (!bp.route() && instantiated[static_cast<size_t>(mi)]) continue;
                 PB::MUX_DESCRIPTION::MUXTYPE re =
                     !m.m_instances.empty() ? PB::MUX_DESCRIPTION::BLOCK_PORT
                     : e.internal()         ? PB::MUX_DESCRIPTION::BLC_INTERNAL_RE

@@ -5,7 +5,8 @@
 // Estimate (per non-spare tile; NW = 2T(|LH|+|LV|) wire wrappers):
 //   rt_tile CRF    = NW*F + 2*NH*FH + NL*FLEIM + TLL*FLL + 8
 //   LOGIC BLC edges A*fL + 6A + 5, FCD 3; DSP BLC edges 7; IO tile CRF 2T|LH| + 1
-//   bridges 2 and VIRTUAL NH per LOGIC tile, inserted edges NL per rt_tile.
+//   CRF adds 2 bridges per LOGIC tile and NL inserted-RE edges per rt_tile; VIRTUAL is NH
+//   per rt_tile (exact); BLC is exact.
 // Wires that leave the grid lose their edges; the estimate does not subtract them.
 #include <functional>
 
@@ -89,13 +90,12 @@ void DG_BUILDER::count() {
     for (const DG_PLACEMENT& pl : m_d.m_placements) {
         if (pl.m_spare) continue;
         if (pl.m_module == "rt_tile") {
-            edges["CRF"] += crf;
-            edges["inserted"] += nl;
+            edges["CRF"] += crf + nl;  // mux paths, then the inserted REs' own edges
+            edges["VIRTUAL"] += nh;
         } else if (pl.m_module == "logic_blk") {
             edges["BLC"] += a * static_cast<uint64_t>(p.m_imux_fanin) + 6 * a + 5;
             edges["FCD"] += 3;
-            edges["bridge"] += 2;
-            edges["VIRTUAL"] += nh;
+            edges["CRF"] += 2;  // bridges of the clock wrapper and the HIPI tap
         } else if (pl.m_module == "dsp_blk") {
             edges["BLC"] += 7;
         } else if (pl.m_module == "rt_io") {

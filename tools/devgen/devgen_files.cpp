@@ -125,6 +125,8 @@ void dg_write_json(const DG_DEVICE& d, std::ostream& out) {
     write_graph_totals(out, d.blc());
     out << ",\n    \"nodes\": ";
     write_map(out, c.m_nodes);
+    // A block at (-1, -1) loses nodes in ways the count does not follow.
+    out << ",\n    \"nodes_exact\": " << (p.m_warn ? "false" : "true");
     out << ",\n    \"edges_estimate\": ";
     write_map(out, c.m_edges_estimate);
     out << "\n  },\n  \"placements\": [\n";

@@ -338,10 +338,11 @@ static PB::ICDB::MODULE::MUX_DESC instance_desc(const std::string& name) {
 }
 
 static void set_dir(PB::ICDB::MODULE::MUX_DESC& d, const std::string& dir) {
-    if (dir == "L") d.set_dir(PB::ICDB::NET::LEFT);
-    if (dir == "R") d.set_dir(PB::ICDB::NET::RIGHT);
-    if (dir == "U") d.set_dir(PB::ICDB::NET::UP);
-    if (dir == "D") d.set_dir(PB::ICDB::NET::DOWN);
+    d.set_dir(dir == "L"   ? PB::ICDB::NET::LEFT
+              : dir == "R" ? PB::ICDB::NET::RIGHT
+              : dir == "U" ? PB::ICDB::NET::UP
+              : dir == "D" ? PB::ICDB::NET::DOWN
+                           : PB::ICDB::NET::NO_DIR);
 }
 
 void DG_BUILDER::apply_one(int index) {

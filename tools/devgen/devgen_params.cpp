@@ -36,6 +36,10 @@ static DG_PARAMS scaled(const std::string& name, int side, int sy, int t, std::v
 bool dg_preset(const std::string& name, DG_PARAMS& params) {
     if (name == "tiny") {
         params = DG_PARAMS();
+    } else if (name == "tiny-warn") {
+        params = DG_PARAMS();
+        params.m_name = name;
+        params.m_warn = true;
     } else if (name == "small") {
         params = scaled(name, 16, 8, 2, {2, 4}, 8, 8, 4, 4, 1, 2, 4, 4);
     } else if (name == "medium") {

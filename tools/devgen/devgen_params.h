@@ -28,6 +28,10 @@ struct DG_PARAMS {
     uint64_t m_seed = 1;
     // The tiny device wires its muxes by hand-chosen tables instead of the rotating rule.
     bool m_tiny_tables = true;
+    // Adds the cases that make the run print notices and drop things: a DSP placed at
+    // (-1, -1), a BLC port that no block-level data describes, a mux fed from the block its
+    // output merges into.
+    bool m_warn = false;
 
     int sectors() const { return m_rows / m_sector_rows; }
     // The spare row of a sector (local row), or -1: every sector but the first has one.

@@ -406,7 +406,7 @@ void DG_BUILDER::body_rt_tile() {
             const std::string& i = m.m_inst;
             if (i == "w_h2r") in = {V2U_R, "v2d_in", "blk_in[0]", "fb_in"};
             if (i == "w_h2l") {
-                in = {H2L_B, V2U_R, "v2d_in", "bufi"};
+                in = {H2L_B, V2U_R, p.m_warn ? "blk_in[1]" : "v2d_in", "bufi"};
                 t_in = {"h2r_in", "blk_in[0]"};
                 m_in = {LL_B, "blk_in[1]"};
             }
