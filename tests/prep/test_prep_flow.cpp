@@ -18,14 +18,18 @@
 #include "ann_icdb.pb.h"
 #include "mux.pb.h"
 #include "devgen/devgen_direct.h"
+#include "fab/tsl_fab.h"
 #include "devgen/devgen_files.h"
 #include "devgen/devgen_params.h"
 #include "nlg/nlg_api_impl.h"
+#include "nlg/nlg_hierarchy.h"
+#include "nlg/nlg_hybrid_graph.h"
 #include "nlg_iannss.h"
 #include "nlg_igraph.h"
 #include "prep/prep_digest.h"
 #include "prep/prep_flow.h"
 #include "prep/prep_yosys.h"
+#include "util/util_hierarchy.h"
 
 namespace {
 
@@ -141,6 +145,24 @@ struct DEVICE {
     }
 };
 
+// The run's first view: the RTL with the block-level twins of its matched blocks, and the number
+// of its hierarchy nodes.
+std::string hybrid_counts(const std::string& dir) {
+    FILES rtl(dir, "rtl"), blc(dir, "blc");
+    RTL_TO_BLC_MATCH match;
+    match.init(rtl.m_graph.get(), blc.m_graph.get(), rtl.m_annss.get(), blc.m_annss.get());
+    std::unique_ptr<NLG_IGRAPH> hybrid(rtl.m_graph->create_hybrid_graph(blc.m_graph.get(), &match));
+    uint64_t matched = 0;
+    for (uint32_t m = 0; m < hybrid->get_num_modules(); ++m)
+        if (static_cast<const NLG_HYBRID_MODULE*>(hybrid->get_module(static_cast<int32_t>(m)))
+                ->get_match())
+            ++matched;
+    NLG::HMODULES modules(hybrid.get());
+    UTIL::HIERARCHY hierarchy(&modules);
+    return std::to_string(hybrid->get_num_modules()) + " modules, " + std::to_string(matched) +
+           " matched, " + std::to_string(hierarchy.get_num_nodes_64(0)) + " nodes";
+}
+
 // Prepares the device and compares with its direct files; the standard output of the run.
 std::string prepare_and_compare(DEVICE& device) {
     testing::internal::CaptureStdout();
@@ -172,6 +194,7 @@ std::string prepare_and_compare(DEVICE& device) {
         for (const std::string& line : missing(ours, theirs)) ADD_FAILURE() << "prepared: " << line;
     }
 
+    EXPECT_EQ(hybrid_counts(device.m_prepared.path()), hybrid_counts(device.m_direct.path()));
     return log;
 }
 
