@@ -2,8 +2,8 @@
 // 1. Read the JSON in one streaming pass into plain records (prep_json_reader).
 // 2. Split every port into one port per bit named name[i] by declared index, ascending; a
 //    1-bit port keeps its name.
-// 3. Order modules: the top first, then by source place (file in read order, line, column),
-//    ties by name in natural order. With a top, keep only the modules that it reaches.
+// 3. Order modules: the top first, then by source place (file in the caller's order, line,
+//    column), ties by name in natural order. With a top, keep only the modules that it reaches.
 // 4. Per module body: instances by source place likewise; one net per signal bit that has two
 //    or more ends among module port bits and cell pins (constants are no net), numbered by first
 //    appearance: ports, then instances in order, pins in port order.

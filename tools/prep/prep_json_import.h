@@ -39,8 +39,9 @@ class PREP_JSON_IMPORT {
     // (a view of several roots such as the block-level one).
     enum TOP_RULE { TOP_BY_NAME = 0, TOP_BY_ATTRIBUTE = 1, NO_TOP = 2 };
 
-    // The Verilog files in the order yosys read them: modules and instances are numbered in
-    // the order of their source places, file by file.
+    // The Verilog files as the JSON's source places name them, in numbering order (the flow
+    // lists design files before cell libraries): modules and instances are numbered in the
+    // order of their source places, file by file; the list is also the filename table.
     explicit PREP_JSON_IMPORT(std::vector<std::string> sources);
 
     // Parses the JSON and builds the graph, which must be empty. With a top, the graph holds the
