@@ -173,6 +173,8 @@ void FAB_FULL_TRAVERSE_BASE::push_instance(NLG_IINSTANCE* i, bool is_top) {
 }
 
 void FAB_FULL_TRAVERSE_BASE::pop_instance(NLG_IINSTANCE* i, bool is_top) {
+    // An unbalanced pop has nothing on either stack: stop before touching them.
+    UTIL_ASSERT(m_hier_blks.size());
     // Set again so that a subclass reads the record of this place, not of the last child.
     if (is_top || m_in_blc) m_position->set(i, get_node());
     if (!m_in_blc) {
@@ -183,7 +185,6 @@ void FAB_FULL_TRAVERSE_BASE::pop_instance(NLG_IINSTANCE* i, bool is_top) {
         m_node = m_node_stack.back();
         m_node_stack.pop_back();
     }
-    UTIL_ASSERT(m_hier_blks.size());
     m_hier_blks.pop_back();
 }
 

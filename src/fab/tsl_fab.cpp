@@ -9,7 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "fab/fab_graph_traverse.h"
+#include "fab/fab_position.h"
+#include "fab/fab_serializer.h"
 #include "fab_iposition.h"
+#include "nlg/nlg_graph_traverse.h"
 #include "fab_itranslate.h"
 #include "icdb_iinstance_tree.h"
 #include "nlg/nlg_api_impl.h"
@@ -97,10 +101,145 @@ void FAB_IMPL::read_blc_annotation(std::istream& stream) {
     m_api->read_annss(m_blc_annss, stream, READ_FORMAT);
 }
 
-// The floorplan and routing steps of a run are not part of this build yet.
+// Floorplan step
+
+int32_t g_min_x = 0;
+int32_t g_min_y = 0;
+int32_t g_max_x = 0;
+int32_t g_max_y = 0;
+
+namespace {
+
+bool is_prim_mux(const PB::ICDB::MODULE& record) {
+    return record.level() == PB::ICDB::MODULE::PRIM_MUX;
+}
+
+}  // namespace
 
 FAB::FLOORPLAN* FAB_IMPL::create_floorplan() {
-    UTIL_FAIL("create_floorplan is not available yet");
+    std::unique_ptr<SCOPE_TIMER> timer(start_timer("create floorplan takes: "));
+    UTIL_ASSERT(m_rtl_graph);
+    UTIL_ASSERT(m_rtl_annss);
+    UTIL_ASSERT(m_blc_graph);
+    UTIL_ASSERT(m_blc_annss);
+    // Translate hook: the list of global GID types is built here, and, with a translate
+    // object, the first feed (hierarchy, path cursors, mux descriptions) runs here.
+    m_rtl_graph->get_symbol_table()->init_name_fast();
+    m_blc_graph->get_symbol_table()->init_name_fast();
+
+    FAB_FLOORPLAN_IMPL* floorplan = new FAB_FLOORPLAN_IMPL();
+    // Provisional bounds; end_serialize replaces them by what the placed blocks reach.
+    const PB::ICDB::GRAPH& bounds = m_rtl_annss->get_icdb().get_graph();
+    floorplan->set_columns(static_cast<uint32_t>(bounds.max_bcol() + 1));
+    floorplan->set_rows(static_cast<uint32_t>(bounds.max_brow() + 1));
+    FAB_FLOORPLAN_GENERATOR builder(*floorplan);
+    std::unique_ptr<FAB_ISERIALIZER> trace;
+    if (m_floorplan_trace) trace.reset(new FAB_TRACE_SERIALIZER(*m_floorplan_trace, builder));
+    FAB_ISERIALIZER& generator = trace ? *trace : static_cast<FAB_ISERIALIZER&>(builder);
+    generator.begin_serialize();
+    const uint32_t n_blc = serialize_definitions(generator);
+    generator.module_bodies_begin(n_blc + 1);
+    generator.add_module_body(0);
+
+    UTIL_ASSERT(m_rtl_graph && m_rtl_annss);
+    UTIL_ASSERT(m_blc_graph && m_blc_annss);
+    UTIL_ASSERT(m_instance_tree == NULL);
+    m_instance_tree = ICDB::create_instance_tree(m_rtl_graph);
+    m_instance_tree->load(m_rtl_annss->get_icdb());
+    UTIL_ASSERT(m_position == NULL);
+    m_position =
+        fab_create_position(m_instance_tree, &m_rtl_annss->get_icdb(), &m_blc_annss->get_icdb());
+
+    serialize_placed_blocks(generator);
+    serialize_block_bodies(generator);
+    generator.module_bodies_end();
+    generator.end_serialize();
+
+    g_min_x = 0;
+    g_min_y = 0;
+    g_max_x = static_cast<int32_t>(floorplan->get_columns()) - 1;
+    g_max_y = static_cast<int32_t>(floorplan->get_rows()) - 1;
+    // Translate hook: with a translate object, the second feed (top-level block table,
+    // port maps, dimensions, global types, sectors) runs here.
+    m_floorplan = floorplan;
+    return floorplan;
+}
+
+uint32_t FAB_IMPL::serialize_definitions(FAB_ISERIALIZER& serializer) {
+    NLG_ICDB_ANNS& rtl = m_rtl_annss->get_icdb();
+    NLG_ICDB_ANNS& blc = m_blc_annss->get_icdb();
+    const uint32_t n_modules = m_blc_graph->get_num_modules();
+    uint32_t n_blc = 0;
+    for (uint32_t m = 0; m < n_modules; ++m)
+        if (!is_prim_mux(blc.get_module(*m_blc_graph->get_module(static_cast<int32_t>(m)))))
+            ++n_blc;
+
+    serializer.module_defs_begin(static_cast<int32_t>(n_blc + 1));
+    NLG_IMODULE* top = m_rtl_graph->get_top_module();
+    serializer.add_module_def(top, rtl.get_module(*top));
+    for (uint32_t m = 0; m < n_modules; ++m) {
+        NLG_IMODULE* module = m_blc_graph->get_module(static_cast<int32_t>(m));
+        const PB::ICDB::MODULE& record = blc.get_module(*module);
+        if (is_prim_mux(record)) continue;
+        serializer.add_module_def(module, record);
+        const uint32_t n_ports = module->get_num_ports();
+        serializer.module_ports_begin(static_cast<int32_t>(n_ports));
+        for (uint32_t p = 0; p < n_ports; ++p) {
+            NLG_IPORT* port = module->get_port(static_cast<int32_t>(p));
+            serializer.add_module_port(port, blc.get_port(*port));
+        }
+        serializer.module_ports_end();
+    }
+    serializer.module_defs_end();
+    return n_blc;
+}
+
+// Body 0: the placed non-routing blocks, counted by one walk and added by a second.
+void FAB_IMPL::serialize_placed_blocks(FAB_ISERIALIZER& serializer) {
+    uint32_t count = 0;
+    {
+        TSL_TOP_IP_COUNTER counter(m_rtl_annss, &count);
+        std::unique_ptr<TSL_TRAVERSE_BASE> walk(
+            tsl_create_traverse_top_ip(&counter, m_rtl_annss, m_instance_tree, false));
+        counter.set_traverse(walk.get());
+        walk->traverse(m_rtl_graph);
+    }
+    serializer.module_instances_begin(static_cast<int32_t>(count));
+    TSL_TOP_IP_GENERATOR generator(m_instance_tree, m_position, m_rtl_annss, &serializer,
+                                   m_translate, m_rtl_graph->get_symbol_table());
+    std::unique_ptr<TSL_TRAVERSE_BASE> walk(
+        tsl_create_traverse_top_ip(&generator, m_rtl_annss, m_instance_tree, false));
+    generator.set_traverse(walk.get());
+    walk->traverse(m_rtl_graph);
+    serializer.module_instances_end();
+}
+
+// Bodies 1..n: the instances of each block-level definition, at their offsets in the block.
+void FAB_IMPL::serialize_block_bodies(FAB_ISERIALIZER& serializer) {
+    NLG_ICDB_ANNS& blc = m_blc_annss->get_icdb();
+    const uint32_t n_modules = m_blc_graph->get_num_modules();
+    uint32_t body = 0;
+    for (uint32_t m = 0; m < n_modules; ++m) {
+        NLG_IMODULE* module = m_blc_graph->get_module(static_cast<int32_t>(m));
+        if (is_prim_mux(blc.get_module(*module))) continue;
+        serializer.add_module_body(++body);
+        const uint32_t n_instances = module->get_num_instances();
+        uint32_t count = 0;
+        for (uint32_t i = 0; i < n_instances; ++i) {
+            NLG_IINSTANCE* instance = module->get_instance(static_cast<int32_t>(i));
+            if (!is_prim_mux(blc.get_module(*instance->get_module()))) ++count;
+        }
+        serializer.module_instances_begin(static_cast<int32_t>(count));
+        for (uint32_t i = 0; i < n_instances; ++i) {
+            NLG_IINSTANCE* instance = module->get_instance(static_cast<int32_t>(i));
+            if (is_prim_mux(blc.get_module(*instance->get_module()))) continue;
+            FAB_LOCATION location = {-1, -1, -1};
+            m_position->set(instance, UTIL::IHIERARCHY::INVALID_NODE);
+            m_position->get_location(location.x, location.y, location.z);
+            serializer.add_blc_module_instance(instance, location);
+        }
+        serializer.module_instances_end();
+    }
 }
 
 FAB::ROUTING_GRAPH* FAB_IMPL::create_routing_graph() {

@@ -5,6 +5,7 @@
 // modules of the two views.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -17,12 +18,21 @@
 
 class NLG_IANNSS;
 class FAB_IPOSITION;
+class FAB_FLOORPLAN_IMPL;
+class FAB_ISERIALIZER;
 namespace ICDB {
 class IINSTANCE_TREE;
 }
 namespace FAB {
 class ITRANSLATE_BUILDER;
 }
+
+// Grid bounds of the device, set by create_floorplan: 0, 0, columns - 1, rows - 1. Shared by
+// every run of the process; the last floorplan wins.
+extern int32_t g_min_x;
+extern int32_t g_min_y;
+extern int32_t g_max_x;
+extern int32_t g_max_y;
 
 // Pairs netlist modules with block-level modules that carry the same logical name and
 // implementation, and the ports of each pair by name.
@@ -77,10 +87,17 @@ class FAB_IMPL : public FAB::API {
     NLG_IANNSS* get_rtl_annss() const { return m_rtl_annss; }
     NLG_IANNSS* get_blc_annss() const { return m_blc_annss; }
     TESSEL_API* get_api() const { return m_api; }
+    // Diagnosis: create_floorplan writes each call of the floorplan protocol to the stream.
+    void set_floorplan_trace(std::ostream* os) { m_floorplan_trace = os; }
 
   private:
     // A step timer exists only when the run was made with timers.
     SCOPE_TIMER* start_timer(const char* label) const;
+    // The definitions of the floorplan: the device, then every block-level module that is not
+    // a primitive mux, with its ports. Gives the number of block-level definitions.
+    uint32_t serialize_definitions(FAB_ISERIALIZER& serializer);
+    void serialize_placed_blocks(FAB_ISERIALIZER& serializer);
+    void serialize_block_bodies(FAB_ISERIALIZER& serializer);
 
     TESSEL_API* m_api = nullptr;
     NLG_IGRAPH* m_rtl_graph = nullptr;
@@ -97,4 +114,5 @@ class FAB_IMPL : public FAB::API {
     NLG_IGRAPH::IHPATH* m_hpath_a = nullptr;
     NLG_IGRAPH::IHPATH* m_hpath_b = nullptr;
     FAB::ITRANSLATE_BUILDER* m_translate = nullptr;
+    std::ostream* m_floorplan_trace = nullptr;
 };

@@ -126,6 +126,8 @@ inline void build_blc(DEVICE& d) {
 
     NLG_ICDB_ANNS& a = d.blc_icdb();
     set_pair(a.get_module(*logic), b, "LOGIC", "DEFAULT");
+    a.get_module(*logic).set_pnr_width(1);
+    a.get_module(*logic).set_pnr_height(2);
     set_pair(a.get_module(*io), b, "IO", "-");
     set_pair(a.get_module(*cell), b, "CELL", "DEFAULT");
     set_pair(a.get_module(*imux), b, "IMUX", "DEFAULT");
