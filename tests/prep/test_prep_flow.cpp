@@ -1,7 +1,8 @@
 // The preparation flow on the generator's tiny and small devices, against the generator's direct
 // files: the same graphs (up to the names and order of nets), the same flat placements, grid and
-// sectors, the same annotation records by name, the oracle digest; the hand-kept files' messages
-// once each, in order; the mux file; what bad input gets. Skipped when yosys is absent.
+// sectors, the same annotation records by name, the oracle digest, the same hybrid view and
+// floorplan of a run; the hand-kept files' messages once each, in order; the mux file; what bad
+// input gets. Skipped when yosys is absent.
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +20,8 @@
 #include "mux.pb.h"
 #include "devgen/devgen_direct.h"
 #include "fab/tsl_fab.h"
+#include "fab_api.h"
+#include "fab_floorplan_api.h"
 #include "devgen/devgen_files.h"
 #include "devgen/devgen_params.h"
 #include "nlg/nlg_api_impl.h"
@@ -163,6 +166,42 @@ std::string hybrid_counts(const std::string& dir) {
            " matched, " + std::to_string(hierarchy.get_num_nodes_64(0)) + " nodes";
 }
 
+// The floorplan of a run on the folder's four files: grid, then per module its logical pair,
+// size, ports and instances with their places and uids.
+std::string floorplan(const std::string& dir) {
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
+    std::ifstream rtl(dir + "/rtl.graph"), rtl_ann(dir + "/rtl.ann");
+    std::ifstream blc(dir + "/blc.graph"), blc_ann(dir + "/blc.ann");
+    api->read_rtl_graph(rtl);
+    api->read_rtl_annotation(rtl_ann);
+    api->read_blc_graph(blc);
+    api->read_blc_annotation(blc_ann);
+    std::unique_ptr<FAB::FLOORPLAN> fp(api->create_floorplan());
+    std::ostringstream s;
+    s << "grid " << fp->get_columns() << "x" << fp->get_rows() << "\n";
+    for (int32_t m = 0; m < fp->get_n_modules(); ++m) {
+        FAB::FLOORPLAN::MODULE& module = fp->get_module(m);
+        s << module.get_logical_name() << " " << module.get_logical_impl() << " "
+          << module.get_pnr_width() << "x" << module.get_pnr_height() << "\n";
+        for (int32_t p = 0; p < module.get_n_ports(); ++p) {
+            FAB::FLOORPLAN::MODULE_PORT& port = module.get_port(p);
+            s << " port " << port.get_name().str() << " " << port.get_direction() << " "
+              << port.is_route_type_normal() << "\n";
+        }
+        for (int32_t i = 0; i < module.get_n_instances(); ++i) {
+            FAB::FLOORPLAN::INSTANCE& inst = module.get_instance(i);
+            int32_t x, y, z;
+            float px, py;
+            inst.get_location(x, y, z);
+            inst.get_physical_location(px, py);
+            s << " instance " << inst.get_name().str() << " "
+              << inst.get_module().get_logical_name() << " (" << x << "," << y << "," << z << ") ("
+              << px << "," << py << ") " << inst.get_uid() << "\n";
+        }
+    }
+    return s.str();
+}
+
 // Prepares the device and compares with its direct files; the standard output of the run.
 std::string prepare_and_compare(DEVICE& device) {
     testing::internal::CaptureStdout();
@@ -195,6 +234,7 @@ std::string prepare_and_compare(DEVICE& device) {
     }
 
     EXPECT_EQ(hybrid_counts(device.m_prepared.path()), hybrid_counts(device.m_direct.path()));
+    EXPECT_EQ(floorplan(device.m_prepared.path()), floorplan(device.m_direct.path()));
     return log;
 }
 
