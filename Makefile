@@ -3,7 +3,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test sanitize bench demo format clean
+.PHONY: all deps build test sanitize bench fuzz demo format clean
 
 all: build
 
@@ -27,6 +27,16 @@ bench: deps
 	cmake --build build-bench -j$(JOBS)
 	@for b in build-bench/bench/bench_*; do echo "== $$b"; $$b || exit 1; done
 
+# libFuzzer targets of every reader, built with clang 14 in build-fuzz and run one after the
+# other for FUZZ_SECONDS each (default 60).
+FUZZ_SECONDS ?= 60
+fuzz: deps
+	@./tools/install_deps.sh fuzz
+	CC=clang-14 CXX=clang++-14 cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DFAB_FUZZ=ON -DFAB_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build build-fuzz -j$(JOBS) --target fuzz_all
+	FUZZ_SECONDS=$(FUZZ_SECONDS) ./fuzz/run_fuzz.sh build-fuzz
+
 # The built-in default device (the generator's small size), written straight into the four run
 # files, then the whole run on it.
 DEMO_DIR ?= build/demo
@@ -38,4 +48,4 @@ format:
 	find src tests tools bench -name '*.h' -o -name '*.cpp' | xargs clang-format -i -style=file
 
 clean:
-	rm -rf build build-sanitize build-bench
+	rm -rf build build-sanitize build-bench build-fuzz

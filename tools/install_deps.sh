@@ -3,6 +3,8 @@
 set -euo pipefail
 packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev ccache
           yosys nlohmann-json3-dev)
+# `install_deps.sh fuzz` adds clang 14 and its runtime for the libFuzzer targets only.
+if [ "${1:-}" = "fuzz" ]; then packages=(clang-14 libclang-rt-14-dev); fi
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -20,7 +20,11 @@ IHIERARCHY::IPARTITION::~IPARTITION() = default;
 IHIERARCHY::IPARTITIONS::~IPARTITIONS() = default;
 
 std::string PARTITIONS::module_name(uint32_t module_index) const {
-    return m_hierarchy->get_modules()->get_module(module_index)->get_name().get_name();
+    // A stored list may name a module that the hierarchy lacks; it is then reported as not
+    // reachable under the unknown name.
+    const IHIERARCHY::IMODULES* modules = m_hierarchy->get_modules();
+    if (module_index >= modules->get_n_modules()) return NS_SYMBOL::SYM().get_name();
+    return modules->get_module(module_index)->get_name().get_name();
 }
 
 bool PARTITIONS::set_partitions(const std::vector<uint32_t>& module_indexes) {

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "partitions.pb.h"
 #include "util/util_hierarchy_serializable.h"
 #include "util/util_indent.h"
 #include "util/util_partitions.h"
@@ -181,4 +182,20 @@ TEST(Partitions, PrintOfAStartWithoutPathStopsWithTheLookUpText) {
     UTIL::INDENT guard(os, 3);
     EXPECT_EXIT(os << UTIL::detail_2 << *fresh, testing::ExitedWithCode(255),
                 "  hierarchy\\.get_path\\(path, start\\) != IMODULES::MODULE_INDEX_INVALID \n");
+}
+
+// A stored list naming a module index past the hierarchy's modules is a user error: not
+// reachable, under the unknown name, instead of an out-of-range error.
+TEST(Partitions, StoredModuleIndexPastTheModulesIsNotReachable) {
+    MODULES_FIXTURE f;
+    PB::UTIL::PARTITIONS message;
+    for (uint32_t m : {0u, 1u, 77u}) message.add_module_indexes(m);
+    std::ostringstream out;
+    ASSERT_TRUE(UTIL::write_message(message, out, UTIL::PB_BIN));
+    std::unique_ptr<IPARTITIONS> fresh(f.m_hierarchy->create_partitions());
+    UTIL::PARTITIONS_SERIALIZABLE reader(nullptr, fresh.get());
+    std::istringstream in(out.str());
+    EXPECT_FALSE(reader.read(in, UTIL::PB_BIN));
+    EXPECT_EQ(fresh->get_error().m_message,
+              "Ill formed partitions, The module <UNKNOWN> is not reachable");
 }

@@ -1,0 +1,29 @@
+// Fuzz target: the top-level blocks table over the small hierarchy.
+#include "fuzz_common.h"
+#include "fuzz_device.h"
+#include "util/util_tlblocks.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    FUZZ::quiet_stdout();
+    // The read calls the filling operations, whose named checks (a node given twice, a mux
+    // module given as a block) end the process.
+    FUZZ::allow({"@util/util_tlblocks.cpp"});
+    // A file symbol id past the symbol section is an out-of-range error of the conversion.
+    FUZZ::allow_out_of_range(true);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const uint32_t format = FUZZ::format_of(data, size);
+    const std::string file = FUZZ::file_of(data, size);
+    FUZZ::run([&] {
+        FUZZ::DEVICE device;
+        FUZZ::INPUT input(file);
+        if (!input.read_symbols(format)) return;
+        UTIL::TLBLOCKS_BUILDER tlblocks;
+        tlblocks.set_hierarchy(device.m_hierarchy.get());
+        tlblocks.set_symbol_file(&input.m_symbols);
+        tlblocks.read_stream(&input.m_stream, format);
+    });
+    return 0;
+}
