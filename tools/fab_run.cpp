@@ -21,6 +21,7 @@
 #include "fab_api.h"
 #include "fab_floorplan_api.h"
 #include "fab_irouting_graph.h"
+#include "fab_itranslate.h"
 #include "fab_run_builder.h"
 
 namespace {
@@ -38,6 +39,8 @@ const char* const USAGE =
     "  --stats-json FILE  write the summary as JSON\n"
     "  --dump-graph FILE  write the graph as text: one line per node, one per edge\n"
     "  --timers           let the library print the time of each of its steps\n"
+    "  --db FILE          run with a translation database and write it to FILE\n"
+    "  --db-format FMT    bin (default) or text frames for --db\n"
     "  --help             this text\n";
 
 // Options, as a table so that a new one is one more entry.
@@ -46,6 +49,8 @@ struct OPTIONS {
     std::string m_stats_json;
     std::string m_dump_graph;
     bool m_timers = false;
+    std::string m_db;
+    std::string m_db_format;
 };
 
 struct OPTION {
@@ -65,6 +70,8 @@ const FLAG FLAG_TABLE[] = {
 const OPTION OPTION_TABLE[] = {
     {"--stats-json", &OPTIONS::m_stats_json},
     {"--dump-graph", &OPTIONS::m_dump_graph},
+    {"--db", &OPTIONS::m_db},
+    {"--db-format", &OPTIONS::m_db_format},
 };
 
 [[noreturn]] void usage_error(const std::string& text) {
@@ -102,6 +109,9 @@ OPTIONS parse(int argc, char** argv) {
         }
     }
     if (options.m_dir.empty()) usage_error("no device folder given (see --help)");
+    if (!options.m_db_format.empty() && options.m_db_format != "bin" &&
+        options.m_db_format != "text")
+        usage_error("bad --db-format " + options.m_db_format + " (bin or text)");
     return options;
 }
 
@@ -222,9 +232,16 @@ int main(int argc, char** argv) {
     auto blc_ann = open_input(options.m_dir, "blc.ann");
     auto json = open_output(options.m_stats_json);
     auto dump = open_output(options.m_dump_graph);
+    std::unique_ptr<std::ofstream> db;
+    if (!options.m_db.empty()) {
+        db.reset(new std::ofstream(options.m_db, std::ios::binary));
+        if (!*db) usage_error("cannot write " + options.m_db);
+    }
 
     SUMMARY summary;
-    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, options.m_timers));
+    // The API object owns the database; it is written before the API object goes.
+    FAB::ITRANSLATE* translate = db ? fab_create_translate() : nullptr;
+    std::unique_ptr<FAB::API> api(fab_create(nullptr, translate, options.m_timers));
     std::unique_ptr<FAB::FLOORPLAN> floorplan;
     std::unique_ptr<FAB::ROUTING_GRAPH> graph;
     CSR_BUILDER builder;
@@ -235,6 +252,13 @@ int main(int argc, char** argv) {
     stage(summary, "create floorplan", [&] { floorplan.reset(api->create_floorplan()); });
     stage(summary, "create routing graph", [&] { graph.reset(api->create_routing_graph()); });
     stage(summary, "generate", [&] { graph->generate(builder); });
+    if (db) {
+        const uint32_t format = options.m_db_format == "text" ? UTIL::PB_TXT : UTIL::PB_BIN;
+        stage(summary, "write database", [&] { translate->write(*db, format); });
+        db->flush();
+        if (!*db) usage_error("cannot write " + options.m_db);
+        std::cout << "database " << options.m_db << ": " << db->tellp() << " bytes" << std::endl;
+    }
 
     SUMMARY counted = summarise(builder);
     counted.m_seconds = summary.m_seconds;

@@ -22,7 +22,10 @@
 #include "util/util_symbol.h"
 #include "icdb_iinstance_tree.h"
 #include "nlg/nlg_graph_traverse.h"
+#include "util/util_aliases.h"
 #include "util/util_assert.h"
+#include "util/util_gid.h"
+#include "util/util_hierarchy.h"
 
 namespace {
 
@@ -74,10 +77,8 @@ void TSL_TOP_IP_GENERATOR::add_top_level_block(NLG_IINSTANCE& instance, uint64_t
     std::ostringstream name;
     if (!m_position->write_name(name, instance.get_module()->get_name())) return;
     const NS_SYMBOL::SYM symbol = m_rtl_symbols->add(name.str());
-    // Translate hook: the top-level block builder of the translate object takes
-    // (module index, node, symbol) here; it arrives with the translation database.
-    (void)symbol;
-    (void)node;
+    m_translate->get_tlblocks_builder()->add_instance(
+        static_cast<uint32_t>(instance.get_module()->get_index()), node, symbol);
 }
 
 // Working state of generate
@@ -899,9 +900,175 @@ void fab_generate_blc_edges(FAB_GENERATE_STATE& state) {
     walk.traverse(state.m_rtl_graph, state.m_blc_graph);
 }
 
-// Translation database feed: the points are kept here, the feed itself is not built yet.
+// Translation database feed
 
-void fab_translate_record_gid(FAB_GENERATE_STATE&, const NODE_IMPL&, uint64_t, uint64_t&) {}
-void fab_translate_remap_nodes(FAB_GENERATE_STATE&) {}
-void fab_translate_take_edge_cache(FAB_GENERATE_STATE&, const FAB_CRF_EDGE_GENERATOR&) {}
-void fab_translate_finish(FAB_GENERATE_STATE&) {}
+// The node's place in the netlist hierarchy: the port of the module at the end of its stack. A
+// mux's ports share its base node, which the caller keeps between them.
+void fab_translate_record_gid(FAB_GENERATE_STATE& state, const NODE_IMPL& node, uint64_t,
+                              uint64_t& base_node) {
+    FAB::ITRANSLATE_BUILDER& translate = *state.m_translate;
+    const UTIL::IHIERARCHY& hierarchy = *translate.get_hierarchy();
+    const NLG_IPORT* port = node.m_port.m_port;
+    uint32_t module_index = static_cast<uint32_t>(port->get_parent()->get_index());
+    if (base_node == UTIL::IHIERARCHY::INVALID_NODE) {
+        NLG_IGRAPH::IHPATH* cursor = translate.get_path_a();
+        cursor->set(node.m_path);
+        base_node = hierarchy.get_node(module_index, *cursor);
+    }
+    const uint64_t port_node =
+        hierarchy.get_port_node(module_index, base_node, static_cast<uint32_t>(port->get_index()));
+    UTIL::BASE_GID_CONVERTER converter;
+    translate.fill_gid_fields(converter, node);
+    translate.add_gid(port_node, converter);
+}
+
+void fab_translate_remap_nodes(FAB_GENERATE_STATE& state) {
+    FAB_MUX_TO_NODE_CACHE visitor(state.m_rtl_annss, state.m_instance_tree, state.m_translate);
+    std::unique_ptr<TSL_TRAVERSE_BASE> walk(
+        tsl_create_traverse_mux(&visitor, state.m_rtl_annss, state.m_instance_tree));
+    visitor.set_traverse(walk.get());
+    walk->traverse(state.m_rtl_graph);
+}
+
+// Only the plain memo goes over: edges to HIPI shadows have no GID at their end.
+void fab_translate_take_edge_cache(FAB_GENERATE_STATE& state, const FAB_CRF_EDGE_GENERATOR& crf) {
+    FAB::ITRANSLATE_BUILDER& translate = *state.m_translate;
+    for (const auto& entry : crf.get_edge_cache()) {
+        const uint32_t module_index = static_cast<uint32_t>(entry.first->get_index());
+        FAB_CACHE_FEDGES fedges(entry.second, state.m_main_ids.get_hierarchy(), module_index,
+                                translate.get_hierarchy());
+        translate.add_module_edges(module_index, fedges);
+    }
+}
+
+void fab_translate_finish(FAB_GENERATE_STATE& state) {
+    state.m_translate->finish_nodes();
+}
+
+FAB_MUX_TO_NODE_CACHE::FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss,
+                                             ICDB::IINSTANCE_TREE* instance_tree,
+                                             FAB::ITRANSLATE_BUILDER* translate)
+    : m_rtl_annss(rtl_annss),
+      m_instance_tree(instance_tree),
+      m_translate(translate),
+      m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {}
+
+void FAB_MUX_TO_NODE_CACHE::exit_instance(NLG_IINSTANCE& instance) {
+    TSL_ITRAVERSE* walk = checked_traverse("TSL_MCFS_GENERATOR");
+    NLG_ICDB_ANNS& anns = m_rtl_annss->get_icdb();
+    NLG_IMODULE* module = instance.get_module();
+    const PB::ICDB::MODULE& an_module = anns.get_module(*module);
+    UTIL_ASSERT(an_module.level() == PB::ICDB::MODULE::PRIM_MUX);
+    const FAB_INSTANCES& path = walk->get_hier_blks();
+    m_tracer->set_instances(path);
+    NLG_IGRAPH::IHPATH* cursor = m_translate->get_path_a();
+    m_module_index = UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+    cursor->set(&path);
+    m_base_node = m_translate->get_hierarchy()->get_node(m_module_index, *cursor);
+    for (uint32_t k = 0; k < module->get_num_ports(); ++k) {
+        NLG_IPORT* p = module->get_port(static_cast<int32_t>(k));
+        if (p->is_input() || !anns.get_port(*p).is_primary_port()) continue;
+        if (!m_tracer->stop_at_port(p)) m_tracer->trace_up_output(p);
+        for (const TSL_TRACED_PORT& traced : m_tracer->get_results()) remap(traced, k);
+        m_tracer->clear();
+    }
+}
+
+void FAB_MUX_TO_NODE_CACHE::remap(const TSL_TRACED_PORT& traced, uint32_t port_index) {
+    UTIL::ALIASES_BUILDER& aliases = *m_translate->get_aliases_builder();
+    const UTIL::IHIERARCHY& hierarchy = *m_translate->get_hierarchy();
+    NLG_IGRAPH::IHPATH* cursor = m_translate->get_path_b();
+    cursor->set(&traced.m_instances, traced.m_port, nullptr);
+    const uint64_t old_node = hierarchy.get_node(*cursor);
+    const uint64_t new_node = hierarchy.get_port_node(m_module_index, m_base_node, port_index);
+    if (!aliases.add_driver(new_node)) {
+        std::cout << "old_node = " << old_node << " new_node = " << new_node;
+        report("add_driver", {new_node});
+    }
+    if (old_node == new_node) return;
+    if (!aliases.add_alias(old_node)) {
+        std::cout << "old_node = " << old_node << " new_node = " << new_node;
+        report("add_alias", {old_node});
+    }
+    if (!aliases.add_connection(old_node, new_node)) {
+        report("add_alias_to_driver", {old_node, new_node});
+    }
+}
+
+void FAB_MUX_TO_NODE_CACHE::report(const char* text, std::initializer_list<uint64_t> nodes) const {
+    const UTIL::IHIERARCHY& hierarchy = *m_translate->get_hierarchy();
+    std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> path(hierarchy.create_path());
+    std::cout << "m_aliases = " << *m_translate->get_aliases_builder() << "FAIL: " << text;
+    for (uint64_t node : nodes) {
+        hierarchy.get_path(path.get(), node);
+        std::cout << node << ":" << *path << " ";
+    }
+    std::cout << std::endl;
+    UTIL_FAIL("false");
+}
+
+FAB_CACHE_FEDGES::FAB_CACHE_FEDGES(const std::vector<CACHED_EDGE>& edges,
+                                   const UTIL::IHIERARCHY* hybrid, uint32_t base_module_index,
+                                   const UTIL::IHIERARCHY* rtl)
+    : m_edges(edges),
+      m_path(hybrid->create_path()),
+      m_base_module_index(base_module_index),
+      m_hybrid_hierarchy(hybrid),
+      m_rtl_hierarchy(rtl) {}
+
+const UTIL::FEDGE& FAB_CACHE_FEDGES::get_fedge(int32_t index) {
+    const CACHED_EDGE& edge = UTIL::at(m_edges, static_cast<size_t>(index));
+    m_fedge.m_src = convert(edge.m_src_offset);
+    m_fedge.m_dst = convert(edge.m_dst_offset);
+    m_fedge.m_ipath_index = static_cast<uint16_t>(edge.m_path_index);
+    m_fedge.m_mux_index = 0;
+    return m_fedge;
+}
+
+uint64_t FAB_CACHE_FEDGES::convert(uint64_t offset) {
+    const char* warning = nullptr;
+    uint64_t node = UTIL::IHIERARCHY::INVALID_NODE;
+    if (m_hybrid_hierarchy->get_path(m_path.get(), offset, m_base_module_index) ==
+        UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID) {
+        warning = "WARNING: Unable to convert hybrid_subnode to legal path: ";
+    } else {
+        node = m_rtl_hierarchy->get_node(*m_path);
+        if (node == UTIL::IHIERARCHY::INVALID_NODE) {
+            warning = "WARNING: Unable to convert hybrid path to rtl path: ";
+        }
+    }
+    if (warning == nullptr) return node;
+    std::cout << warning << std::endl
+              << "base_module_index = " << m_base_module_index << std::endl
+              << "hybrid_subnode = " << offset << std::endl;
+    dump_path(std::cout);
+    return UTIL::IHIERARCHY::INVALID_NODE;
+}
+
+void FAB_CACHE_FEDGES::dump_path(std::ostream& os) const {
+    const UTIL::IHIERARCHY::IMODULES& hybrid = *m_hybrid_hierarchy->get_modules();
+    const UTIL::IHIERARCHY::IMODULES& rtl = *m_rtl_hierarchy->get_modules();
+    const uint32_t base = m_path->get_base_module_index();
+    os << "hybrid_path = " << *m_path << std::endl << "base_module_index = " << base << std::endl;
+    if (base >= hybrid.get_n_modules()) return;
+    const UTIL::IHIERARCHY::IMODULE* module = hybrid.get_module(base);
+    os << "hybrid_base_module = " << UTIL::fast_name(module->get_name()) << std::endl;
+    for (uint32_t k = 0; k < m_path->size(); ++k) {
+        const uint32_t instance_index = m_path->get_instance(k);
+        os << "instance_index = " << instance_index << std::endl;
+        if (instance_index >= module->get_n_instances()) return;
+        const UTIL::IHIERARCHY::IINSTANCE* instance = module->get_instance(instance_index);
+        const uint32_t mi = m_hybrid_hierarchy->get_module_index(instance->get_module_name());
+        os << "hybrid_instance = " << UTIL::fast_name(instance->get_name()) << std::endl
+           << "hybrid_module = " << UTIL::fast_name(instance->get_module_name()) << std::endl
+           << "hybrid_module_index = " << mi << std::endl;
+        if (mi >= hybrid.get_n_modules()) return;
+        if (mi < rtl.get_n_modules()) {
+            os << "rtl module = " << UTIL::fast_name(rtl.get_module(mi)->get_name()) << std::endl;
+        } else {
+            os << "ERROR: Unable to find rtl module with mi = " << mi << std::endl;
+        }
+        module = hybrid.get_module(mi);
+    }
+    os << "hybrid_port_index = " << m_path->get_port_index() << std::endl;
+}

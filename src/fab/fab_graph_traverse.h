@@ -9,6 +9,8 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <ostream>
 #include <map>
 #include <memory>
 #include <set>
@@ -22,6 +24,7 @@
 #include "icdb_iinstance_tree.h"
 #include "nlg_iannss.h"
 #include "nlg/nlg_graph_trace.h"
+#include "util/util_edgecache.h"
 
 class RTL_TO_BLC_MATCH;
 namespace UTIL {
@@ -295,12 +298,55 @@ void fab_generate_inserted_edges(FAB_GENERATE_STATE& state);
 void fab_generate_fcd_edges(FAB_GENERATE_STATE& state);
 void fab_generate_blc_edges(FAB_GENERATE_STATE& state);
 
-// Translation database feed. These are the points at which a run with a translate object
-// records GIDs, remaps merged mux outputs, hands over the edge cache and finishes the
-// database; until that feed exists they do nothing, and a run with a translate object delivers
-// the same graph as one without.
+// Translation database feed: a run with a translate object records the GID of each node that
+// has one, tells the alias table which netlist points stand for each mux output, hands the CRF
+// memo over as the edge cache and finishes the node map. The routing graph speaks of the
+// hybrid hierarchy and the database of the netlist's: the conversions are made here. A run
+// without a translate object calls none of it.
 void fab_translate_record_gid(FAB_GENERATE_STATE& state, const NODE_IMPL& node, uint64_t node_id,
                               uint64_t& base_node);
 void fab_translate_remap_nodes(FAB_GENERATE_STATE& state);
 void fab_translate_take_edge_cache(FAB_GENERATE_STATE& state, const FAB_CRF_EDGE_GENERATOR& crf);
 void fab_translate_finish(FAB_GENERATE_STATE& state);
+
+// Under the mux walk of the netlist: the REs that a mux output reaches directly are that output
+// in the alias table, so that the node map resolves them to it when it is sealed.
+class FAB_MUX_TO_NODE_CACHE : public FAB_VISITOR_BASE {
+  public:
+    FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss, ICDB::IINSTANCE_TREE* instance_tree,
+                          FAB::ITRANSLATE_BUILDER* translate);
+    void exit_instance(NLG_IINSTANCE& instance) override;
+
+  private:
+    void remap(const TSL_TRACED_PORT& traced, uint32_t port_index);
+    // Prints the alias table, the failed step and the nodes with their places, and fails.
+    [[noreturn]] void report(const char* text, std::initializer_list<uint64_t> nodes) const;
+
+    NLG_IANNSS* m_rtl_annss;
+    ICDB::IINSTANCE_TREE* m_instance_tree;
+    FAB::ITRANSLATE_BUILDER* m_translate;
+    std::unique_ptr<TSL_RTL_TRACER_SIMPLE> m_tracer;
+    uint32_t m_module_index = UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
+    uint64_t m_base_node = UTIL::IHIERARCHY::INVALID_NODE;
+};
+
+// One module's memoised CRF edges as the edge cache takes them: offsets in the hybrid hierarchy
+// become subnodes of the netlist's; an offset without a netlist place becomes -1, with a notice.
+class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
+  public:
+    FAB_CACHE_FEDGES(const std::vector<CACHED_EDGE>& edges, const UTIL::IHIERARCHY* hybrid,
+                     uint32_t base_module_index, const UTIL::IHIERARCHY* rtl);
+    int32_t get_n_fedges() override { return static_cast<int32_t>(m_edges.size()); }
+    const UTIL::FEDGE& get_fedge(int32_t index) override;
+
+  private:
+    uint64_t convert(uint64_t offset);
+    void dump_path(std::ostream& os) const;
+
+    const std::vector<CACHED_EDGE>& m_edges;
+    std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_path;
+    uint32_t m_base_module_index;
+    const UTIL::IHIERARCHY* m_hybrid_hierarchy;
+    const UTIL::IHIERARCHY* m_rtl_hierarchy;
+    UTIL::FEDGE m_fedge;
+};

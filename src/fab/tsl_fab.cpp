@@ -3,6 +3,9 @@
 // prints.
 #include "fab/tsl_fab.h"
 
+#include <algorithm>
+#include <iostream>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -10,6 +13,7 @@
 #include <vector>
 
 #include "fab/fab_graph_traverse.h"
+#include "fab/fab_portmap_visitor.h"
 #include "fab/fab_position.h"
 #include "fab/fab_routing_graph.h"
 #include "fab/fab_serializer.h"
@@ -23,7 +27,12 @@
 #include "tessel_api.h"
 #include "ann_icdb.pb.h"
 #include "util/util_assert.h"
+#include "util/util_hierarchy.h"
+#include "util/util_indent.h"
+#include "util/util_mux_descriptions.h"
+#include "util/util_portmaps.h"
 #include "util/util_symbol.h"
+#include "util/util_tlblocks.h"
 
 FAB::API::~API() = default;
 
@@ -123,8 +132,8 @@ FAB::FLOORPLAN* FAB_IMPL::create_floorplan() {
     UTIL_ASSERT(m_rtl_annss);
     UTIL_ASSERT(m_blc_graph);
     UTIL_ASSERT(m_blc_annss);
-    // Translate hook: the list of global GID types is built here, and, with a translate
-    // object, the first feed (hierarchy, path cursors, mux descriptions) runs here.
+    const GLOBAL_GID_TYPES global_types = fab_global_gid_types(m_rtl_graph->get_symbol_table());
+    if (m_translate) feed_translate_modules();
     m_rtl_graph->get_symbol_table()->init_name_fast();
     m_blc_graph->get_symbol_table()->init_name_fast();
 
@@ -160,8 +169,9 @@ FAB::FLOORPLAN* FAB_IMPL::create_floorplan() {
     g_min_y = 0;
     g_max_x = static_cast<int32_t>(floorplan->get_columns()) - 1;
     g_max_y = static_cast<int32_t>(floorplan->get_rows()) - 1;
-    // Translate hook: with a translate object, the second feed (top-level block table,
-    // port maps, dimensions, global types, sectors) runs here.
+    if (m_translate) {
+        feed_translate_tables(global_types, floorplan->get_columns(), floorplan->get_rows());
+    }
     m_floorplan = floorplan;
     return floorplan;
 }
@@ -336,6 +346,132 @@ void RTL_TO_BLC_MATCH::pair_ports(const NLG_IMODULE* rtl_module, const NLG_IMODU
         NLG_IPORT* blc_port = blc_module->get_port(blc_symbols->find(port_name(*port)));
         if (blc_port) m_port_map[blc_port] = port;
     }
+}
+
+// Translation database feeds
+
+GLOBAL_GID_TYPES fab_global_gid_types(UTIL::SYMBOL_TABLE* table) {
+    static const int32_t s_wire_lengths[] = {2, 3, 4, 10, 16, 24, 32};
+    GLOBAL_GID_TYPES types;
+    types.reserve(28);
+    for (int t = PB::MUX_DESCRIPTION::LL; t <= PB::MUX_DESCRIPTION::HIPI_LATCH; ++t) {
+        const std::string& name =
+            PB::MUX_DESCRIPTION::MUXTYPE_Name(static_cast<PB::MUX_DESCRIPTION::MUXTYPE>(t));
+        types.emplace_back(table->add(name), -1);
+    }
+    for (const char* wire : {"H", "V"}) {
+        const NS_SYMBOL::SYM name = table->add(wire);
+        for (int32_t length : s_wire_lengths) types.emplace_back(name, length);
+    }
+    return types;
+}
+
+namespace {
+
+PB::MUX_DESCRIPTION describe_mux(const NLG_IMODULE& module, const PB::ICDB::MODULE& a) {
+    PB::MUX_DESCRIPTION mux;
+    mux.set_name(UTIL::fast_name(module.get_name()));
+    mux.set_is_template(a.mux_desc().is_template());
+    UTIL_ASSERT(mux.mux_ipaths_size() == 0);
+    for (const PB::ICDB::MODULE::PATH& path : a.paths()) {
+        PB::MUX_DESCRIPTION::IPATH* ipath = mux.add_mux_ipaths();
+        ipath->set_in(path.in());
+        ipath->set_out(path.out());
+    }
+    return mux;
+}
+
+void add_mux_module(UTIL::ITLBLOCKS_BUILDER& t, UTIL::SYMBOL_TABLE& symbols, uint32_t module_index,
+                    const PB::ICDB::MODULE& a) {
+    t.add_mux_module(module_index, a.mux_index());
+    std::vector<NS_SYMBOL::SYM> names;
+    for (const PB::ICDB::MODULE::SUBPATH& subpath : a.subpaths()) {
+        names.clear();
+        for (const std::string& name : subpath.name()) names.push_back(symbols.add(name));
+        t.add_subpath(module_index, names);
+    }
+    std::vector<UTIL::TL_SETTING_PAIR> pairs;
+    for (const PB::ICDB::MODULE::SETTINGS& settings : a.settings()) {
+        pairs.clear();
+        for (const PB::ICDB::MODULE::SETTING& setting : settings.setting()) {
+            pairs.emplace_back(setting.subpath_index(), symbols.add(setting.value()));
+        }
+        t.add_settings(module_index, settings.path_index(), pairs);
+    }
+}
+
+}  // namespace
+
+PB::MUX_DESCRIPTIONS fab_collect_mux_descriptions(NLG_IGRAPH* graph, NLG_IANNSS* annss,
+                                                  UTIL::ITLBLOCKS_BUILDER* tlblocks) {
+    NLG_ICDB_ANNS& icdb = annss->get_icdb();
+    int64_t max_index = -1;
+    std::map<uint32_t, PB::MUX_DESCRIPTION> by_index;
+    const uint32_t n_modules = graph->get_num_modules();
+    for (uint32_t m = 0; m < n_modules; ++m) {
+        const NLG_IMODULE& module = *graph->get_module(static_cast<int32_t>(m));
+        const PB::ICDB::MODULE& a = icdb.get_module(module);
+        if (!a.has_level() || a.level() != PB::ICDB::MODULE::PRIM_MUX) continue;
+        const uint32_t i = a.mux_index();
+        by_index.emplace(i, describe_mux(module, a));  // the first module of an index stays
+        max_index = std::max<int64_t>(max_index, i);
+        if (tlblocks) add_mux_module(*tlblocks, *graph->get_symbol_table(), m, a);
+    }
+    PB::MUX_DESCRIPTIONS result;
+    for (int64_t i = 0; i <= max_index; ++i) {
+        auto it = by_index.find(static_cast<uint32_t>(i));
+        if (it != by_index.end()) {
+            *result.add_mux_descriptions() = it->second;
+            continue;
+        }
+        std::cout << "Unknown description for mux_index = " << i << std::endl;
+        PB::MUX_DESCRIPTION* unknown = result.add_mux_descriptions();
+        unknown->set_is_template(false);
+        unknown->set_name("<UNKNOWN_MUX>");
+    }
+    return result;
+}
+
+std::ostream& operator<<(std::ostream& os, const FAB_SECTORS& sectors) {
+    UTIL::INDENT guard(os, 3);
+    os << "FAB_SECTORS {" << std::endl;
+    for (NS_SYMBOL::SYM sector : sectors.m_sectors) os << sector << ", ";
+    return os << std::endl << "}";
+}
+
+void FAB_IMPL::feed_translate_modules() {
+    m_modules = m_rtl_graph->create_hmodules();
+    m_hierarchy = new UTIL::HIERARCHY(m_modules);
+    m_hpath_a = m_rtl_graph->create_hpath();
+    m_hpath_b = m_rtl_graph->create_hpath();
+    m_translate->set_modules(m_modules, m_hierarchy, m_hpath_a, m_hpath_b);
+    m_translate->set_mux_descriptions(fab_collect_mux_descriptions(
+        m_rtl_graph, m_rtl_annss, m_translate->get_tlblocks_builder()));
+}
+
+void FAB_IMPL::feed_translate_tables(const GLOBAL_GID_TYPES& types, uint32_t columns,
+                                     uint32_t rows) {
+    m_translate->get_tlblocks_builder()->finish();
+    PB::PORTMAPS::SPECIFICATIONS specifications;
+    UTIL::mux_ports_to_top_level_ip_ports(*m_translate->get_tlblocks(),
+                                          *m_translate->get_mux_descriptions(), specifications);
+    UTIL::IPORTMAPS_BUILDER& portmaps = *m_translate->get_portmaps_builder();
+    portmaps.set_specifications(specifications);
+    FAB::generate_portmaps(m_rtl_graph, m_rtl_annss, m_translate->get_path_a(), portmaps);
+    FAB_SECTORS sectors;
+    NLG_ICDB_ANNS& icdb = m_rtl_annss->get_icdb();
+    const uint32_t n_modules = m_rtl_graph->get_num_modules();
+    for (uint32_t m = 0; m < n_modules; ++m) {
+        const NLG_IMODULE& module = *m_rtl_graph->get_module(static_cast<int32_t>(m));
+        const PB::ICDB::MODULE& a = icdb.get_module(module);
+        if (a.has_level() && a.level() == PB::ICDB::MODULE::SECTOR) {
+            sectors.m_sectors.push_back(module.get_name());
+        }
+    }
+    // The device's z extent is 2.
+    m_translate->set_dimensions(columns, rows, 2);
+    m_translate->set_global_types(types);
+    m_translate->set_sectors(sectors.m_sectors);
 }
 
 NLG_IMODULE* RTL_TO_BLC_MATCH::get_match(const NLG_IMODULE* module) const {

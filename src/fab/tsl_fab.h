@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "fab_api.h"
 #include "nlg_igraph.h"
 #include "nlg_imodule_match.h"
+#include "mux.pb.h"
 #include "util/util_timer.h"
 
 class NLG_IANNSS;
@@ -26,6 +28,10 @@ class IINSTANCE_TREE;
 namespace FAB {
 class ITRANSLATE_BUILDER;
 }
+namespace UTIL {
+class SYMBOL_TABLE;
+class ITLBLOCKS_BUILDER;
+}  // namespace UTIL
 
 // Grid bounds of the device, set by create_floorplan: 0, 0, columns - 1, rows - 1. Shared by
 // every run of the process; the last floorplan wins.
@@ -36,6 +42,24 @@ extern int32_t g_max_y;
 
 // Pairs netlist modules with block-level modules that carry the same logical name and
 // implementation, and the ports of each pair by name.
+// The GID types that every device has, named in the netlist's symbol table: the kinds of
+// routing resource from LL to HIPI_LATCH without a length, then the wires H and V with each
+// wire length.
+using GLOBAL_GID_TYPES = std::vector<std::pair<NS_SYMBOL::SYM, int32_t>>;
+GLOBAL_GID_TYPES fab_global_gid_types(UTIL::SYMBOL_TABLE* table);
+
+// The mux descriptions of a netlist, one per mux index from 0 to the largest (a gap gets the
+// "<UNKNOWN_MUX>" description and a notice); each mux module, with its subpaths and settings,
+// also goes to the top-level block table when one is given.
+PB::MUX_DESCRIPTIONS fab_collect_mux_descriptions(NLG_IGRAPH* graph, NLG_IANNSS* annss,
+                                                  UTIL::ITLBLOCKS_BUILDER* tlblocks);
+
+// The sector modules of a run, by name, in module order.
+struct FAB_SECTORS {
+    std::vector<NS_SYMBOL::SYM> m_sectors;
+};
+std::ostream& operator<<(std::ostream& os, const FAB_SECTORS& sectors);
+
 class RTL_TO_BLC_MATCH : public NLG_IMODULE_MATCH {
   public:
     using LOGICAL_PAIR = std::pair<std::string, std::string>;
@@ -98,6 +122,10 @@ class FAB_IMPL : public FAB::API {
     uint32_t serialize_definitions(FAB_ISERIALIZER& serializer);
     void serialize_placed_blocks(FAB_ISERIALIZER& serializer);
     void serialize_block_bodies(FAB_ISERIALIZER& serializer);
+    // The feeds of a translate object: hierarchy, path cursors and mux descriptions before
+    // the floorplan; blocks, port maps, grid, GID types and sectors after it.
+    void feed_translate_modules();
+    void feed_translate_tables(const GLOBAL_GID_TYPES& types, uint32_t columns, uint32_t rows);
 
     TESSEL_API* m_api = nullptr;
     NLG_IGRAPH* m_rtl_graph = nullptr;

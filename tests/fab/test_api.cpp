@@ -8,6 +8,7 @@
 #include <string>
 
 #include "fab/tsl_fab.h"
+#include "fab/fab_translate.h"
 #include "fab_itranslate.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
@@ -32,13 +33,9 @@ class LOGGED_ANNSS : public NLG_ANNSS {
     std::string m_label;
 };
 
-class LOGGED_TRANSLATE : public FAB::ITRANSLATE_BUILDER {
+class LOGGED_TRANSLATE : public FAB::TRANSLATE {
   public:
     ~LOGGED_TRANSLATE() override { std::cout << "delete translate\n"; }
-    bool read(std::istream&, uint32_t) override { return true; }
-    bool write(std::ostream&, uint32_t) override { return true; }
-    ERROR& get_error() override { return m_error; }
-    ERROR m_error;
 };
 
 // The library's interface, with graphs and annotation sets that log their end.

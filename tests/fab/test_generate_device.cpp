@@ -65,15 +65,6 @@ struct DEVICE_RUN {
     RTL_TO_BLC_MATCH m_match;
 };
 
-// A translation database that keeps nothing: the run must deliver the same graph with it.
-class NULL_TRANSLATE : public FAB::ITRANSLATE_BUILDER {
-  public:
-    bool read(std::istream&, uint32_t) override { return true; }
-    bool write(std::ostream&, uint32_t) override { return true; }
-    ERROR& get_error() override { return m_error; }
-    ERROR m_error;
-};
-
 bool is_shadow(uint32_t type) {
     return type == PB::MUX_DESCRIPTION::HIPI_M_MUX || type == PB::MUX_DESCRIPTION::HIPI_T_MUX ||
            type == PB::MUX_DESCRIPTION::HIPI_P_MUX || type == PB::MUX_DESCRIPTION::HIPI_LATCH;
@@ -150,12 +141,7 @@ void sweep(const std::string& size) {
             ADD_FAILURE() << "traced only: kind " << std::get<0>(e) << " "
                           << builder.m_nodes[std::get<1>(e)] << " -> "
                           << builder.m_nodes[std::get<2>(e)];
-    RECORDING_BUILDER with_translate;
-    NULL_TRANSLATE translate;
-    DEVICE_RUN third(size);
-    third.generate(with_translate, false, &translate);
-    EXPECT_EQ(builder.m_nodes, with_translate.m_nodes);
-    EXPECT_EQ(builder.m_edges, with_translate.m_edges);
+    // The same graph with a translation database: see test_translate_device.
     std::cout << size << ": nodes " << n << ", edges CRF " << by_kind[0] << " FCD " << by_kind[2]
               << " BLC " << by_kind[1] << " VIRTUAL " << by_kind[3] << "\n";
 }

@@ -1,0 +1,202 @@
+// A whole run with a translation database on a generated device: the GID of every node the
+// builder received is in the database, every traced CRF edge between two GIDs splits into a
+// block instance and a setting, the database answers the same after a write and a read, and
+// the graph is the one a run without a database delivers.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <sstream>
+
+#include "devgen/devgen_device.h"
+#include "devgen/devgen_direct.h"
+#include "fab/fab_test_builder.h"
+#include "fab/fab_translate.h"
+#include "fab_api.h"
+#include "fab_floorplan_api.h"
+#include "fab_irouting_graph.h"
+#include "nlg/nlg_api_impl.h"
+#include "nlg/nlg_graph.h"
+#include "ann/annss.h"
+#include "util/util_indent.h"
+
+namespace {
+
+// Keeps, beside what the recording builder keeps, the GID fields of every node.
+class GID_BUILDER : public FAB_TEST::RECORDING_BUILDER {
+  public:
+    explicit GID_BUILDER(FAB::TRANSLATE* translate) : m_translate(translate) {}
+    uint32_t add_node(const FAB::ROUTING_GRAPH::NODE& node) override {
+        m_fields.emplace_back();
+        // Nodes inside blocks have names the database does not hold, and say so.
+        std::ostringstream quiet;
+        std::streambuf* saved = std::cout.rdbuf(quiet.rdbuf());
+        if (m_translate && node.get_re_class() != 2)
+            m_translate->fill_gid_fields(m_fields.back(), node);
+        std::cout.rdbuf(saved);
+        return RECORDING_BUILDER::add_node(node);
+    }
+    void add_edge(const FAB::ROUTING_GRAPH::EDGE& e) override {
+        if (m_kind == 0) m_group0.emplace_back(e.get_src(), e.get_dst(), e.is_generated());
+        RECORDING_BUILDER::add_edge(e);
+    }
+    // The traced CRF edges: those before the first bridge. Bridges are the group's edges that
+    // no trace made; the inserted REs' edges follow them.
+    std::vector<std::pair<uint32_t, uint32_t>> plain_crf_edges() const {
+        std::vector<std::pair<uint32_t, uint32_t>> plain;
+        for (const auto& e : m_group0) {
+            if (!std::get<2>(e)) break;
+            plain.emplace_back(std::get<0>(e), std::get<1>(e));
+        }
+        return plain;
+    }
+    std::vector<std::tuple<uint32_t, uint32_t, bool>> m_group0;
+    FAB::TRANSLATE* m_translate;
+    std::vector<UTIL::BASE_GID_CONVERTER> m_fields;
+};
+
+struct TRANSLATED_RUN {
+    FAB::TRANSLATE* m_translate = new FAB::TRANSLATE();
+    std::unique_ptr<FAB::API> m_api;
+    GID_BUILDER m_builder{m_translate};
+
+    // Without `with_translate`, the same run without a database.
+    explicit TRANSLATED_RUN(const std::string& size, bool with_translate = true) {
+        if (!with_translate) {
+            delete m_translate;
+            m_translate = m_builder.m_translate = nullptr;
+        }
+        DEVGEN::DG_PARAMS params;
+        EXPECT_TRUE(DEVGEN::dg_preset(size, params));
+        DEVGEN::DG_DEVICE device(params);
+        std::stringstream rtl_graph, rtl_ann, blc_graph, blc_ann;
+        {
+            DEVGEN::DG_VIEW rtl = DEVGEN::dg_make_rtl(device);
+            DEVGEN::DG_VIEW blc = DEVGEN::dg_make_blc(device);
+            NLG_TESSEL tessel;
+            tessel.write_graph(rtl.m_graph.get(), rtl_graph, TESSEL_API::FORMAT_PB_BIN);
+            tessel.write_annss(rtl.m_annss.get(), rtl_ann, TESSEL_API::FORMAT_PB_BIN);
+            tessel.write_graph(blc.m_graph.get(), blc_graph, TESSEL_API::FORMAT_PB_BIN);
+            tessel.write_annss(blc.m_annss.get(), blc_ann, TESSEL_API::FORMAT_PB_BIN);
+        }
+        m_api.reset(fab_create(nullptr, m_translate, false));
+        m_api->read_rtl_graph(rtl_graph);
+        m_api->read_rtl_annotation(rtl_ann);
+        m_api->read_blc_graph(blc_graph);
+        m_api->read_blc_annotation(blc_ann);
+        std::unique_ptr<FAB::FLOORPLAN> floorplan(m_api->create_floorplan());
+        std::unique_ptr<FAB::ROUTING_GRAPH> graph(m_api->create_routing_graph());
+        graph->generate(m_builder);
+    }
+
+    // The GID of a builder node, or -1 when its type is not in the database.
+    uint64_t gid_of(uint32_t id, UTIL::IGID_CONVERTER& converter) const {
+        const UTIL::BASE_GID_CONVERTER& f = m_builder.m_fields.at(id);
+        if (m_builder.m_data[id].m_class == 2) return ~0ull;
+        if (m_translate->get_gidmap()->get_gid_types().find_gid_type(
+                f.get_gclass(), f.get_name(), f.get_length()) == UTIL::IGID_CONVERTER::INVALID)
+            return ~0ull;
+        return converter.make_gid64(f.get_x(), f.get_y(), f.get_z(), f.get_i(), f.get_gclass(),
+                                    f.get_name(), f.get_length());
+    }
+};
+
+bool is_shadow(uint32_t type) {
+    return type >= PB::MUX_DESCRIPTION::HIPI_M_MUX && type <= PB::MUX_DESCRIPTION::HIPI_LATCH;
+}
+
+// One line per traced CRF edge between two GIDs: the block, path and setting it needs.
+std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, size_t& split, size_t& refused,
+                         size_t& unset) {
+    std::unique_ptr<UTIL::IGID_CONVERTER> converter(run.m_translate->create_gid_converter());
+    std::unique_ptr<FAB::ITRANSLATE::IGID_SPLITTER> splitter(t.create_gid_splitter());
+    std::ostringstream out;
+    uint64_t cached, driver;
+    for (const auto& e : run.m_builder.plain_crf_edges()) {
+        const uint32_t src = e.first, dst = e.second;
+        if (run.m_builder.m_data[dst].m_class == 3 && is_shadow(run.m_builder.m_data[dst].m_type))
+            continue;
+        const uint64_t s = run.gid_of(src, *converter), d = run.gid_of(dst, *converter);
+        if (s == ~0ull || d == ~0ull || !t.get_nodemap()->get_nodes(cached, driver, s) ||
+            !t.get_nodemap()->get_nodes(cached, driver, d))
+            continue;
+        testing::internal::CaptureStdout();
+        const bool ok = splitter->set_edge(UTIL::GID64(s), UTIL::GID64(d));
+        const std::string why = testing::internal::GetCapturedStdout();
+        if (!ok) {
+            if (refused++ < 3)
+                ADD_FAILURE() << run.m_builder.m_nodes[src] << " -> " << run.m_builder.m_nodes[dst]
+                              << "\n"
+                              << why;
+            continue;
+        }
+        ++split;
+        NS_SYMBOL::SYM uid;
+        splitter->get_uid(uid);
+        out << s << "->" << d << " " << uid << " path " << splitter->get_ipath_index() << " of "
+            << splitter->get_mux_description()->get_pb().mux_ipaths_size() << " input "
+            << splitter->get_input_port()->get_name() << " settings ";
+        const UTIL::ITLATTRIBUTE& mux = *splitter->get_tlattribute();
+        if (splitter->get_ipath_index() < mux.get_n_settings())
+            out << splitter->get_path_settings()->get_n_subattribute_settings();
+        else
+            ++unset;
+        out << "\n";
+    }
+    return out.str();
+}
+
+std::string print_form(const FAB::ITRANSLATE& t, int detail) {
+    std::ostringstream os;
+    UTIL::INDENT guard(os, 3);
+    UTIL::set_detail(os, detail);
+    os << t;
+    return os.str();
+}
+
+void round_trip(const std::string& size) {
+    TRANSLATED_RUN run(size);
+    FAB::TRANSLATE& t = *run.m_translate;
+    std::unique_ptr<UTIL::IGID_CONVERTER> converter(t.create_gid_converter());
+    std::set<uint64_t> found;
+    uint64_t cached, driver;
+    for (uint32_t id = 0; id < run.m_builder.m_fields.size(); ++id) {
+        const uint64_t gid = run.gid_of(id, *converter);
+        if (gid != ~0ull && t.get_nodemap()->get_nodes(cached, driver, gid)) found.insert(gid);
+    }
+    EXPECT_GT(t.get_n_gids(), 0u);
+    EXPECT_EQ(found.size(), t.get_nodemap()->get_n_cnodes());
+
+    size_t split = 0, refused = 0, unset = 0;
+    const std::string before = edge_answers(run, t, split, refused, unset);
+    EXPECT_GT(split, 0u);
+    EXPECT_EQ(refused, 0u);
+    // A file that has bridges separates the traced edges from the inserted ones.
+    ASSERT_LT(run.m_builder.plain_crf_edges().size(), run.m_builder.m_group0.size());
+
+    std::ostringstream file(std::ios::out | std::ios::binary);
+    ASSERT_TRUE(t.write(file, UTIL::PB_BIN));
+    FAB::TRANSLATE fresh;
+    std::istringstream in(file.str());
+    ASSERT_TRUE(fresh.read(in, UTIL::PB_BIN));
+    for (int detail : {1, 3}) EXPECT_EQ(print_form(fresh, detail), print_form(t, detail));
+    size_t split_again = 0;
+    EXPECT_EQ(edge_answers(run, fresh, split_again, refused, unset), before);
+    // The database changes nothing in the graph.
+    TRANSLATED_RUN plain(size, false);
+    EXPECT_EQ(plain.m_builder.m_nodes, run.m_builder.m_nodes);
+    EXPECT_EQ(plain.m_builder.m_edges, run.m_builder.m_edges);
+    std::cout << size << ": " << t.get_n_gids() << " GIDs, " << found.size() << " resources, "
+              << split << " CRF edges split (" << unset << " without settings), file "
+              << file.str().size() << " bytes\n";
+}
+
+}  // namespace
+
+TEST(TranslateDevice, TinyDeviceRoundTrip) {
+    round_trip("tiny");
+}
+
+TEST(TranslateDevice, SmallDeviceRoundTrip) {
+    round_trip("small");
+}
