@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 set -euo pipefail
-packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev ccache)
+packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev ccache
+          nextpnr-generic python3 bc)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
