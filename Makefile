@@ -3,7 +3,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test sanitize bench fuzz demo format clean
+.PHONY: all deps build test sanitize bench fuzz demo route-demo format clean
 
 all: build
 
@@ -43,6 +43,11 @@ DEMO_DIR ?= build/demo
 demo: build
 	build/tools/fab_devgen --size small --direct --out $(DEMO_DIR)
 	build/tools/fab_run $(DEMO_DIR) --stats-json $(DEMO_DIR)/stats.json
+
+# The small device routed by nextpnr-generic, and its routes turned into block settings.
+ROUTE_DIR ?= build/route-demo
+route-demo: build
+	tools/route_chain.sh build $(ROUTE_DIR) small
 
 format:
 	find src tests tools bench -name '*.h' -o -name '*.cpp' | xargs clang-format -i -style=file

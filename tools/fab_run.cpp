@@ -23,6 +23,7 @@
 #include "fab_irouting_graph.h"
 #include "fab_itranslate.h"
 #include "fab_run_builder.h"
+#include "fab_run_nextpnr.h"
 
 namespace {
 
@@ -38,9 +39,11 @@ const char* const USAGE =
     "options:\n"
     "  --stats-json FILE  write the summary as JSON\n"
     "  --dump-graph FILE  write the graph as text: one line per node, one per edge\n"
+    "  --timers           let the library print the time of each of its steps\n"
     "  --db FILE          run with a translation database and write it to FILE\n"
     "  --db-format FMT    bin (default) or text frames for --db\n"
-    "  --timers           let the library print the time of each of its steps\n"
+    "  --nextpnr-arch FILE  write the graph as a nextpnr-generic architecture script; wires are\n"
+    "                     named by GID text when --db is given, else by builder number\n"
     "  --help             this text\n";
 
 // Options, as a table so that a new one is one more entry.
@@ -48,9 +51,10 @@ struct OPTIONS {
     std::string m_dir;
     std::string m_stats_json;
     std::string m_dump_graph;
+    bool m_timers = false;
     std::string m_db;
     std::string m_db_format;
-    bool m_timers = false;
+    std::string m_nextpnr_arch;
 };
 
 struct OPTION {
@@ -72,6 +76,7 @@ const OPTION OPTION_TABLE[] = {
     {"--dump-graph", &OPTIONS::m_dump_graph},
     {"--db", &OPTIONS::m_db},
     {"--db-format", &OPTIONS::m_db_format},
+    {"--nextpnr-arch", &OPTIONS::m_nextpnr_arch},
 };
 
 [[noreturn]] void usage_error(const std::string& text) {
@@ -232,6 +237,7 @@ int main(int argc, char** argv) {
     auto blc_ann = open_input(options.m_dir, "blc.ann");
     auto json = open_output(options.m_stats_json);
     auto dump = open_output(options.m_dump_graph);
+    auto arch = open_output(options.m_nextpnr_arch);
     std::unique_ptr<std::ofstream> db;
     if (!options.m_db.empty()) {
         db.reset(new std::ofstream(options.m_db, std::ios::binary));
@@ -244,7 +250,8 @@ int main(int argc, char** argv) {
     std::unique_ptr<FAB::API> api(fab_create(nullptr, translate, options.m_timers));
     std::unique_ptr<FAB::FLOORPLAN> floorplan;
     std::unique_ptr<FAB::ROUTING_GRAPH> graph;
-    CSR_BUILDER builder;
+    FAB_RUN::NAMING_BUILDER builder(arch ? dynamic_cast<FAB::ITRANSLATE_BUILDER*>(translate)
+                                         : nullptr);
     stage(summary, "read rtl graph", [&] { api->read_rtl_graph(*rtl_graph); });
     stage(summary, "read rtl annotation", [&] { api->read_rtl_annotation(*rtl_ann); });
     stage(summary, "read blc graph", [&] { api->read_blc_graph(*blc_graph); });
@@ -268,6 +275,16 @@ int main(int argc, char** argv) {
     print_summary(std::cout, counted);
     if (json) write_json(*json, counted);
     if (dump) FAB_RUN::dump_graph(*dump, builder);
+    if (arch) {
+        FAB_RUN::ARCH_COUNTS written;
+        stage(summary, "write nextpnr arch",
+              [&] { written = FAB_RUN::write_nextpnr_arch(*arch, builder, builder.wire_names()); });
+        arch->flush();
+        if (!*arch) usage_error("cannot write " + options.m_nextpnr_arch);
+        std::cout << "nextpnr arch " << options.m_nextpnr_arch << ": " << written.m_wires
+                  << " wires (" << written.m_named_by_gid << " by GID), " << written.m_pips
+                  << " pips, " << written.m_bels << " bels" << std::endl;
+    }
     graph.reset();
     floorplan.reset();
     api.reset();

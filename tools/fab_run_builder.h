@@ -24,6 +24,7 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         uint32_t m_class;
         uint32_t m_type;  // the routing type, or the block name's symbol for block ports
         uint32_t m_direction;
+        uint32_t m_port_direction;  // of the netlist port: 0 input, 1 output, 2 both
         uint32_t m_index;
         int32_t m_length;
         int32_t m_clipped;
@@ -45,6 +46,7 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         r.m_class = node.get_re_class();
         r.m_type = r.m_class == 3 ? node.get_node_type() : node.get_block_name().get_value();
         r.m_direction = node.get_direction();
+        r.m_port_direction = node.get_unique_port().get_direction();
         r.m_index = node.get_index();
         r.m_length = node.get_length();
         r.m_clipped = node.get_clipped_length();
