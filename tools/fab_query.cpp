@@ -58,6 +58,7 @@ class QUERIES {
     std::string gid_query(const std::string& text);
     std::string node_query(const std::string& text);
     std::string edge_query(const std::string& src, const std::string& dst);
+    std::string mux_instance();
     std::string stats();
 
     FAB::TRANSLATE& m_t;
@@ -188,7 +189,7 @@ std::string QUERIES::edge_query(const std::string& src, const std::string& dst) 
     NS_SYMBOL::SYM uid;
     m_splitter->get_uid(uid);
     os << "block=" << sym_text(uid) << " mux=" << m_splitter->get_mux_description()->get_pb().name()
-       << " path=" << m_splitter->get_ipath_index()
+       << " instance=" << mux_instance() << " path=" << m_splitter->get_ipath_index()
        << " input=" << sym_text(m_splitter->get_input_port()->get_name()) << " settings=";
     // A mux path that the annotations gave no settings needs none.
     if (m_splitter->get_ipath_index() >= m_splitter->get_tlattribute()->get_n_settings()) {
@@ -210,6 +211,23 @@ std::string QUERIES::edge_query(const std::string& src, const std::string& dst) 
         os << "=" << sym_text(value);
     }
     return os.str();
+}
+
+// The path of the splitter's mux instance inside its block instance: a block holds several
+// instances of one mux module, and their settings are told apart by it.
+std::string QUERIES::mux_instance() {
+    const UTIL::IHIERARCHY& hierarchy = *m_t.get_hierarchy();
+    const uint64_t block = m_splitter->get_tlblocks()->get_tlnode(m_splitter->get_node());
+    uint32_t instance = 0;
+    const uint32_t module = hierarchy.get_instance_of_node(instance, block);
+    m_path->clear();
+    if (module == UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID ||
+        hierarchy.get_path(m_path.get(), m_splitter->get_node() - block, module) ==
+            UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID)
+        return "?";
+    std::ostringstream os;
+    os << *m_path;
+    return os.str().empty() ? "/" : os.str();
 }
 
 std::string QUERIES::stats() {
