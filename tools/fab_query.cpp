@@ -31,7 +31,8 @@ const char* const USAGE =
     "  gid TEXT        type, cell, class and hierarchical place of a GID (text such as\n"
     "                  H2:X3Y4Z0I2 or BLK_RE:X0Y0Z0I1, or a number)\n"
     "  node PATH       the GID of a hierarchical place such as /s0/b0:in0\n"
-    "  edge GID GID    the top-level block instance and setting that the edge needs\n"
+    "  edge GID GID    the top-level block instance, mux instance in it and settings that\n"
+    "                  the edge needs\n"
     "  stats           per section: bytes in the file and what it holds\n"
     "Exit status: 0 answered, 1 the database does not read, 2 bad argument or file.\n";
 
