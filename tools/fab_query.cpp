@@ -31,7 +31,8 @@ const char* const USAGE =
     "  gid TEXT        type, cell, class and hierarchical place of a GID (text such as\n"
     "                  H2:X3Y4Z0I2 or BLK_RE:X0Y0Z0I1, or a number)\n"
     "  node PATH       the GID of a hierarchical place such as /s0/b0:in0\n"
-    "  edge GID GID    the top-level block instance and setting that the edge needs\n"
+    "  edge GID GID    the top-level block instance, mux instance in it and settings that\n"
+    "                  the edge needs\n"
     "  stats           per section: bytes in the file and what it holds\n"
     "Exit status: 0 answered, 1 the database does not read, 2 bad argument or file.\n";
 
@@ -58,6 +59,7 @@ class QUERIES {
     std::string gid_query(const std::string& text);
     std::string node_query(const std::string& text);
     std::string edge_query(const std::string& src, const std::string& dst);
+    std::string mux_instance();
     std::string stats();
 
     FAB::TRANSLATE& m_t;
@@ -188,7 +190,7 @@ std::string QUERIES::edge_query(const std::string& src, const std::string& dst) 
     NS_SYMBOL::SYM uid;
     m_splitter->get_uid(uid);
     os << "block=" << sym_text(uid) << " mux=" << m_splitter->get_mux_description()->get_pb().name()
-       << " path=" << m_splitter->get_ipath_index()
+       << " instance=" << mux_instance() << " path=" << m_splitter->get_ipath_index()
        << " input=" << sym_text(m_splitter->get_input_port()->get_name()) << " settings=";
     // A mux path that the annotations gave no settings needs none.
     if (m_splitter->get_ipath_index() >= m_splitter->get_tlattribute()->get_n_settings()) {
@@ -210,6 +212,23 @@ std::string QUERIES::edge_query(const std::string& src, const std::string& dst) 
         os << "=" << sym_text(value);
     }
     return os.str();
+}
+
+// The path of the splitter's mux instance inside its block instance: a block holds several
+// instances of one mux module, and their settings are told apart by it.
+std::string QUERIES::mux_instance() {
+    const UTIL::IHIERARCHY& hierarchy = *m_t.get_hierarchy();
+    const uint64_t block = m_splitter->get_tlblocks()->get_tlnode(m_splitter->get_node());
+    uint32_t instance = 0;
+    const uint32_t module = hierarchy.get_instance_of_node(instance, block);
+    m_path->clear();
+    if (module == UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID ||
+        hierarchy.get_path(m_path.get(), m_splitter->get_node() - block, module) ==
+            UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID)
+        return "?";
+    std::ostringstream os;
+    os << *m_path;
+    return os.str().empty() ? "/" : os.str();
 }
 
 std::string QUERIES::stats() {

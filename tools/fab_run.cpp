@@ -283,7 +283,8 @@ int main(int argc, char** argv) {
         if (!*arch) usage_error("cannot write " + options.m_nextpnr_arch);
         std::cout << "nextpnr arch " << options.m_nextpnr_arch << ": " << written.m_wires
                   << " wires (" << written.m_named_by_gid << " by GID), " << written.m_pips
-                  << " pips, " << written.m_bels << " bels" << std::endl;
+                  << " pips (" << written.m_fixed_crf << " fixed CRF, " << written.m_hipi_crf
+                  << " HIPI CRF), " << written.m_bels << " bels" << std::endl;
     }
     graph.reset();
     floorplan.reset();

@@ -36,6 +36,9 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         std::vector<uint64_t> m_offsets;  // n_nodes + 1
         std::vector<uint32_t> m_targets;
         std::vector<bool> m_generated;
+        // A fixed connection that no mux setting makes: among the CRF edges, the bridges (not
+        // generated) and the edges at inserted REs, which the graph delivers after the bridges.
+        std::vector<bool> m_fixed;
     };
     static constexpr int N_KINDS = 4;
 
@@ -61,6 +64,7 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         finish_kind();
         m_calls += "E" + std::to_string(kind);
         m_kind = static_cast<int>(kind);
+        m_past_generated = false;
         if (kind >= N_KINDS) m_protocol_error = "edge kind " + std::to_string(kind);
     }
     void add_edge(const FAB::ROUTING_GRAPH::EDGE& edge) override {
@@ -69,7 +73,9 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
             m_protocol_error = "edge with an endpoint that is no node";
         else if (edge.get_src() == edge.get_dst())
             ++m_self_loops;
-        m_pending.push_back({edge.get_src(), edge.get_dst(), edge.is_generated()});
+        if (!edge.is_generated()) m_past_generated = true;
+        m_pending.push_back(
+            {edge.get_src(), edge.get_dst(), edge.is_generated(), m_past_generated});
     }
     void end_edges() override {
         finish_kind();
@@ -88,6 +94,7 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
     struct PENDING_EDGE {
         uint32_t m_src, m_dst;
         bool m_generated;
+        bool m_fixed;
     };
 
     // Counting sort of the kind's edges by source into its CSR arrays.
@@ -104,12 +111,14 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         for (size_t k = 0; k < n; ++k) csr.m_offsets[k + 1] += csr.m_offsets[k];
         csr.m_targets.resize(csr.m_offsets[n]);
         csr.m_generated.resize(csr.m_offsets[n]);
+        csr.m_fixed.resize(csr.m_offsets[n]);
         std::vector<uint64_t> fill(csr.m_offsets.begin(), csr.m_offsets.end() - 1);
         for (const PENDING_EDGE& e : m_pending) {
             if (e.m_src >= n) continue;
             const uint64_t at = fill[e.m_src]++;
             csr.m_targets[at] = e.m_dst;
             csr.m_generated[at] = e.m_generated;
+            csr.m_fixed[at] = e.m_fixed;
         }
         std::vector<PENDING_EDGE>().swap(m_pending);
         m_kind = -1;
@@ -119,6 +128,8 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
     std::array<CSR, N_KINDS> m_csr;
     std::vector<PENDING_EDGE> m_pending;
     int m_kind = -1;
+    // Set by the first edge of the kind that no trace made: every later edge is fixed.
+    bool m_past_generated = false;
     std::string m_calls;
     std::string m_protocol_error;
     uint64_t m_self_loops = 0;

@@ -1,8 +1,10 @@
 // Export of the received routing graph as a nextpnr-generic architecture script.
 //   1. Wires: one per node, located at the node's x and y, typed by its routing type or class.
 //   2. Pips: one per distinct (source, destination) pair over all edge kinds, self loops left
-//      out; the delay is 0.05 ns plus 0.1 ns per unit of the destination's clipped length, so
-//      that the router prefers short wires.
+//      out; a CRF edge that is a fixed connection (bridge, inserted RE) gets the kind CRF_FIXED,
+//      one into a HIPI shadow node (a HIPI path, which the database does not hold) CRF_HIPI; the
+//      delay is 0.05 ns plus 0.1 ns per unit of the destination's clipped length, so that the
+//      router prefers short wires.
 //   3. Bels: the atom ports grouped by block name and place make one bel each; its type is the
 //      block name and its pins are the ports. The script keeps the data in literal tables and
 //      makes the calls in three loops, which keeps loading fast.
@@ -53,11 +55,22 @@ void write_wires(std::ostream& os, const CSR_BUILDER& builder,
     os << "]\nfor n, t, x, y in W:\n    ctx.addWire(name=n, type=t, x=x, y=y)\n\n";
 }
 
-uint64_t write_pips(std::ostream& os, const CSR_BUILDER& builder) {
+// HIPI shadow nodes: the sources of the VIRTUAL edges.
+std::vector<bool> hipi_shadows(const CSR_BUILDER& builder) {
+    const CSR_BUILDER::CSR& csr = builder.kind(3);
+    std::vector<bool> shadow(builder.nodes().size(), false);
+    for (size_t src = 0; src + 1 < csr.m_offsets.size(); ++src)
+        shadow[src] = csr.m_offsets[src + 1] > csr.m_offsets[src];
+    return shadow;
+}
+
+uint64_t write_pips(std::ostream& os, const CSR_BUILDER& builder, ARCH_COUNTS& counts) {
     const std::vector<CSR_BUILDER::NODE_RECORD>& nodes = builder.nodes();
+    const std::vector<bool> shadow = hipi_shadows(builder);
     std::unordered_set<uint64_t> seen;
     uint64_t count = 0;
-    os << "K = [\"CRF\", \"BLC\", \"FCD\", \"VIRTUAL\"]\n";
+    constexpr int CRF_FIXED = CSR_BUILDER::N_KINDS, CRF_HIPI = CRF_FIXED + 1;
+    os << "K = [\"CRF\", \"BLC\", \"FCD\", \"VIRTUAL\", \"CRF_FIXED\", \"CRF_HIPI\"]\n";
     os << "P = [  # source, destination, kind, delay in ns\n";
     for (int kind = 0; kind < CSR_BUILDER::N_KINDS; ++kind) {
         const CSR_BUILDER::CSR& csr = builder.kind(kind);
@@ -68,8 +81,16 @@ uint64_t write_pips(std::ostream& os, const CSR_BUILDER& builder) {
                 const int32_t length = std::max(nodes[dst].m_clipped, 0);
                 std::ostringstream delay;
                 delay << 0.05 + 0.1 * length;
-                os << "(" << src << "," << dst << "," << kind << "," << delay.str() << "),\n";
+                const bool is_fixed = kind == 0 && csr.m_fixed[e];
+                const bool is_hipi = kind == 0 && !is_fixed && shadow[dst];
+                os << "(" << src << "," << dst << ","
+                   << (is_fixed  ? CRF_FIXED
+                       : is_hipi ? CRF_HIPI
+                                 : kind)
+                   << "," << delay.str() << "),\n";
                 ++count;
+                counts.m_fixed_crf += is_fixed;
+                counts.m_hipi_crf += is_hipi;
             }
         }
     }
@@ -191,7 +212,7 @@ ARCH_COUNTS write_nextpnr_arch(std::ostream& os, const CSR_BUILDER& builder,
           "builder number.\n";
     write_wires(os, builder, names);
     counts.m_wires = names.size();
-    counts.m_pips = write_pips(os, builder);
+    counts.m_pips = write_pips(os, builder, counts);
     counts.m_bels = write_bels(os, builder);
     for (const std::string& name : names)
         if (name.find(':') != std::string::npos) ++counts.m_named_by_gid;

@@ -40,6 +40,8 @@ class NAMING_BUILDER : public CSR_BUILDER {
 struct ARCH_COUNTS {
     uint64_t m_wires = 0;
     uint64_t m_pips = 0;
+    uint64_t m_fixed_crf = 0;  // of the pips, CRF edges that are fixed connections
+    uint64_t m_hipi_crf = 0;   // and CRF edges of HIPI paths, into a shadow node
     uint64_t m_bels = 0;
     uint64_t m_named_by_gid = 0;
 };

@@ -3,16 +3,19 @@
 database. Each distinct pip "net SOURCE DESTINATION KIND" of ROUTES whose kind is CRF (a path
 through a mux, the only kind a block configures) goes to fab_query's edge question; the other
 kinds (BLC, FCD, VIRTUAL) are fixed connections and are only counted;
-the answers become a settings file of sorted lines "BLOCK MUX SUBPATH VALUE", one per configured
-block instance and setting (sub-block names repeat across the muxes of a block, so the mux is
-part of the key). A pip that no block realises (a wire without a GID included) is
+the answers become a settings file of sorted lines "BLOCK MUX INSTANCE SUBPATH VALUE", one per
+configured block instance and setting (a block holds several instances of one mux module and
+sub-block names repeat across them, so the mux instance's path inside the block is part of the
+key). Pips of kind CRF_FIXED (bridges and the edges at inserted REs) are fixed connections too.
+Pips of kind CRF_HIPI (a HIPI path into the shadow node of its mux) configure a mux, but the
+database holds no HIPI paths: they are counted apart and not asked. A pip that no block realises (a wire without a GID included) is
 counted and listed in UNREALISED; two pips that set one setting of a block differently are
 listed there too. A routes file with "unrouted" lines is refused: its settings would look
 complete and not be.
 
 usage: route_settings.py --query FAB_QUERY --db DB --routes ROUTES --out SETTINGS
                          [--unrealised FILE] [--answers FILE]
-Prints one summary line: nets, pips, fixed, translated, unrealised, conflicts, settings.
+Prints one summary line: nets, pips, fixed, hipi, translated, unrealised, conflicts, settings.
 Exit status: 0 every pip translated, 1 some pip not realised or a net unrouted, 2 bad argument.
 """
 import subprocess
@@ -92,7 +95,8 @@ def parse_answer(answer):
         for item in fields["settings"].split(","):
             sub, _, value = item.rpartition("=")
             settings.append((sub, value))
-    return fields["block"] + " " + fields.get("mux", "?"), settings
+    key = " ".join(fields.get(f, "?") for f in ("block", "mux", "instance"))
+    return key, settings
 
 
 def main(argv):
@@ -101,8 +105,9 @@ def main(argv):
     if unrouted:
         fail("%d nets unrouted, first %s: no settings written" % (len(unrouted), unrouted[0]))
     unrealised, chosen, conflicts = [], {}, []
-    fixed = [p for p in pips if kinds[p] != "CRF"]
-    for p in fixed:
+    fixed = [p for p in pips if kinds[p] not in ("CRF", "CRF_HIPI")]
+    hipi = [p for p in pips if kinds[p] == "CRF_HIPI"]
+    for p in fixed + hipi:
         del pips[p]
     translatable = [p for p in pips if ":" in p[0] and ":" in p[1]]
     answers = dict(zip(translatable, ask(o["--query"], o["--db"], translatable))) \
@@ -128,8 +133,9 @@ def main(argv):
     if "--unrealised" in o:
         with open(o["--unrealised"], "w") as f:
             f.writelines(line + "\n" for line in unrealised + conflicts)
-    print("nets %d pips %d fixed %d translated %d unrealised %d conflicts %d settings %d"
-          % (len(nets), len(pips) + len(fixed), len(fixed), len(pips) - len(unrealised),
+    print("nets %d pips %d fixed %d hipi %d translated %d unrealised %d conflicts %d settings %d"
+          % (len(nets), len(pips) + len(fixed) + len(hipi), len(fixed), len(hipi),
+             len(pips) - len(unrealised),
              len(unrealised), len(conflicts), len(lines)))
     return 1 if unrealised or conflicts else 0
 

@@ -66,8 +66,9 @@ TEST(FabQuery, AnswersEachLineAndNamesTheSectionOfABadFile) {
           "node /s0/b0:in0: node=" + in0 + " gid=BLK_RE:X0Y0Z0I0 value=",
           "node /s0:p: node=" + std::to_string(db.node("s0:p")) + " has no GID\n",
           std::string("node /s0/nowhere: no such place\n"),
-          std::string("edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I2: block=BLK_r0_c0 mux=MUX path=0 "
-                      "input=a settings=cfg=v0\n"),
+          std::string(
+              "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I2: block=BLK_r0_c0 mux=MUX instance=/m0 path=0 "
+              "input=a settings=cfg=v0\n"),
           "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I1: no block realises it (src_cached = " + in0,
           std::string("what: unknown query (gid TEXT, node PATH, edge GID GID, stats)\n"),
           std::string("stats section=\"symbol file\" bytes="),

@@ -175,4 +175,26 @@ TEST(GenerateDevice, InvariantsOnTheSmallDevice) {
     sweep("small");
 }
 
+// The export once offered bridges and the edges at inserted REs as mux paths. They come after
+// the traced CRF edges, bridges first: the builder marks them, and only them, as fixed.
+TEST(GenerateDevice, CrfBridgesAndInsertedReEdgesAreFixed) {
+    DEVICE_RUN run("tiny");
+    FAB_RUN::CSR_BUILDER builder;
+    FAB_ROUTING_GRAPH_IMPL graph(run.m_rtl.m_graph.get(), run.m_rtl.m_annss.get(),
+                                 run.m_blc.m_graph.get(), run.m_blc.m_annss.get(), run.m_tree.get(),
+                                 run.m_position.get(), nullptr, &run.m_match, false);
+    graph.generate(builder);
+    const FAB_RUN::CSR_BUILDER::CSR& crf = builder.kind(0);
+    size_t bridges = 0, inserted = 0, traced = 0;
+    for (size_t e = 0; e < crf.m_targets.size(); ++e) {
+        EXPECT_TRUE(crf.m_generated[e] || crf.m_fixed[e]) << "bridge edge " << e;
+        bridges += !crf.m_generated[e];
+        inserted += crf.m_generated[e] && crf.m_fixed[e];
+        traced += !crf.m_fixed[e];
+    }
+    EXPECT_GT(bridges, 0u);
+    EXPECT_GT(inserted, 0u);
+    EXPECT_GT(traced, bridges + inserted);
+}
+
 }  // namespace
