@@ -255,6 +255,7 @@ const std::vector<uint64_t>& TRANSLATE::get_unused_list() {
 // The file
 
 bool TRANSLATE::write(std::ostream& output, uint32_t format) {
+    check_read();
     UTIL_ASSERT(m_mux_descriptions != NULL);
     UTIL_ASSERT(m_edgemap != NULL);
     UTIL::PARTITIONS_SERIALIZABLE partitions(m_partitions, nullptr);
@@ -278,13 +279,15 @@ bool TRANSLATE::read(std::istream& input, uint32_t format) {
     return read_stream(&zero_copy, format);
 }
 
+void TRANSLATE::fail_read(const std::string& failure) {
+    UTIL::IERROR::ERROR_MSG message(UTIL::IERROR::ERROR_MSG::INTERNAL);
+    message << failure;
+    UTIL_FAIL("%s", message.str().c_str());
+}
+
 bool TRANSLATE::read_stream(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format) {
     std::string failure;
-    if (!read_sections(input, format, failure)) {
-        UTIL::IERROR::ERROR_MSG message(UTIL::IERROR::ERROR_MSG::INTERNAL);
-        message << failure;
-        UTIL_FAIL("%s", message.str().c_str());
-    }
+    if (!read_sections(input, format, failure)) fail_read(failure);
     return true;
 }
 
@@ -292,8 +295,9 @@ bool TRANSLATE::read_sections(google::protobuf::io::ZeroCopyInputStream* input, 
                               std::string& failure, std::vector<int64_t>* section_ends) {
     // A second read would find the tables of the first in use.
     UTIL_ASSERT(m_modulesmap == NULL);
-    auto fail = [&failure](const char* section) {
+    auto fail = [this, &failure](const char* section) {
         failure = std::string("Failed read of ") + section;
+        m_read_failure = failure;
         return false;
     };
     auto done = [input, section_ends]() {
@@ -357,10 +361,12 @@ bool TRANSLATE::read_sections(google::protobuf::io::ZeroCopyInputStream* input, 
 // Queries
 
 void TRANSLATE::ensure_gid_converter() {
+    check_read();
     if (m_gid_converter == nullptr) m_gid_converter = create_gid_converter();
 }
 
 bool TRANSLATE::get_generic_port(IGENERIC_PORT& port, uint64_t node) const {
+    check_read();
     uint32_t port_index = UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
     uint32_t module_index = m_hierarchy->get_port_of_node(port_index, node);
     if (module_index == UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID) return false;
@@ -375,6 +381,7 @@ bool TRANSLATE::get_generic_port(IGENERIC_PORT& port, uint64_t node) const {
 
 // An input of a mux stands for the output it feeds; any other port for itself.
 UTIL::GID64 TRANSLATE::map_specific_mux_port_to_gid(uint64_t specific_port) {
+    check_read();
     uint32_t port_index = static_cast<uint32_t>(-1);
     const uint32_t module_index = m_hierarchy->get_port_of_node(port_index, specific_port);
     if (module_index == UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID ||
@@ -415,10 +422,12 @@ UTIL::GID64 TRANSLATE::map_specific_mux_port_to_gid(uint64_t specific_port) {
 }
 
 uint64_t TRANSLATE::get_node_from_gid(UTIL::GID64 gid) const {
+    check_read();
     return m_nodemap->get_driver_node(gid.get_value());
 }
 
 const UTIL::IGID_TYPES* TRANSLATE::get_gid_types() const {
+    check_read();
     return m_gidmap ? &m_gidmap->get_gid_types() : nullptr;
 }
 
@@ -439,6 +448,7 @@ int32_t TRANSLATE::get_node_class(UTIL::GID64 gid) {
 }
 
 NS_SYMBOL::SYM TRANSLATE::get_mux_type_symbol(int32_t type) const {
+    check_read();
     if (type == PB::MUX_DESCRIPTION::UNKNOWN) {
         return m_mux_type_to_symbol.empty() ? NS_SYMBOL::SYM() : m_mux_type_to_symbol[0];
     }
@@ -446,6 +456,7 @@ NS_SYMBOL::SYM TRANSLATE::get_mux_type_symbol(int32_t type) const {
 }
 
 ITRANSLATE::IGID_SPLITTER* TRANSLATE::create_gid_splitter() {
+    check_read();
     return new GID_SPLITTER(this);
 }
 

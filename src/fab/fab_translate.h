@@ -59,7 +59,8 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     // The same reading without the fatal end: false with the failed read's text in `failure`,
     // for programs that answer a bad file themselves. Failures inside a table's own reader
     // still end the process with that table's words. When given, `section_ends` receives the
-    // input's byte count after each section read.
+    // input's byte count after each section read. The object keeps the failure: a query or a
+    // write on it afterwards ends the process with the report the fatal read would have given.
     bool read_sections(google::protobuf::io::ZeroCopyInputStream* input, uint32_t format,
                        std::string& failure, std::vector<int64_t>* section_ends = nullptr);
     ERROR& get_error() override { return m_error; }
@@ -79,8 +80,14 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     int32_t get_unused_d() const override { return -1; }
     NS_SYMBOL::SYM get_unused_symbol() const override { return NS_SYMBOL::SYM(); }
     IGID_SPLITTER* create_gid_splitter() override;
-    const UTIL::ITLBLOCKS* get_tlblocks() const override { return m_tlblocks; }
-    const UTIL::IPORTMAPS* get_portmaps() const override { return m_portmaps; }
+    const UTIL::ITLBLOCKS* get_tlblocks() const override {
+        check_read();
+        return m_tlblocks;
+    }
+    const UTIL::IPORTMAPS* get_portmaps() const override {
+        check_read();
+        return m_portmaps;
+    }
 
     // RTL_GRAPH_IHELPER.
     UTIL::IHIERARCHY::IPARTITIONS* get_partitions() override;
@@ -128,6 +135,12 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     void print(std::ostream& os) const;
 
   private:
+    // Ends the process with the report of a failed read.
+    [[noreturn]] static void fail_read(const std::string& failure);
+    // Refuses a half-read object; nothing for one that was built or read whole.
+    void check_read() const {
+        if (!m_read_failure.empty()) fail_read(m_read_failure);
+    }
     void init_type_tables();
     void ensure_gid_converter();
     NS_SYMBOL::SYM to_internal_symbol(NS_SYMBOL::SYM name) const;
@@ -156,6 +169,8 @@ class TRANSLATE : public ITRANSLATE_BUILDER {
     std::unordered_map<uint32_t, int32_t> m_symbol_to_mux_type;
     std::vector<int32_t> m_gclass_to_node_class;
     uint32_t m_n_gids = 0;
+    // The words of a read that did not finish; empty for an object built or read whole.
+    std::string m_read_failure;
 };
 
 class GID_SPLITTER : public ITRANSLATE::IGID_SPLITTER {

@@ -5,6 +5,7 @@
 
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 
+#include <functional>
 #include <sstream>
 
 #include "translate_fixture.h"
@@ -265,4 +266,39 @@ TEST(Translate, FailureTexts) {
                   "\nm_fedge.m_src = " + std::to_string(db.node("s0/b0:in0") - db.node("s0/b0")) +
                   "\nm_fedge.m_dst = " + std::to_string(db.node("s0/b0:in1") - db.node("s0/b0")) +
                   "\nsrc GID: BLK_RE:X0Y0Z0I0\ndst GID: BLK_RE:X0Y0Z0I1\n");
+}
+
+// An object whose read stopped at a section refuses every query, and a write, with the report
+// the fatal read gives, rather than answering from the tables it has.
+TEST(Translate, HalfReadObjectRefusesQueries) {
+    SMALL_DB db;
+    const std::string bytes = written(*db.m_translate, UTIL::PB_BIN);
+    const std::vector<size_t> sizes = section_sizes(db, UTIL::PB_BIN);
+    // Cut where the GID types start: everything before them reads.
+    std::istringstream in(bytes.substr(0, bytes.size() - sizes[5] - sizes[6] - sizes[7]));
+    google::protobuf::io::IstreamInputStream zero_copy(&in);
+    FAB::TRANSLATE t;
+    std::string failure;
+    ASSERT_FALSE(t.read_sections(&zero_copy, UTIL::PB_BIN, failure));
+    ASSERT_EQ(failure, "Failed read of gidmap");
+    const UTIL::GID64 gid = db.gid("s0/b0:in0");
+    std::unique_ptr<FAB::ITRANSLATE::IGENERIC_PORT> port(t.create_generic_port());
+    std::ostringstream sink;
+    const std::vector<std::pair<const char*, std::function<void()>>> queries = {
+        {"get_generic_port", [&] { t.get_generic_port(*port, 1); }},
+        {"map_specific_mux_port_to_gid", [&] { t.map_specific_mux_port_to_gid(1); }},
+        {"get_node_from_gid", [&] { t.get_node_from_gid(gid); }},
+        {"get_gid_types", [&] { t.get_gid_types(); }},
+        {"get_mux_type", [&] { t.get_mux_type(gid); }},
+        {"get_node_class", [&] { t.get_node_class(gid); }},
+        {"get_mux_type_symbol", [&] { t.get_mux_type_symbol(5); }},
+        {"create_gid_splitter", [&] { delete t.create_gid_splitter(); }},
+        {"get_tlblocks", [&] { t.get_tlblocks(); }},
+        {"get_portmaps", [&] { t.get_portmaps(); }},
+        {"write", [&] { t.write(sink, UTIL::PB_BIN); }}};
+    for (const auto& query : queries) {
+        EXPECT_EXIT(query.second(), testing::ExitedWithCode(255),
+                    "IE .*fab_translate.cpp:[0-9]+  INTERNAL: Failed read of gidmap \n")
+            << query.first;
+    }
 }

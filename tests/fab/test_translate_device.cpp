@@ -4,6 +4,7 @@
 // the graph is the one a run without a database delivers.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -55,10 +56,52 @@ class GID_BUILDER : public FAB_TEST::RECORDING_BUILDER {
     std::vector<UTIL::BASE_GID_CONVERTER> m_fields;
 };
 
+// The settings the generator designed, by "mux module:input:output", each as sorted
+// "subpath=value" words.
+std::map<std::string, std::string> designed_settings(const PB::MUX_DESCRIPTIONS& muxes) {
+    std::map<std::string, std::string> designed;
+    for (const PB::MUX_DESCRIPTION& m : muxes.mux_descriptions()) {
+        for (const PB::MUX_DESCRIPTION::SETTINGS& s : m.settings()) {
+            const PB::MUX_DESCRIPTION::PATH& path = m.mux_paths(static_cast<int>(s.path_index()));
+            std::set<std::string> words;
+            for (const PB::MUX_DESCRIPTION::SETTING& v : s.setting()) {
+                std::string sub;
+                for (const std::string& n : m.subpaths(static_cast<int>(v.subpath_index())).name())
+                    sub += (sub.empty() ? "" : "/") + n;
+                words.insert(sub + "=" + v.value());
+            }
+            std::string& line = designed[m.name() + ":" + path.in() + ":" + path.out()];
+            for (const std::string& w : words) line += w + " ";
+        }
+    }
+    return designed;
+}
+
+// The same words for the path of the splitter's last edge.
+std::string split_settings(const FAB::ITRANSLATE::IGID_SPLITTER& splitter) {
+    const UTIL::ISUBATTRIBUTE_SETTINGS& settings = *splitter.get_path_settings();
+    const UTIL::ISUBATTRIBUTES& subs = *splitter.get_subattributes();
+    std::set<std::string> words;
+    for (uint32_t k = 0; k < settings.get_n_subattribute_settings(); ++k) {
+        const UTIL::ISUBATTRIBUTE_SETTING& v = settings.get_subattribute_setting(k);
+        std::string sub;
+        for (NS_SYMBOL::SYM n :
+             subs.get_subattribute(static_cast<uint32_t>(v.get_subattribute_index())).get_subpath())
+            sub += (sub.empty() ? "" : "/") + n.get_name();
+        NS_SYMBOL::SYM value;
+        v.get_setting(value);
+        words.insert(sub + "=" + value.get_name());
+    }
+    std::string line;
+    for (const std::string& w : words) line += w + " ";
+    return line;
+}
+
 struct TRANSLATED_RUN {
     FAB::TRANSLATE* m_translate = new FAB::TRANSLATE();
     std::unique_ptr<FAB::API> m_api;
     GID_BUILDER m_builder{m_translate};
+    std::map<std::string, std::string> m_designed;
 
     // Without `with_translate`, the same run without a database.
     explicit TRANSLATED_RUN(const std::string& size, bool with_translate = true) {
@@ -69,6 +112,7 @@ struct TRANSLATED_RUN {
         DEVGEN::DG_PARAMS params;
         EXPECT_TRUE(DEVGEN::dg_preset(size, params));
         DEVGEN::DG_DEVICE device(params);
+        m_designed = designed_settings(device.mux_descriptions());
         std::stringstream rtl_graph, rtl_ann, blc_graph, blc_ann;
         {
             DEVGEN::DG_VIEW rtl = DEVGEN::dg_make_rtl(device);
@@ -105,11 +149,19 @@ bool is_shadow(uint32_t type) {
     return type >= PB::MUX_DESCRIPTION::HIPI_M_MUX && type <= PB::MUX_DESCRIPTION::HIPI_LATCH;
 }
 
-// One line per traced CRF edge between two GIDs: the block, path and setting it needs.
-std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, size_t& split, size_t& refused,
-                         size_t& unset) {
+// Counts of the edge sweep; a failing check names its first few edges.
+struct EDGE_COUNTS {
+    size_t split = 0, refused = 0, unset = 0, wrong_setting = 0, wrong_input = 0, bidir_inputs = 0;
+    std::map<std::string, size_t> unset_by_mux;
+};
+
+// One line per traced CRF edge between two GIDs: the block, path and setting it needs. Each
+// edge's setting is checked against the generator's design for its mux path, and the input of
+// that path at the driving mux must stand for the edge's destination.
+std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, EDGE_COUNTS& n) {
     std::unique_ptr<UTIL::IGID_CONVERTER> converter(run.m_translate->create_gid_converter());
     std::unique_ptr<FAB::ITRANSLATE::IGID_SPLITTER> splitter(t.create_gid_splitter());
+    const UTIL::IHIERARCHY& hierarchy = *t.get_hierarchy();
     std::ostringstream out;
     uint64_t cached, driver;
     for (const auto& e : run.m_builder.plain_crf_edges()) {
@@ -120,27 +172,65 @@ std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, size_t& split, 
         if (s == ~0ull || d == ~0ull || !t.get_nodemap()->get_nodes(cached, driver, s) ||
             !t.get_nodemap()->get_nodes(cached, driver, d))
             continue;
+        const std::string edge = run.m_builder.m_nodes[src] + " -> " + run.m_builder.m_nodes[dst];
         testing::internal::CaptureStdout();
         const bool ok = splitter->set_edge(UTIL::GID64(s), UTIL::GID64(d));
         const std::string why = testing::internal::GetCapturedStdout();
         if (!ok) {
-            if (refused++ < 3)
-                ADD_FAILURE() << run.m_builder.m_nodes[src] << " -> " << run.m_builder.m_nodes[dst]
-                              << "\n"
-                              << why;
+            if (n.refused++ < 3) ADD_FAILURE() << edge << "\n" << why;
             continue;
         }
-        ++split;
+        ++n.split;
         NS_SYMBOL::SYM uid;
         splitter->get_uid(uid);
-        out << s << "->" << d << " " << uid << " path " << splitter->get_ipath_index() << " of "
-            << splitter->get_mux_description()->get_pb().mux_ipaths_size() << " input "
-            << splitter->get_input_port()->get_name() << " settings ";
         const UTIL::ITLATTRIBUTE& mux = *splitter->get_tlattribute();
-        if (splitter->get_ipath_index() < mux.get_n_settings())
-            out << splitter->get_path_settings()->get_n_subattribute_settings();
-        else
-            ++unset;
+        const PB::MUX_DESCRIPTION& desc = splitter->get_mux_description()->get_pb();
+        const uint32_t path = splitter->get_ipath_index();
+        const UTIL::IHIERARCHY::IMODULE& module =
+            *hierarchy.get_modules()->get_module(mux.get_module_index());
+        const uint32_t in = static_cast<uint32_t>(desc.mux_ipaths(static_cast<int>(path)).in());
+        const uint32_t out_port =
+            static_cast<uint32_t>(desc.mux_ipaths(static_cast<int>(path)).out());
+        out << s << "->" << d << " " << uid << " path " << path << " of " << desc.mux_ipaths_size()
+            << " input " << splitter->get_input_port()->get_name() << " settings ";
+        const std::string key = desc.name() + ":" + module.get_port(in)->get_name().get_name() +
+                                ":" + module.get_port(out_port)->get_name().get_name();
+        auto designed = run.m_designed.find(key);
+        if (path < mux.get_n_settings()) {
+            const std::string got = split_settings(*splitter);
+            out << got;
+            if (!uid.is_known() || designed == run.m_designed.end() || designed->second != got) {
+                if (n.wrong_setting++ < 3)
+                    ADD_FAILURE() << edge << ": " << key << " in " << uid << " sets " << got
+                                  << " designed "
+                                  << (designed == run.m_designed.end() ? "nothing"
+                                                                       : designed->second);
+            }
+        } else {
+            ++n.unset;
+            ++n.unset_by_mux[desc.name()];
+            if (designed != run.m_designed.end() && n.wrong_setting++ < 3)
+                ADD_FAILURE() << edge << ": " << key << " designed " << designed->second
+                              << " but the database has no settings";
+        }
+        // The path's input at the driving mux occurrence stands for the destination. Only an
+        // input port is mapped to the output it feeds; the ports of a bidirectional driver
+        // stand for themselves.
+        if (module.get_port(in)->get_direction() != 0) {
+            ++n.bidir_inputs;
+            out << "\n";
+            continue;
+        }
+        uint32_t driver_port = 0;
+        const uint32_t driver_module =
+            hierarchy.get_port_of_node(driver_port, splitter->get_dst_driver());
+        const uint64_t occurrence =
+            hierarchy.get_port_parent(driver_module, driver_port, splitter->get_dst_driver());
+        const uint64_t input = hierarchy.get_port_node(mux.get_module_index(), occurrence, in);
+        const UTIL::GID64 mapped = t.map_specific_mux_port_to_gid(input);
+        if (mapped.get_value() != d && n.wrong_input++ < 3)
+            ADD_FAILURE() << edge << ": input " << key << " maps to " << mapped << ", not "
+                          << UTIL::GID64(d);
         out << "\n";
     }
     return out.str();
@@ -167,10 +257,12 @@ void round_trip(const std::string& size) {
     EXPECT_GT(t.get_n_gids(), 0u);
     EXPECT_EQ(found.size(), t.get_nodemap()->get_n_cnodes());
 
-    size_t split = 0, refused = 0, unset = 0;
-    const std::string before = edge_answers(run, t, split, refused, unset);
-    EXPECT_GT(split, 0u);
-    EXPECT_EQ(refused, 0u);
+    EDGE_COUNTS n;
+    const std::string before = edge_answers(run, t, n);
+    EXPECT_GT(n.split, 0u);
+    EXPECT_EQ(n.refused, 0u) << n.split << " split";
+    EXPECT_EQ(n.wrong_setting, 0u) << n.split << " split";
+    EXPECT_EQ(n.wrong_input, 0u) << n.split << " split, " << n.bidir_inputs << " bidirectional";
     // A file that has bridges separates the traced edges from the inserted ones.
     ASSERT_LT(run.m_builder.plain_crf_edges().size(), run.m_builder.m_group0.size());
 
@@ -180,15 +272,17 @@ void round_trip(const std::string& size) {
     std::istringstream in(file.str());
     ASSERT_TRUE(fresh.read(in, UTIL::PB_BIN));
     for (int detail : {1, 3}) EXPECT_EQ(print_form(fresh, detail), print_form(t, detail));
-    size_t split_again = 0;
-    EXPECT_EQ(edge_answers(run, fresh, split_again, refused, unset), before);
+    EDGE_COUNTS again;
+    EXPECT_EQ(edge_answers(run, fresh, again), before);
     // The database changes nothing in the graph.
     TRANSLATED_RUN plain(size, false);
     EXPECT_EQ(plain.m_builder.m_nodes, run.m_builder.m_nodes);
     EXPECT_EQ(plain.m_builder.m_edges, run.m_builder.m_edges);
     std::cout << size << ": " << t.get_n_gids() << " GIDs, " << found.size() << " resources, "
-              << split << " CRF edges split (" << unset << " without settings), file "
-              << file.str().size() << " bytes\n";
+              << n.split << " CRF edges split (" << n.unset << " without settings:";
+    for (const auto& u : n.unset_by_mux) std::cout << " " << u.first << " " << u.second;
+    std::cout << "; " << n.bidir_inputs << " from bidirectional ports), file " << file.str().size()
+              << " bytes\n";
 }
 
 }  // namespace
