@@ -188,9 +188,18 @@ NLG_IPORT* nlg_find_port(NLG_IMODULE& module, const std::string& name) {
     return sym.get_value() & 0xFFFFFFu ? module.get_port(sym) : nullptr;
 }
 
-PB::MUX_DESCRIPTION::MUXTYPE nlg_re_type(const std::string& name) {
+bool nlg_find_re_type(const std::string& name, PB::MUX_DESCRIPTION::MUXTYPE& type) {
     for (const RE_NAME& entry : RE_NAMES)
-        if (name == entry.name) return entry.type;
+        if (name == entry.name) {
+            type = entry.type;
+            return true;
+        }
+    return false;
+}
+
+PB::MUX_DESCRIPTION::MUXTYPE nlg_re_type(const std::string& name) {
+    PB::MUX_DESCRIPTION::MUXTYPE type;
+    if (nlg_find_re_type(name, type)) return type;
     UTIL_FAIL("%s is an unsupported node type!", name.c_str());
 }
 

@@ -66,6 +66,9 @@ void nlg_add_mux_params(PB::MUX_DESCRIPTION& desc, const std::string& mux_class,
 // parameter or of an instance name. An unknown name is fatal.
 PB::MUX_DESCRIPTION::MUXTYPE nlg_re_type(const std::string& name);
 
+// The same table as a question: false for a name it does not hold.
+bool nlg_find_re_type(const std::string& name, PB::MUX_DESCRIPTION::MUXTYPE& type);
+
 // Direction of a DIR parameter: "L", "R", "U", "D" or the enumeration names; anything else
 // is NO_DIR.
 PB::ICDB::NET::DIRECTION nlg_mux_direction(const std::string& name);

@@ -13,45 +13,12 @@
 #include <set>
 
 #include "devgen/devgen_builder.h"
+#include "nlg/nlg_mux_translator.h"
 #include "util/util_assert.h"
 
 namespace DEVGEN {
 
 namespace {
-
-const std::pair<const char*, PB::MUX_DESCRIPTION::MUXTYPE> NAMING[] = {
-    {"H", PB::MUX_DESCRIPTION::H},
-    {"V", PB::MUX_DESCRIPTION::V},
-    {"L", PB::MUX_DESCRIPTION::LL},
-    {"LL", PB::MUX_DESCRIPTION::LL},
-    {"LEIM", PB::MUX_DESCRIPTION::LEIM},
-    {"LEIM_FIRST_STAGE", PB::MUX_DESCRIPTION::LEIM},
-    {"LONG1", PB::MUX_DESCRIPTION::WM},
-    {"CLOCK_SEGMENT", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"CLKMUX", PB::MUX_DESCRIPTION::GLOBAL_LOCAL_SEL},
-    {"sb", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"sb_bi", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"sb_buf", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"sbmux_sp", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"sbmux_np", PB::MUX_DESCRIPTION::CLOCK_SEGMENT},
-    {"cs", PB::MUX_DESCRIPTION::CLOCK_SPINE},
-    {"vseam", PB::MUX_DESCRIPTION::CLOCK_SEGMENT_TAP},
-    {"vseam_bidir", PB::MUX_DESCRIPTION::CLOCK_SEGMENT_TAP},
-    {"hseam", PB::MUX_DESCRIPTION::HORIZONTAL_CLOCK_SEGMENT},
-    {"rc", PB::MUX_DESCRIPTION::SCLK_TO_ROWCLK_BUF},
-    {"dcm", PB::MUX_DESCRIPTION::CC_DCM_GMUX_RE},
-    {"CC_DCM_GMUX_RE", PB::MUX_DESCRIPTION::CC_DCM_GMUX_RE},
-    {"HIPI", PB::MUX_DESCRIPTION::HIPI_LATCH},
-    {"HIPI_LATCH", PB::MUX_DESCRIPTION::HIPI_LATCH},
-    {"TMUX", PB::MUX_DESCRIPTION::HIPI_T_MUX},
-    {"PMUX", PB::MUX_DESCRIPTION::HIPI_P_MUX},
-    {"MMUX", PB::MUX_DESCRIPTION::HIPI_M_MUX},
-    {"RED", PB::MUX_DESCRIPTION::UNKNOWN},
-    {"FRZBUF", PB::MUX_DESCRIPTION::UNKNOWN},
-    {"RPI", PB::MUX_DESCRIPTION::UNKNOWN},
-    {"TRI_DRV", PB::MUX_DESCRIPTION::UNKNOWN},
-    {"dft", PB::MUX_DESCRIPTION::UNKNOWN},
-};
 
 bool contains(const std::string& s, const char* part) {
     return s.find(part) != std::string::npos;
@@ -203,13 +170,9 @@ std::string bit(const std::string& base, int i, int width) {
 
 }  // namespace
 
+// The translator's own naming table, so that the generator's descriptions can never drift from it.
 bool dg_mux_type(const std::string& name, PB::MUX_DESCRIPTION::MUXTYPE& type) {
-    for (const auto& e : NAMING)
-        if (name == e.first) {
-            type = e.second;
-            return true;
-        }
-    return false;
+    return nlg_find_re_type(name, type);
 }
 
 std::string dg_mux_type_name(int type) {
