@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "devgen/devgen_digest.h"
 #include "devgen/devgen_files.h"
 
 namespace DEVGEN {
@@ -14,46 +15,9 @@ std::string level_name(const PB::ICDB::MODULE& r) {
     return r.has_level() ? PB::ICDB::MODULE::LEVEL_Name(r.level()) : "-";
 }
 
-std::string flag(bool has, bool value) {
-    return has ? (value ? "1" : "0") : "-";
-}
-
-std::string mux_line(const PB::ICDB::MODULE::MUX_DESC& d) {
-    std::ostringstream s;
-    s << " template=" << flag(d.has_is_template(), d.is_template())
-      << " type=" << (d.has_mux_type() ? dg_mux_type_name(d.mux_type()) : "-")
-      << " length=" << (d.has_length() ? std::to_string(d.length()) : "-")
-      << " dir=" << (d.has_dir() ? PB::ICDB::NET::DIRECTION_Name(d.dir()) : "-")
-      << " first=" << flag(d.has_is_first_stage(), d.is_first_stage())
-      << " hipi=" << (d.has_hipi_mux_type() ? dg_mux_type_name(d.hipi_mux_type()) : "-");
-    return s.str();
-}
-
 std::vector<std::string> path_lines(const DG_MODULE& m) {
-    const PB::ICDB::MODULE& r = m.m_record;
-    std::vector<std::string> lines;
-    for (int k = 0; k < r.paths_size(); ++k) {
-        const PB::ICDB::MODULE::PATH& p = r.paths(k);
-        std::ostringstream s;
-        s << "  path " << m.m_ports[static_cast<size_t>(p.in())].m_name << " -> "
-          << m.m_ports[static_cast<size_t>(p.out())].m_name
-          << " hipi=" << flag(p.has_is_hipi_path(), p.is_hipi_path());
-        for (const PB::ICDB::MODULE::SETTINGS& set : r.settings()) {
-            if (static_cast<int>(set.path_index()) != k) continue;
-            std::vector<std::string> values;
-            for (const PB::ICDB::MODULE::SETTING& v : set.setting()) {
-                std::string sub;
-                for (const std::string& n : r.subpaths(static_cast<int>(v.subpath_index())).name())
-                    sub += (sub.empty() ? "" : "/") + n;
-                values.push_back(sub + "=" + v.value());
-            }
-            std::sort(values.begin(), values.end());
-            for (const std::string& v : values) s << " " << v;
-        }
-        lines.push_back(s.str());
-    }
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    return dg_digest_path_lines(m.m_record,
+                                [&m](int i) { return m.m_ports[static_cast<size_t>(i)].m_name; });
 }
 
 std::string port_line(const DG_PORT& p) {
@@ -62,10 +26,10 @@ std::string port_line(const DG_PORT& p) {
     s << "  port " << p.m_name << " re=" << (r.has_re_name() ? dg_mux_type_name(r.re_name()) : "-")
       << " index=" << (r.has_re_index() ? std::to_string(r.re_index()) : "-")
       << " logical=" << (p.m_logical_name.empty() ? "-" : p.m_logical_name)
-      << " inserted=" << flag(r.has_is_inserted_re(), r.is_inserted_re())
-      << " route=" << flag(r.has_is_route_type_normal(), r.is_route_type_normal())
+      << " inserted=" << dg_digest_flag(r.has_is_inserted_re(), r.is_inserted_re())
+      << " route=" << dg_digest_flag(r.has_is_route_type_normal(), r.is_route_type_normal())
       << " merge=" << (r.has_merge_type() ? PB::ICDB::APORT::MERGE_TYPE_Name(r.merge_type()) : "-")
-      << " primary=" << flag(r.has_is_primary_port(), r.is_primary_port()) << " flyover="
+      << " primary=" << dg_digest_flag(r.has_is_primary_port(), r.is_primary_port()) << " flyover="
       << (r.has_spare_row_flyover_out() ? std::to_string(r.spare_row_flyover_out()) : "-");
     return s.str();
 }
@@ -78,12 +42,12 @@ void write_view(const std::string& view, const DG_NETLIST& n, std::ostream& out)
     for (const DG_MODULE* m : modules) {
         const PB::ICDB::MODULE& r = m->m_record;
         out << view << " module " << m->m_name << " level=" << level_name(r)
-            << " routing=" << flag(r.has_is_routing(), r.is_routing())
+            << " routing=" << dg_digest_flag(r.has_is_routing(), r.is_routing())
             << " logical=" << (m->m_logical_name.empty() ? "-" : m->m_logical_name) << "/"
             << (m->m_logical_impl.empty() ? "-" : m->m_logical_impl) << " size=" << r.pnr_height()
             << "x" << r.pnr_width()
-            << " re_ports=" << flag(r.has_has_port_with_re(), r.has_port_with_re());
-        if (r.has_mux_desc()) out << mux_line(r.mux_desc());
+            << " re_ports=" << dg_digest_flag(r.has_has_port_with_re(), r.has_port_with_re());
+        if (r.has_mux_desc()) out << dg_digest_mux_line(r.mux_desc());
         out << "\n";
         for (const std::string& line : path_lines(*m)) out << line << "\n";
         std::vector<std::string> ports;
@@ -99,7 +63,7 @@ void write_view(const std::string& view, const DG_NETLIST& n, std::ostream& out)
             if (i.m_record.has_pnr_x())
                 s << " at=" << i.m_record.pnr_x() << "," << i.m_record.pnr_y() << ","
                   << i.m_record.pnr_z();
-            if (i.m_record.has_mux_desc()) s << mux_line(i.m_record.mux_desc());
+            if (i.m_record.has_mux_desc()) s << dg_digest_mux_line(i.m_record.mux_desc());
             instances.push_back(s.str());
         }
         std::sort(instances.begin(), instances.end());

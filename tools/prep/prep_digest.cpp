@@ -7,13 +7,10 @@
 #include <vector>
 
 #include "ann/annss.h"
+#include "devgen/devgen_digest.h"
 #include "nlg_igraph.h"
 
 namespace {
-
-std::string flag(bool has, bool value) {
-    return has ? (value ? "1" : "0") : "-";
-}
 
 std::string symbol_text(bool has, const PB::SYMBOL& symbol) {
     return has ? NS_SYMBOL::SYM(symbol.value()).get_name() : "-";
@@ -23,17 +20,6 @@ std::string mux_type(int type) {
     return PB::MUX_DESCRIPTION::MUXTYPE_Name(static_cast<PB::MUX_DESCRIPTION::MUXTYPE>(type));
 }
 
-std::string mux_line(const PB::ICDB::MODULE::MUX_DESC& d) {
-    std::ostringstream s;
-    s << " template=" << flag(d.has_is_template(), d.is_template())
-      << " type=" << (d.has_mux_type() ? mux_type(d.mux_type()) : "-")
-      << " length=" << (d.has_length() ? std::to_string(d.length()) : "-")
-      << " dir=" << (d.has_dir() ? PB::ICDB::NET::DIRECTION_Name(d.dir()) : "-")
-      << " first=" << flag(d.has_is_first_stage(), d.is_first_stage())
-      << " hipi=" << (d.has_hipi_mux_type() ? mux_type(d.hipi_mux_type()) : "-");
-    return s.str();
-}
-
 std::string port_name(const NLG_IMODULE& m, int32_t index) {
     return index >= 0 && static_cast<uint32_t>(index) < m.get_num_ports()
                ? m.get_port(index)->get_name().get_name()
@@ -41,28 +27,7 @@ std::string port_name(const NLG_IMODULE& m, int32_t index) {
 }
 
 std::vector<std::string> path_lines(const NLG_IMODULE& m, const PB::ICDB::MODULE& r) {
-    std::vector<std::string> lines;
-    for (int k = 0; k < r.paths_size(); ++k) {
-        const PB::ICDB::MODULE::PATH& p = r.paths(k);
-        std::ostringstream s;
-        s << "  path " << port_name(m, p.in()) << " -> " << port_name(m, p.out())
-          << " hipi=" << flag(p.has_is_hipi_path(), p.is_hipi_path());
-        for (const PB::ICDB::MODULE::SETTINGS& set : r.settings()) {
-            if (static_cast<int>(set.path_index()) != k) continue;
-            std::vector<std::string> values;
-            for (const PB::ICDB::MODULE::SETTING& v : set.setting()) {
-                std::string sub;
-                for (const std::string& n : r.subpaths(static_cast<int>(v.subpath_index())).name())
-                    sub += (sub.empty() ? "" : "/") + n;
-                values.push_back(sub + "=" + v.value());
-            }
-            std::sort(values.begin(), values.end());
-            for (const std::string& v : values) s << " " << v;
-        }
-        lines.push_back(s.str());
-    }
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    return DEVGEN::dg_digest_path_lines(r, [&m](int i) { return port_name(m, i); });
 }
 
 std::string port_line(const std::string& name, const PB::ICDB::APORT& r) {
@@ -70,10 +35,11 @@ std::string port_line(const std::string& name, const PB::ICDB::APORT& r) {
     s << "  port " << name << " re=" << (r.has_re_name() ? mux_type(r.re_name()) : "-")
       << " index=" << (r.has_re_index() ? std::to_string(r.re_index()) : "-")
       << " logical=" << symbol_text(r.has_logical_name(), r.logical_name())
-      << " inserted=" << flag(r.has_is_inserted_re(), r.is_inserted_re())
-      << " route=" << flag(r.has_is_route_type_normal(), r.is_route_type_normal())
+      << " inserted=" << DEVGEN::dg_digest_flag(r.has_is_inserted_re(), r.is_inserted_re())
+      << " route=" << DEVGEN::dg_digest_flag(r.has_is_route_type_normal(), r.is_route_type_normal())
       << " merge=" << (r.has_merge_type() ? PB::ICDB::APORT::MERGE_TYPE_Name(r.merge_type()) : "-")
-      << " primary=" << flag(r.has_is_primary_port(), r.is_primary_port()) << " flyover="
+      << " primary=" << DEVGEN::dg_digest_flag(r.has_is_primary_port(), r.is_primary_port())
+      << " flyover="
       << (r.has_spare_row_flyover_out() ? std::to_string(r.spare_row_flyover_out()) : "-");
     return s.str();
 }
@@ -83,11 +49,12 @@ void write_module(const std::string& view, const NLG_IMODULE& m, NLG_ICDB_ANNS& 
     const PB::ICDB::MODULE& r = icdb.get_module(m);
     out << view << " module " << m.get_name().get_name()
         << " level=" << (r.has_level() ? PB::ICDB::MODULE::LEVEL_Name(r.level()) : "-")
-        << " routing=" << flag(r.has_is_routing(), r.is_routing())
+        << " routing=" << DEVGEN::dg_digest_flag(r.has_is_routing(), r.is_routing())
         << " logical=" << symbol_text(r.has_logical_name(), r.logical_name()) << "/"
         << symbol_text(r.has_logical_impl(), r.logical_impl()) << " size=" << r.pnr_height() << "x"
-        << r.pnr_width() << " re_ports=" << flag(r.has_has_port_with_re(), r.has_port_with_re());
-    if (r.has_mux_desc()) out << mux_line(r.mux_desc());
+        << r.pnr_width()
+        << " re_ports=" << DEVGEN::dg_digest_flag(r.has_has_port_with_re(), r.has_port_with_re());
+    if (r.has_mux_desc()) out << DEVGEN::dg_digest_mux_line(r.mux_desc());
     out << "\n";
     for (const std::string& line : path_lines(m, r)) out << line << "\n";
     std::vector<std::string> lines;
@@ -106,7 +73,7 @@ void write_module(const std::string& view, const NLG_IMODULE& m, NLG_ICDB_ANNS& 
         std::ostringstream s;
         s << "  instance " << instance.get_name().get_name();
         if (ir.has_pnr_x()) s << " at=" << ir.pnr_x() << "," << ir.pnr_y() << "," << ir.pnr_z();
-        if (ir.has_mux_desc()) s << mux_line(ir.mux_desc());
+        if (ir.has_mux_desc()) s << DEVGEN::dg_digest_mux_line(ir.mux_desc());
         lines.push_back(s.str());
     }
     std::sort(lines.begin(), lines.end());
