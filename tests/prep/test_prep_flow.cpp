@@ -33,23 +33,10 @@
 #include "prep/prep_digest.h"
 #include "prep/prep_flow.h"
 #include "prep/prep_yosys.h"
+#include "test_scratch.h"
 #include "util/util_hierarchy.h"
 
 namespace {
-
-class SCRATCH {
-  public:
-    SCRATCH() {
-        char pattern[] = "/tmp/prep_flow_XXXXXX";
-        m_path = mkdtemp(pattern);
-    }
-    ~SCRATCH() { std::filesystem::remove_all(m_path); }
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
 
 // A graph and its annotations read back from files, as a run reads them.
 struct FILES {
@@ -148,8 +135,8 @@ bool have_yosys() {
 
 // A generated device's text files in one folder, its direct files in another.
 struct DEVICE {
-    SCRATCH m_prepared;
-    SCRATCH m_direct;
+    TEST_SCRATCH m_prepared;
+    TEST_SCRATCH m_direct;
 
     explicit DEVICE(const std::string& size = "tiny") {
         DEVGEN::DG_PARAMS params;
@@ -336,11 +323,11 @@ TEST(PrepFlow, MuxFileHasTheGeneratorsDescriptionsOfItsCells) {
 TEST(PrepFlow, BadInputIsOneLineNamingIt) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
     struct CASE {
-        std::function<void(const SCRATCH&)> m_break;
+        std::function<void(const TEST_SCRATCH&)> m_break;
         PREP_FLOW::STATUS m_status;
         std::string m_message;  // DIR stands for the folder
     };
-    auto replace = [](const SCRATCH& dir, const std::string& name, const std::string& from,
+    auto replace = [](const TEST_SCRATCH& dir, const std::string& name, const std::string& from,
                       const std::string& to) {
         std::ifstream in(dir.file(name));
         std::stringstream text;
@@ -352,19 +339,21 @@ TEST(PrepFlow, BadInputIsOneLineNamingIt) {
         std::ofstream(dir.file(name), std::ios::trunc) << s;
     };
     const std::vector<CASE> cases = {
-        {[](const SCRATCH& d) { std::filesystem::remove(d.file("insert_node.txt")); },
+        {[](const TEST_SCRATCH& d) { std::filesystem::remove(d.file("insert_node.txt")); },
          PREP_FLOW::UNREADABLE, "cannot read DIR/insert_node.txt"},
-        {[&](const SCRATCH& d) { replace(d, "rtl.v", "module sector", "module sector ("); },
+        {[&](const TEST_SCRATCH& d) { replace(d, "rtl.v", "module sector", "module sector ("); },
          PREP_FLOW::REJECTED,
          "yosys on DIR/rtl.v: rtl.v:22: ERROR: syntax error, unexpected TOK_ID, "
          "expecting TOK_USER_TYPE"},
-        {[&](const SCRATCH& d) {
+        {[&](const TEST_SCRATCH& d) {
              replace(d, "blc_data.pb.txt", "name: \"bin\"\n", "name: \"bin\"\n    width: 2\n");
          },
          PREP_FLOW::REJECTED,
          "DIR/blc.v: module LOGIC: port bin[0] of the 2-bit port bin of the block-level data is "
          "not in the netlist"},
-        {[&](const SCRATCH& d) { replace(d, "placements.pb.txt", "sec0/t_x0_y0/io", "sec0/nope"); },
+        {[&](const TEST_SCRATCH& d) {
+             replace(d, "placements.pb.txt", "sec0/t_x0_y0/io", "sec0/nope");
+         },
          PREP_FLOW::REJECTED, "DIR/placements.pb.txt:2: module sector has no instance nope"},
     };
     for (const CASE& c : cases) {
