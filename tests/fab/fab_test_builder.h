@@ -19,6 +19,11 @@ namespace FAB_TEST {
 
 using PB::MUX_DESCRIPTION;
 
+// The HIPI shadow types: a shadow shares its mux output's place.
+inline bool is_shadow(uint32_t type) {
+    return type >= MUX_DESCRIPTION::HIPI_M_MUX && type <= MUX_DESCRIPTION::HIPI_LATCH;
+}
+
 // Keeps what a test compares: node lines and edges by kind, and the call sequence.
 class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
   public:

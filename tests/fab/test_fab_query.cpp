@@ -2,12 +2,12 @@
 // bad questions answered without stopping, a file that does not read named by its section.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
+#include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
+#include "test_scratch.h"
 #include "translate_fixture.h"
 
 namespace {
@@ -28,30 +28,25 @@ RUN run(const std::string& arguments) {
     return result;
 }
 
-std::string write_file(const std::string& name, const std::string& bytes) {
-    const std::string path = testing::TempDir() + name + std::to_string(getpid());
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-}
-
 }  // namespace
 
 TEST(FabQuery, AnswersEachLineAndNamesTheSectionOfABadFile) {
     TEST_TRANSLATE::SMALL_DB db;
+    TEST_SCRATCH dir("fab_query");
     std::ostringstream bytes(std::ios::out | std::ios::binary);
     ASSERT_TRUE(db.m_translate->write(bytes, UTIL::PB_BIN));
-    const std::string file = write_file("small.db", bytes.str());
-    const std::string queries = write_file("queries.txt",
-                                           "gid BLK_RE:X0Y0Z0I2\n"
-                                           "gid BLK_RE:X0Y0Z0I9\n"
-                                           "gid nonsense\n"
-                                           "node /s0/b0:in0\n"
-                                           "node /s0:p\n"
-                                           "node /s0/nowhere\n"
-                                           "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I2\n"
-                                           "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I1\n"
-                                           "what\n"
-                                           "stats\n");
+    const std::string file = dir.write("small.db", bytes.str());
+    const std::string queries = dir.write("queries.txt",
+                                          "gid BLK_RE:X0Y0Z0I2\n"
+                                          "gid BLK_RE:X0Y0Z0I9\n"
+                                          "gid nonsense\n"
+                                          "node /s0/b0:in0\n"
+                                          "node /s0:p\n"
+                                          "node /s0/nowhere\n"
+                                          "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I2\n"
+                                          "edge BLK_RE:X0Y0Z0I0 BLK_RE:X0Y0Z0I1\n"
+                                          "what\n"
+                                          "stats\n");
     const RUN r = run(file + " < " + queries);
     EXPECT_EQ(r.status, 0) << r.out;
     const std::string o = std::to_string(db.node("s0/b0/m0:y"));
@@ -80,15 +75,12 @@ TEST(FabQuery, AnswersEachLineAndNamesTheSectionOfABadFile) {
     EXPECT_NE(run(file + " node /s0/b1:in1").out.find("node /s0/b1:in1: node="), std::string::npos);
 
     const std::string& whole = bytes.str();
-    const RUN cut = run(write_file("cut.db", whole.substr(0, whole.size() / 3)));
+    const RUN cut = run(dir.write("cut.db", whole.substr(0, whole.size() / 3)));
     EXPECT_EQ(cut.status, 1) << cut.out;
     EXPECT_NE(cut.out.find("Failed read of"), std::string::npos) << cut.out;
-    const RUN tail = run(write_file("tail.db", whole.substr(0, whole.size() - 3)));
+    const RUN tail = run(dir.write("tail.db", whole.substr(0, whole.size() - 3)));
     EXPECT_EQ(tail.status, 1) << tail.out;
     EXPECT_NE(tail.out.find("IE "), std::string::npos) << tail.out;
     EXPECT_EQ(run("/nonexistent/db").status, 2);
     EXPECT_EQ(run("--format xml " + file).status, 2);
-    for (const char* name : {"small.db", "queries.txt", "cut.db", "tail.db"}) {
-        std::remove((testing::TempDir() + name + std::to_string(getpid())).c_str());
-    }
 }

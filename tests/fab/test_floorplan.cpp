@@ -2,31 +2,27 @@
 // modules, ports, instances and grid; the same run as a listing of the protocol calls; the
 // generator's edge cases and fatal texts.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
-#include "devgen/devgen_device.h"
-#include "devgen/devgen_direct.h"
+#include "device_files.h"
 #include "fab/fab_serializer.h"
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
 #include "floorplan_svg.h"
-#include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_test_util.h"
 
 namespace {
 
 using FAB_TEST::DEVICE;
 
-// The run object after reading the four files of a device, as a caller would.
+// The run object after reading the four files of the small device, as a caller would.
 struct RUN {
     std::unique_ptr<FAB::API> api{fab_create(nullptr, nullptr, false)};
     FAB_IMPL& impl() { return static_cast<FAB_IMPL&>(*api); }
@@ -35,54 +31,19 @@ struct RUN {
         DEVICE d;
         FAB_TEST::build(d);
         if (change) change(d);
-        NLG_TESSEL tessel;
-        std::stringstream rtl, rtl_ann, blc, blc_ann;
-        EXPECT_TRUE(tessel.write_graph(d.rtl.get(), rtl, TESSEL_API::FORMAT_PB_BIN));
-        EXPECT_TRUE(tessel.write_annss(d.rtl_annss.get(), rtl_ann, TESSEL_API::FORMAT_PB_BIN));
-        EXPECT_TRUE(tessel.write_graph(d.blc.get(), blc, TESSEL_API::FORMAT_PB_BIN));
-        EXPECT_TRUE(tessel.write_annss(d.blc_annss.get(), blc_ann, TESSEL_API::FORMAT_PB_BIN));
-        api->read_rtl_graph(rtl);
-        api->read_rtl_annotation(rtl_ann);
-        api->read_blc_graph(blc);
-        api->read_blc_annotation(blc_ann);
+        FAB_TEST::read_views(*api, *d.rtl, *d.rtl_annss, *d.blc, *d.blc_annss);
     }
 };
 
-// One line per module, port and instance; an instance names its definition by index.
-std::string table(FAB::FLOORPLAN& fp) {
-    std::ostringstream os;
-    os << "grid " << fp.get_columns() << "x" << fp.get_rows() << "\n";
-    for (int32_t m = 0; m < fp.get_n_modules(); ++m) {
-        FAB::FLOORPLAN::MODULE& module = fp.get_module(m);
-        os << m << " " << module.get_logical_name() << " " << module.get_logical_impl() << " "
-           << module.get_pnr_width() << "x" << module.get_pnr_height() << "\n";
-        for (int32_t p = 0; p < module.get_n_ports(); ++p) {
-            FAB::FLOORPLAN::MODULE_PORT& port = module.get_port(p);
-            os << "  port " << port.get_name().str() << " " << port.get_direction() << " "
-               << port.is_route_type_normal() << "\n";
-        }
-        for (int32_t i = 0; i < module.get_n_instances(); ++i) {
-            FAB::FLOORPLAN::INSTANCE& inst = module.get_instance(i);
-            int32_t definition = -1;
-            for (int32_t k = 0; k < fp.get_n_modules(); ++k)
-                if (&fp.get_module(k) == &inst.get_module()) definition = k;
-            int32_t x, y, z;
-            float px, py;
-            inst.get_location(x, y, z);
-            inst.get_physical_location(px, py);
-            os << "  inst " << inst.get_name().str() << " -> " << definition << " (" << x << ","
-               << y << "," << z << ") (" << px << "," << py << ") '" << inst.get_uid() << "'\n";
-        }
-    }
-    return os.str();
-}
-
-TEST(Floorplan, SmallDeviceTable) {
+// The floorplan of the small device, and the same run as a listing of the protocol calls.
+TEST(Floorplan, SmallDeviceTableAndProtocolListing) {
     RUN run;
+    std::ostringstream trace;
+    run.impl().set_floorplan_trace(&trace);
     std::unique_ptr<FAB::FLOORPLAN> fp(run.api->create_floorplan());
     // Module 0 is the device with the placed non-routing blocks (the spare tile's and the
     // routing blocks are absent); then every block-level module but the primitive mux.
-    EXPECT_EQ(table(*fp),
+    EXPECT_EQ(FAB_TEST::floorplan_text(*fp),
               "grid 2x5\n"
               "0 - - 0x0\n"
               "  inst lg -> 1 (1,0,0) (12.5,0) 'LOGIC_X1Y0'\n"
@@ -107,60 +68,29 @@ TEST(Floorplan, SmallDeviceTable) {
     EXPECT_EQ(g_max_y, 4);
     // The run keeps the pieces it made; a second floorplan is refused.
     EXPECT_FATAL(run.api->create_floorplan(), "m_instance_tree == NULL");
-}
-
-TEST(Floorplan, ProtocolListing) {
-    RUN run;
-    std::ostringstream trace;
-    run.impl().set_floorplan_trace(&trace);
-    std::unique_ptr<FAB::FLOORPLAN> fp(run.api->create_floorplan());
     EXPECT_EQ(trace.str(),
-              "begin serialize()\n"
-              "module_defs_begin(5)\n"
+              "begin serialize()\nmodule_defs_begin(5)\n"
               "add_module_def(top, -, -)\n"
-              "add_module_def(LOGIC, LOGIC, DEFAULT)\n"
-              "module_ports_begin(2)\n"
-              "add_module_port(datain, 1)\n"
-              "add_module_port(out, 0)\n"
-              "module_ports_end()\n"
-              "add_module_def(IO__-, IO, -)\n"
-              "module_ports_begin(1)\n"
-              "add_module_port(pad, 0)\n"
-              "module_ports_end()\n"
-              "add_module_def(CELL, CELL, DEFAULT)\n"
-              "module_ports_begin(2)\n"
-              "add_module_port(a, 0)\n"
-              "add_module_port(q, 1)\n"
-              "module_ports_end()\n"
-              "add_module_def(SUB, SUB, DEFAULT)\n"
-              "module_ports_begin(0)\n"
-              "module_ports_end()\n"
-              "module_defs_end()\n"
-              "module_bodies_begin(5)\n"
-              "add_module_body(0)\n"
-              "module_instances_begin(3)\n"
+              "add_module_def(LOGIC, LOGIC, DEFAULT)\nmodule_ports_begin(2)\n"
+              "add_module_port(datain, 1)\nadd_module_port(out, 0)\nmodule_ports_end()\n"
+              "add_module_def(IO__-, IO, -)\nmodule_ports_begin(1)\n"
+              "add_module_port(pad, 0)\nmodule_ports_end()\n"
+              "add_module_def(CELL, CELL, DEFAULT)\nmodule_ports_begin(2)\n"
+              "add_module_port(a, 0)\nadd_module_port(q, 1)\nmodule_ports_end()\n"
+              "add_module_def(SUB, SUB, DEFAULT)\nmodule_ports_begin(0)\nmodule_ports_end()\n"
+              "module_defs_end()\nmodule_bodies_begin(5)\n"
+              "add_module_body(0)\nmodule_instances_begin(3)\n"
               "add_rtl_module_instance(lg, LOGIC, DEFAULT, 1, 0, 0, 12.5, 0, LOGIC_X1Y0)\n"
               "add_rtl_module_instance(lg, LOGIC, DEFAULT, 1, 3, 0, 12.5, 60, )\n"
-              "add_rtl_module_instance(io0, IO, -, 0, 1, 0, 0, 20, )\n"
-              "module_instances_end()\n"
-              "add_module_body(1)\n"
-              "module_instances_begin(3)\n"
-              "add_blc_module_instance(c0, 0, 0, 0)\n"
-              "add_blc_module_instance(c1, 0, 1, 1)\n"
-              "add_blc_module_instance(c2, -1, -1, -1)\n"
-              "module_instances_end()\n"
-              "add_module_body(2)\n"
-              "module_instances_begin(0)\n"
-              "module_instances_end()\n"
-              "add_module_body(3)\n"
-              "module_instances_begin(1)\n"
-              "add_blc_module_instance(s, 1, 0, 0)\n"
-              "module_instances_end()\n"
-              "add_module_body(4)\n"
-              "module_instances_begin(0)\n"
-              "module_instances_end()\n"
-              "module_bodies_end()\n"
-              "end serialize()\n");
+              "add_rtl_module_instance(io0, IO, -, 0, 1, 0, 0, 20, )\nmodule_instances_end()\n"
+              "add_module_body(1)\nmodule_instances_begin(3)\n"
+              "add_blc_module_instance(c0, 0, 0, 0)\nadd_blc_module_instance(c1, 0, 1, 1)\n"
+              "add_blc_module_instance(c2, -1, -1, -1)\nmodule_instances_end()\n"
+              "add_module_body(2)\nmodule_instances_begin(0)\nmodule_instances_end()\n"
+              "add_module_body(3)\nmodule_instances_begin(1)\n"
+              "add_blc_module_instance(s, 1, 0, 0)\nmodule_instances_end()\n"
+              "add_module_body(4)\nmodule_instances_begin(0)\nmodule_instances_end()\n"
+              "module_bodies_end()\nend serialize()\n");
 }
 
 TEST(Floorplan, UnplacedBlockKeepsUnknownPlaceAndLeavesTheGrid) {
@@ -173,17 +103,13 @@ TEST(Floorplan, UnplacedBlockKeepsUnknownPlaceAndLeavesTheGrid) {
             if (entries->Get(k).node() == io0) entries->DeleteSubrange(k, 1);
     });
     std::unique_ptr<FAB::FLOORPLAN> fp(run.api->create_floorplan());
-    FAB::FLOORPLAN::INSTANCE& io0 = fp->get_module(0).get_instance(2);
-    int32_t x, y, z;
-    float px, py;
-    io0.get_location(x, y, z);
-    io0.get_physical_location(px, py);
-    EXPECT_EQ(io0.get_name().str(), "io0");
-    EXPECT_EQ(std::vector<int32_t>({x, y, z}), std::vector<int32_t>({-1, -1, -1}));
-    EXPECT_EQ(px, -1.0f);
-    EXPECT_EQ(py, -1.0f);
-    EXPECT_EQ(fp->get_columns(), 2u);
-    EXPECT_EQ(fp->get_rows(), 5u);
+    RUN placed;
+    std::unique_ptr<FAB::FLOORPLAN> all(placed.api->create_floorplan());
+    std::string expected = FAB_TEST::floorplan_text(*all);
+    const std::string io0 = "inst io0 -> 2 (0,1,0) (0,20)";
+    ASSERT_NE(expected.find(io0), std::string::npos);
+    expected.replace(expected.find(io0), io0.size(), "inst io0 -> 2 (-1,-1,-1) (-1,-1)");
+    EXPECT_EQ(FAB_TEST::floorplan_text(*fp), expected);
 }
 
 // Well-formedness of the small XML the picture uses: balanced, properly nested elements with
@@ -236,36 +162,26 @@ std::string unknown_block(const char* name, const char* impl) {
 }
 
 TEST(Floorplan, BadDevicesEndWithTheirTexts) {
-    // Nothing read yet.
-    {
-        std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
-        EXPECT_FATAL(api->create_floorplan(), "m_rtl_graph");
-    }
-    // A placed block without a logical name.
-    {
-        RUN run([](DEVICE& d) { d.rtl_module("logic_blk").clear_logical_name(); });
-        EXPECT_FATAL(run.api->create_floorplan(), unknown_block("UNKNOWN", "DEFAULT"));
-    }
-    // A placed block whose pair names no block-level module.
-    {
-        RUN run([](DEVICE& d) {
-            d.rtl_module("io_blk").mutable_logical_impl()->set_value(
-                d.rtl->get_symbol_table()->add("FAST").get_value());
-        });
-        EXPECT_FATAL(run.api->create_floorplan(),
-                     "module def has not been possessed. name:IO__FAST");
-    }
-    // A block-level module without its pair, and one not named after its key.
-    {
-        RUN run([](DEVICE& d) { d.blc_module("SUB").clear_logical_impl(); });
-        EXPECT_FATAL(run.api->create_floorplan(), unknown_block("SUB", "UNKNOWN"));
-    }
-    {
-        RUN run([](DEVICE& d) {
-            d.blc_module("CELL").mutable_logical_name()->set_value(
-                d.blc->get_symbol_table()->add("CELLX").get_value());
-        });
-        EXPECT_FATAL(run.api->create_floorplan(), "module def has not been possessed. name:CELL");
+    std::unique_ptr<FAB::API> none(fab_create(nullptr, nullptr, false));
+    EXPECT_FATAL(none->create_floorplan(), "m_rtl_graph");  // nothing read yet
+    auto rename = [](NLG_GRAPH& g, PB::SYMBOL* symbol, const char* text) {
+        symbol->set_value(g.get_symbol_table()->add(text).get_value());
+    };
+    const std::vector<std::pair<std::function<void(DEVICE&)>, std::string>> cases = {
+        // A placed block without a logical name; one whose pair names no block-level module.
+        {[](DEVICE& d) { d.rtl_module("logic_blk").clear_logical_name(); },
+         unknown_block("UNKNOWN", "DEFAULT")},
+        {[&](DEVICE& d) { rename(*d.rtl, d.rtl_module("io_blk").mutable_logical_impl(), "FAST"); },
+         "module def has not been possessed. name:IO__FAST"},
+        // A block-level module without its pair, and one not named after its key.
+        {[](DEVICE& d) { d.blc_module("SUB").clear_logical_impl(); },
+         unknown_block("SUB", "UNKNOWN")},
+        {[&](DEVICE& d) { rename(*d.blc, d.blc_module("CELL").mutable_logical_name(), "CELLX"); },
+         "module def has not been possessed. name:CELL"},
+    };
+    for (const auto& [change, text] : cases) {
+        RUN run(change);
+        EXPECT_FATAL(run.api->create_floorplan(), text);
     }
 }
 
@@ -365,25 +281,11 @@ TEST(FloorplanGenerator, FatalTexts) {
 // lies inside it where the generator put it, and every instance points at a definition of the
 // floorplan that carries its name.
 TEST(Floorplan, GeneratedDeviceInvariants) {
-    DEVGEN::DG_PARAMS params;
-    ASSERT_TRUE(DEVGEN::dg_preset("tiny", params));
-    DEVGEN::DG_DEVICE device(params);
-    const std::string dir =
-        (std::filesystem::temp_directory_path() / ("floorplan_sweep_" + std::to_string(::getpid())))
-            .string();
-    std::filesystem::create_directories(dir);
-    std::string error;
-    ASSERT_TRUE(DEVGEN::dg_write_direct(device, dir, error)) << error;
-
+    FAB_TEST::DEVICE_FILES files("tiny");
+    const DEVGEN::DG_DEVICE& device = files.m_device;
     std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
-    std::ifstream rtl(dir + "/rtl.graph"), rtl_ann(dir + "/rtl.ann");
-    std::ifstream blc(dir + "/blc.graph"), blc_ann(dir + "/blc.ann");
-    api->read_rtl_graph(rtl);
-    api->read_rtl_annotation(rtl_ann);
-    api->read_blc_graph(blc);
-    api->read_blc_annotation(blc_ann);
+    FAB_TEST::read_run_files(*api, files.m_direct.path());
     std::unique_ptr<FAB::FLOORPLAN> fp(api->create_floorplan());
-    std::filesystem::remove_all(dir);
 
     ASSERT_EQ(fp->get_columns(), static_cast<uint32_t>(device.grid_cols()));
     ASSERT_EQ(fp->get_rows(), static_cast<uint32_t>(device.grid_rows()));
@@ -403,9 +305,7 @@ TEST(Floorplan, GeneratedDeviceInvariants) {
         int32_t x, y, z;
         block.get_location(x, y, z);
         FAB::FLOORPLAN::MODULE& definition = block.get_module();
-        EXPECT_GE(x, 0);
-        EXPECT_GE(y, 0);
-        EXPECT_EQ(z, 0);
+        EXPECT_TRUE(x >= 0 && y >= 0 && z == 0) << x << "," << y << "," << z;
         EXPECT_LE(x + std::max(1, definition.get_pnr_width()) - 1, g_max_x);
         EXPECT_LE(y + std::max(1, definition.get_pnr_height()) - 1, g_max_y);
         auto found = expected.equal_range({x, y});
@@ -414,17 +314,10 @@ TEST(Floorplan, GeneratedDeviceInvariants) {
         ASSERT_NE(match, found.second) << "no placement at " << x << "," << y;
         expected.erase(match);
     }
-    // Every instance of a definition points at the definition named after its own module.
-    for (int32_t m = 0; m < fp->get_n_modules(); ++m) {
-        FAB::FLOORPLAN::MODULE& module = fp->get_module(m);
-        for (int32_t i = 0; i < module.get_n_instances(); ++i) {
-            FAB::FLOORPLAN::MODULE& definition = module.get_instance(i).get_module();
-            int32_t index = -1;
-            for (int32_t k = 1; k < fp->get_n_modules(); ++k)
-                if (&fp->get_module(k) == &definition) index = k;
-            EXPECT_GT(index, 0) << "instance " << i << " of module " << m;
-        }
-    }
+    // Every instance points at a definition of the floorplan other than the device.
+    const std::string text = FAB_TEST::floorplan_text(*fp);
+    EXPECT_EQ(text.find(" -> -1 "), std::string::npos) << text;
+    EXPECT_EQ(text.find(" -> 0 "), std::string::npos) << text;
 }
 
 }  // namespace

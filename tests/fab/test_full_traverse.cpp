@@ -59,110 +59,61 @@ struct WALK {
         EXPECT_EQ(walk.get_node(), 0u);
         return visitor.m_log.str();
     }
-    std::string node(const std::string& path) {
-        return std::to_string(FAB_TEST::node_of(*tree, path));
+    // `text` with every "{path}" replaced by the hierarchy node of that instance path.
+    std::string nodes_in(std::string text) {
+        for (size_t at; (at = text.find('{')) != std::string::npos;) {
+            const size_t end = text.find('}', at);
+            const std::string path = text.substr(at + 1, end - at - 1);
+            text.replace(at, end + 1 - at, std::to_string(FAB_TEST::node_of(*tree, path)));
+        }
+        return text;
     }
 };
 
 // One block's inside: c0 at the block's place, c1 one row up and one layer above, mx, and c2
 // without offsets adding nothing; each SUB one column right of its CELL.
 std::string logic_inside(int x, int y) {
-    auto at = [](int ax, int ay, int az) {
-        return std::to_string(ax) + "," + std::to_string(ay) + "," + std::to_string(az);
-    };
-    return "enter c0 3 -1 " + at(x, y, 0) + " in\n" + "enter s 4 -1 " + at(x + 1, y, 0) + " in\n" +
-           "exit s 4 -1 " + at(x + 1, y, 0) + " in\n" + "exit c0 3 -1 " + at(x, y, 0) + " in\n" +
-           "enter c1 3 -1 " + at(x, y + 1, 1) + " in\n" + "enter s 4 -1 " + at(x + 1, y + 1, 1) +
-           " in\n" + "exit s 4 -1 " + at(x + 1, y + 1, 1) + " in\n" + "exit c1 3 -1 " +
-           at(x, y + 1, 1) + " in\n" + "enter mx 3 -1 " + at(x, y, 0) + " in\n" + "exit mx 3 -1 " +
-           at(x, y, 0) + " in\n" + "enter c2 3 -1 " + at(x, y, 0) + " in\n" + "enter s 4 -1 " +
-           at(x + 1, y, 0) + " in\n" + "exit s 4 -1 " + at(x + 1, y, 0) + " in\n" +
-           "exit c2 3 -1 " + at(x, y, 0) + " in\n";
+    std::string text =
+        "blc\n"
+        "enter c0 3 -1 X,Y,0 in\nenter s 4 -1 X+,Y,0 in\nexit s 4 -1 X+,Y,0 in\n"
+        "exit c0 3 -1 X,Y,0 in\n"
+        "enter c1 3 -1 X,Y+,1 in\nenter s 4 -1 X+,Y+,1 in\nexit s 4 -1 X+,Y+,1 in\n"
+        "exit c1 3 -1 X,Y+,1 in\n"
+        "enter mx 3 -1 X,Y,0 in\nexit mx 3 -1 X,Y,0 in\n"
+        "enter c2 3 -1 X,Y,0 in\nenter s 4 -1 X+,Y,0 in\nexit s 4 -1 X+,Y,0 in\n"
+        "exit c2 3 -1 X,Y,0 in\n"
+        "rtl\n";
+    for (const auto& [key, value] : {std::make_pair("X+", x + 1), std::make_pair("Y+", y + 1),
+                                     std::make_pair("X", x), std::make_pair("Y", y)})
+        for (size_t at; (at = text.find(key)) != std::string::npos;)
+            text.replace(at, std::string(key).size(), std::to_string(value));
+    return text;
 }
 
+// The block variant sees the blocks and their insides only; the full walk also the tiles, the
+// routing blocks and their plain instances, with their nodes. The spare tile is walked, its
+// blocks are cut off whole.
 TEST(FullTraverse, WalksBothViewsWithNodesAndRunningLocation) {
     WALK w;
-    const std::string expected =
-        "rtl\n"
-        "enter t0 1 " +
-        w.node("t0") +
-        " 0,0,0\n"
-        "enter rt 2 " +
-        w.node("t0/rt") +
-        " 1,0,0\n"
-        "enter m 3 " +
-        w.node("t0/rt/m") +
-        " 1,0,0\n"
-        "exit m 3 " +
-        w.node("t0/rt/m") +
-        " 1,0,0\n"
-        "exit rt 2 " +
-        w.node("t0/rt") +
-        " 1,0,0\n"
-        "enter lg 2 -1 1,0,0\n"
-        "blc\n" +
-        logic_inside(1, 0) +
-        "rtl\n"
-        "exit lg 2 -1 1,0,0\n"
-        "exit t0 1 " +
-        w.node("t0") +
-        " 0,0,0\n"
-        // The spare tile is walked, its blocks are cut off whole.
-        "enter t1 1 " +
-        w.node("t1") +
-        " 0,0,0\n"
-        "exit t1 1 " +
-        w.node("t1") +
-        " 0,0,0\n"
-        "enter t2 1 " +
-        w.node("t2") +
-        " 0,0,0\n"
-        "enter rt 2 " +
-        w.node("t2/rt") +
-        " 1,3,0\n"
-        "enter m 3 " +
-        w.node("t2/rt/m") +
-        " 1,3,0\n"
-        "exit m 3 " +
-        w.node("t2/rt/m") +
-        " 1,3,0\n"
-        "exit rt 2 " +
-        w.node("t2/rt") +
-        " 1,3,0\n"
-        "enter lg 2 -1 1,3,0\n"
-        "blc\n" +
-        logic_inside(1, 3) +
-        "rtl\n"
-        "exit lg 2 -1 1,3,0\n"
-        "exit t2 1 " +
-        w.node("t2") +
-        " 0,0,0\n"
-        "enter io0 1 -1 0,1,0\n"
-        "blc\n"
-        "rtl\n"
-        "exit io0 1 -1 0,1,0\n";
-    EXPECT_EQ(w.run<FAB_FULL_TRAVERSE>(), expected);
-}
-
-TEST(FullTraverse, BlockVariantShowsOnlyTheBlocks) {
-    WALK w;
-    const std::string expected =
-        "rtl\n"
-        "enter lg 2 -1 1,0,0\n"
-        "blc\n" +
-        logic_inside(1, 0) +
-        "rtl\n"
-        "exit lg 2 -1 1,0,0\n"
-        "enter lg 2 -1 1,3,0\n"
-        "blc\n" +
-        logic_inside(1, 3) +
-        "rtl\n"
-        "exit lg 2 -1 1,3,0\n"
-        "enter io0 1 -1 0,1,0\n"
-        "blc\n"
-        "rtl\n"
-        "exit io0 1 -1 0,1,0\n";
-    EXPECT_EQ(w.run<FAB_FULL_TRAVERSE_BLC>(), expected);
+    const std::string blocks[] = {
+        "enter lg 2 -1 1,0,0\n" + logic_inside(1, 0) + "exit lg 2 -1 1,0,0\n",
+        "enter lg 2 -1 1,3,0\n" + logic_inside(1, 3) + "exit lg 2 -1 1,3,0\n",
+        "enter io0 1 -1 0,1,0\nblc\nrtl\nexit io0 1 -1 0,1,0\n"};
+    EXPECT_EQ(w.run<FAB_FULL_TRAVERSE_BLC>(), "rtl\n" + blocks[0] + blocks[1] + blocks[2]);
+    w.visitor.m_log.str("");
+    const std::string full =
+        w.nodes_in(
+            "rtl\nenter t0 1 {t0} 0,0,0\nenter rt 2 {t0/rt} 1,0,0\n"
+            "enter m 3 {t0/rt/m} 1,0,0\nexit m 3 {t0/rt/m} 1,0,0\n"
+            "exit rt 2 {t0/rt} 1,0,0\n") +
+        blocks[0] +
+        w.nodes_in(
+            "exit t0 1 {t0} 0,0,0\nenter t1 1 {t1} 0,0,0\nexit t1 1 {t1} 0,0,0\n"
+            "enter t2 1 {t2} 0,0,0\nenter rt 2 {t2/rt} 1,3,0\n"
+            "enter m 3 {t2/rt/m} 1,3,0\nexit m 3 {t2/rt/m} 1,3,0\n"
+            "exit rt 2 {t2/rt} 1,3,0\n") +
+        blocks[1] + w.nodes_in("exit t2 1 {t2} 0,0,0\n") + blocks[2];
+    EXPECT_EQ(w.run<FAB_FULL_TRAVERSE>(), full);
 }
 
 TEST(FullTraverse, PairsBlocksByLogicalName) {

@@ -10,8 +10,8 @@
 
 #include "translate_fixture.h"
 #include "util/util_hierarchy_serializable.h"
-#include "util/util_indent.h"
 
+using TEST_TRANSLATE::print_form;
 using TEST_TRANSLATE::SMALL_DB;
 
 namespace {
@@ -65,14 +65,6 @@ std::string answers(const SMALL_DB& db, FAB::TRANSLATE& t) {
         << name(t.get_mux_type_symbol(PB::MUX_DESCRIPTION::H)) << " unknown is "
         << name(t.get_mux_type_symbol(0)) << "\n";
     return out.str();
-}
-
-std::string print_form(const FAB::ITRANSLATE& t, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << t;
-    return os.str();
 }
 
 std::string written(FAB::TRANSLATE& t, uint32_t format) {

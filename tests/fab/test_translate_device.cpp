@@ -9,17 +9,16 @@
 #include <set>
 #include <sstream>
 
-#include "devgen/devgen_device.h"
 #include "devgen/devgen_direct.h"
+#include "device_files.h"
 #include "fab/fab_test_builder.h"
 #include "fab/fab_translate.h"
 #include "fab_api.h"
 #include "fab_floorplan_api.h"
 #include "fab_irouting_graph.h"
-#include "nlg/nlg_api_impl.h"
+#include "translate_fixture.h"
 #include "nlg/nlg_graph.h"
 #include "ann/annss.h"
-#include "util/util_indent.h"
 
 namespace {
 
@@ -109,25 +108,11 @@ struct TRANSLATED_RUN {
             delete m_translate;
             m_translate = m_builder.m_translate = nullptr;
         }
-        DEVGEN::DG_PARAMS params;
-        EXPECT_TRUE(DEVGEN::dg_preset(size, params));
-        DEVGEN::DG_DEVICE device(params);
+        DEVGEN::DG_DEVICE device(FAB_TEST::preset(size));
         m_designed = designed_settings(device.mux_descriptions());
-        std::stringstream rtl_graph, rtl_ann, blc_graph, blc_ann;
-        {
-            DEVGEN::DG_VIEW rtl = DEVGEN::dg_make_rtl(device);
-            DEVGEN::DG_VIEW blc = DEVGEN::dg_make_blc(device);
-            NLG_TESSEL tessel;
-            tessel.write_graph(rtl.m_graph.get(), rtl_graph, TESSEL_API::FORMAT_PB_BIN);
-            tessel.write_annss(rtl.m_annss.get(), rtl_ann, TESSEL_API::FORMAT_PB_BIN);
-            tessel.write_graph(blc.m_graph.get(), blc_graph, TESSEL_API::FORMAT_PB_BIN);
-            tessel.write_annss(blc.m_annss.get(), blc_ann, TESSEL_API::FORMAT_PB_BIN);
-        }
         m_api.reset(fab_create(nullptr, m_translate, false));
-        m_api->read_rtl_graph(rtl_graph);
-        m_api->read_rtl_annotation(rtl_ann);
-        m_api->read_blc_graph(blc_graph);
-        m_api->read_blc_annotation(blc_ann);
+        DEVGEN::DG_VIEW rtl = DEVGEN::dg_make_rtl(device), blc = DEVGEN::dg_make_blc(device);
+        FAB_TEST::read_views(*m_api, *rtl.m_graph, *rtl.m_annss, *blc.m_graph, *blc.m_annss);
         std::unique_ptr<FAB::FLOORPLAN> floorplan(m_api->create_floorplan());
         std::unique_ptr<FAB::ROUTING_GRAPH> graph(m_api->create_routing_graph());
         graph->generate(m_builder);
@@ -145,14 +130,9 @@ struct TRANSLATED_RUN {
     }
 };
 
-bool is_shadow(uint32_t type) {
-    return type >= PB::MUX_DESCRIPTION::HIPI_M_MUX && type <= PB::MUX_DESCRIPTION::HIPI_LATCH;
-}
-
 // Counts of the edge sweep; a failing check names its first few edges.
 struct EDGE_COUNTS {
-    size_t split = 0, refused = 0, unset = 0, wrong_setting = 0, wrong_input = 0, bidir_inputs = 0;
-    std::map<std::string, size_t> unset_by_mux;
+    size_t split = 0, refused = 0, wrong_setting = 0, wrong_input = 0, bidir_inputs = 0;
 };
 
 // One line per traced CRF edge between two GIDs: the block, path and setting it needs. Each
@@ -166,7 +146,8 @@ std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, EDGE_COUNTS& n)
     uint64_t cached, driver;
     for (const auto& e : run.m_builder.plain_crf_edges()) {
         const uint32_t src = e.first, dst = e.second;
-        if (run.m_builder.m_data[dst].m_class == 3 && is_shadow(run.m_builder.m_data[dst].m_type))
+        if (run.m_builder.m_data[dst].m_class == 3 &&
+            FAB_TEST::is_shadow(run.m_builder.m_data[dst].m_type))
             continue;
         const uint64_t s = run.gid_of(src, *converter), d = run.gid_of(dst, *converter);
         if (s == ~0ull || d == ~0ull || !t.get_nodemap()->get_nodes(cached, driver, s) ||
@@ -207,8 +188,6 @@ std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, EDGE_COUNTS& n)
                                                                        : designed->second);
             }
         } else {
-            ++n.unset;
-            ++n.unset_by_mux[desc.name()];
             if (designed != run.m_designed.end() && n.wrong_setting++ < 3)
                 ADD_FAILURE() << edge << ": " << key << " designed " << designed->second
                               << " but the database has no settings";
@@ -234,14 +213,6 @@ std::string edge_answers(TRANSLATED_RUN& run, FAB::TRANSLATE& t, EDGE_COUNTS& n)
         out << "\n";
     }
     return out.str();
-}
-
-std::string print_form(const FAB::ITRANSLATE& t, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << t;
-    return os.str();
 }
 
 void round_trip(const std::string& size) {
@@ -271,18 +242,14 @@ void round_trip(const std::string& size) {
     FAB::TRANSLATE fresh;
     std::istringstream in(file.str());
     ASSERT_TRUE(fresh.read(in, UTIL::PB_BIN));
-    for (int detail : {1, 3}) EXPECT_EQ(print_form(fresh, detail), print_form(t, detail));
+    for (int detail : {1, 3})
+        EXPECT_EQ(TEST_TRANSLATE::print_form(fresh, detail), TEST_TRANSLATE::print_form(t, detail));
     EDGE_COUNTS again;
     EXPECT_EQ(edge_answers(run, fresh, again), before);
     // The database changes nothing in the graph.
     TRANSLATED_RUN plain(size, false);
     EXPECT_EQ(plain.m_builder.m_nodes, run.m_builder.m_nodes);
     EXPECT_EQ(plain.m_builder.m_edges, run.m_builder.m_edges);
-    std::cout << size << ": " << t.get_n_gids() << " GIDs, " << found.size() << " resources, "
-              << n.split << " CRF edges split (" << n.unset << " without settings:";
-    for (const auto& u : n.unset_by_mux) std::cout << " " << u.first << " " << u.second;
-    std::cout << "; " << n.bidir_inputs << " from bidirectional ports), file " << file.str().size()
-              << " bytes\n";
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -16,6 +14,7 @@
 #include "prep/prep_json_import.h"
 #include "prep/prep_json_reader.h"
 #include "prep/prep_yosys.h"
+#include "test_scratch.h"
 #include "util/util_protobuf.h"
 
 namespace {
@@ -61,42 +60,16 @@ module device_top(input [3:0] in, output [0:1] up, inout bi);
 endmodule
 )";
 
-// A scratch folder that goes away with the test.
-class SCRATCH {
-  public:
-    SCRATCH() {
-        char pattern[] = "/tmp/prep_test_XXXXXX";
-        m_path = mkdtemp(pattern);
-    }
-    ~SCRATCH() { std::filesystem::remove_all(m_path); }
-    std::string write(const std::string& name, const std::string& text) const {
-        std::ofstream(m_path + "/" + name) << text;
-        return name;
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream in(m_path + "/" + name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
-
 bool have_yosys() {
     return PREP_YOSYS().available();
 }
 
 // yosys on the small device, into folder; the JSON text.
-std::string run_small_device(const SCRATCH& folder, bool auto_top) {
-    PREP_YOSYS_JOB job{{folder.write("cells.v", CELLS_V)},
-                       {folder.write("rtl.v", RTL_V)},
-                       auto_top ? "" : "device_top",
-                       auto_top,
-                       "rtl.json",
-                       folder.path()};
+std::string run_small_device(const TEST_SCRATCH& folder, bool auto_top) {
+    folder.write("cells.v", CELLS_V);
+    folder.write("rtl.v", RTL_V);
+    PREP_YOSYS_JOB job{{"cells.v"}, {"rtl.v"},  auto_top ? "" : "device_top",
+                       auto_top,    "rtl.json", folder.path()};
     PREP_YOSYS yosys;
     EXPECT_TRUE(yosys.run(job)) << yosys.get_error().m_message;
     return folder.read("rtl.json");
@@ -174,7 +147,7 @@ TEST(PrepNaturalOrder, DigitRunsCompareByValue) {
 
 TEST(PrepImport, SmallDeviceNamesOrdersAndMuxCells) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    SCRATCH folder;
+    TEST_SCRATCH folder;
     std::istringstream json(run_small_device(folder, false));
     PREP_JSON_IMPORT importer({"cells.v", "rtl.v"});
     NLG_GRAPH graph(nullptr, nullptr, 0);
@@ -231,7 +204,7 @@ TEST(PrepImport, SmallDeviceNamesOrdersAndMuxCells) {
 
 TEST(PrepImport, CountsAgreeWithTheJsonAndFilesAreStable) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    SCRATCH folder;
+    TEST_SCRATCH folder;
     const std::string text = run_small_device(folder, true);
     const nlohmann::json json = nlohmann::json::parse(text);
 
@@ -319,16 +292,16 @@ TEST(PrepImport, BadNetlistsGetOneLineNamingTheModule) {
 
 TEST(PrepYosys, RejectedVerilogIsYosysOwnMessage) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    SCRATCH folder;
-    PREP_YOSYS_JOB job{{},         {folder.write("bad.v", "module bad(input a;\nendmodule\n")},
-                       "bad",      false,
-                       "bad.json", folder.path()};
+    TEST_SCRATCH folder;
+    folder.write("bad.v", "module bad(input a;\nendmodule\n");
+    PREP_YOSYS_JOB job{{}, {"bad.v"}, "bad", false, "bad.json", folder.path()};
     PREP_YOSYS yosys;
     EXPECT_FALSE(yosys.run(job));
     EXPECT_EQ(yosys.get_error().m_message,
               "bad.v:1: ERROR: syntax error, unexpected ';', expecting ',' or '=' or ')'");
 
-    job.m_sources = {folder.write("miss.v", "module t(input a); foo u(.x(a)); endmodule\n")};
+    folder.write("miss.v", "module t(input a); foo u(.x(a)); endmodule\n");
+    job.m_sources = {"miss.v"};
     job.m_top = "t";
     EXPECT_FALSE(yosys.run(job));
     EXPECT_EQ(yosys.get_error().m_message,

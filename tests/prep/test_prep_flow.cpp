@@ -19,41 +19,19 @@
 
 #include "ann_icdb.pb.h"
 #include "mux.pb.h"
-#include "devgen/devgen_direct.h"
+#include "device_files.h"
 #include "fab/tsl_fab.h"
 #include "fab_api.h"
-#include "fab_floorplan_api.h"
-#include "devgen/devgen_files.h"
-#include "devgen/devgen_params.h"
-#include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_hybrid_graph.h"
-#include "nlg_iannss.h"
-#include "nlg_igraph.h"
 #include "prep/prep_digest.h"
 #include "prep/prep_flow.h"
 #include "prep/prep_yosys.h"
-#include "test_scratch.h"
 #include "util/util_hierarchy.h"
 
 namespace {
 
-// A graph and its annotations read back from files, as a run reads them.
-struct FILES {
-    NLG_TESSEL m_api;
-    std::unique_ptr<NLG_IGRAPH> m_graph;
-    std::unique_ptr<NLG_IANNSS> m_annss;
-
-    FILES(const std::string& dir, const std::string& view) {
-        m_graph.reset(m_api.create_graph(nullptr));
-        std::ifstream graph(dir + "/" + view + ".graph", std::ios::binary);
-        EXPECT_TRUE(m_api.read_graph(m_graph.get(), graph, TESSEL_API::FORMAT_PB_BIN));
-        m_annss.reset(m_api.create_annss(m_graph.get()));
-        std::ifstream ann(dir + "/" + view + ".ann", std::ios::binary);
-        EXPECT_TRUE(m_api.read_annss(m_annss.get(), ann, TESSEL_API::FORMAT_PB_BIN));
-    }
-    ~FILES() { m_annss.reset(); }
-};
+using FILES = FAB_TEST::VIEW_FILES;
 
 // Every module in index order with its ports and instances in index order, and its nets as a
 // sorted set of their ends by name: the graph up to the names and the order of its nets.
@@ -133,21 +111,6 @@ bool have_yosys() {
     return PREP_YOSYS().available();
 }
 
-// A generated device's text files in one folder, its direct files in another.
-struct DEVICE {
-    TEST_SCRATCH m_prepared;
-    TEST_SCRATCH m_direct;
-
-    explicit DEVICE(const std::string& size = "tiny") {
-        DEVGEN::DG_PARAMS params;
-        EXPECT_TRUE(DEVGEN::dg_preset(size, params));
-        DEVGEN::DG_DEVICE device(params);
-        std::string error;
-        EXPECT_TRUE(DEVGEN::dg_write_files(device, m_prepared.path(), error)) << error;
-        EXPECT_TRUE(DEVGEN::dg_write_direct(device, m_direct.path(), error)) << error;
-    }
-};
-
 // The run's first view: the RTL with the block-level twins of its matched blocks, and the number
 // of its hierarchy nodes.
 std::string hybrid_counts(const std::string& dir) {
@@ -166,53 +129,25 @@ std::string hybrid_counts(const std::string& dir) {
            " matched, " + std::to_string(hierarchy.get_num_nodes_64(0)) + " nodes";
 }
 
-// The floorplan of a run on the folder's four files: grid, then per module its logical pair,
-// size, ports and instances with their places and uids.
+// The floorplan of a run on the folder's four files.
 std::string floorplan(const std::string& dir) {
     std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
-    std::ifstream rtl(dir + "/rtl.graph"), rtl_ann(dir + "/rtl.ann");
-    std::ifstream blc(dir + "/blc.graph"), blc_ann(dir + "/blc.ann");
-    api->read_rtl_graph(rtl);
-    api->read_rtl_annotation(rtl_ann);
-    api->read_blc_graph(blc);
-    api->read_blc_annotation(blc_ann);
+    FAB_TEST::read_run_files(*api, dir);
     std::unique_ptr<FAB::FLOORPLAN> fp(api->create_floorplan());
-    std::ostringstream s;
-    s << "grid " << fp->get_columns() << "x" << fp->get_rows() << "\n";
-    for (int32_t m = 0; m < fp->get_n_modules(); ++m) {
-        FAB::FLOORPLAN::MODULE& module = fp->get_module(m);
-        s << module.get_logical_name() << " " << module.get_logical_impl() << " "
-          << module.get_pnr_width() << "x" << module.get_pnr_height() << "\n";
-        for (int32_t p = 0; p < module.get_n_ports(); ++p) {
-            FAB::FLOORPLAN::MODULE_PORT& port = module.get_port(p);
-            s << " port " << port.get_name().str() << " " << port.get_direction() << " "
-              << port.is_route_type_normal() << "\n";
-        }
-        for (int32_t i = 0; i < module.get_n_instances(); ++i) {
-            FAB::FLOORPLAN::INSTANCE& inst = module.get_instance(i);
-            int32_t x, y, z;
-            float px, py;
-            inst.get_location(x, y, z);
-            inst.get_physical_location(px, py);
-            s << " instance " << inst.get_name().str() << " "
-              << inst.get_module().get_logical_name() << " (" << x << "," << y << "," << z << ") ("
-              << px << "," << py << ") " << inst.get_uid() << "\n";
-        }
-    }
-    return s.str();
+    return FAB_TEST::floorplan_text(*fp);
 }
 
 // Prepares the device and compares with its direct files; the standard output of the run.
-std::string prepare_and_compare(DEVICE& device) {
+std::string prepare_and_compare(FAB_TEST::DEVICE_FILES& device) {
     testing::internal::CaptureStdout();
-    PREP_FLOW flow(PREP_OPTIONS{device.m_prepared.path(), "", "yosys", {}, ""});
+    PREP_FLOW flow(PREP_OPTIONS{device.m_text.path(), "", "yosys", {}, ""});
     const PREP_FLOW::STATUS status = flow.run();
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_EQ(status, PREP_FLOW::DONE) << flow.get_message();
     if (status != PREP_FLOW::DONE) return log;
 
     for (const char* view : {"rtl", "blc"}) {
-        FILES prepared(device.m_prepared.path(), view);
+        FILES prepared(device.m_text.path(), view);
         FILES direct(device.m_direct.path(), view);
         EXPECT_EQ(structure(*prepared.m_graph), structure(*direct.m_graph)) << view;
         // Flat placements, grid record and sector levels.
@@ -234,8 +169,8 @@ std::string prepare_and_compare(DEVICE& device) {
         for (const std::string& line : missing(ours, theirs)) ADD_FAILURE() << "prepared: " << line;
     }
 
-    EXPECT_EQ(hybrid_counts(device.m_prepared.path()), hybrid_counts(device.m_direct.path()));
-    EXPECT_EQ(floorplan(device.m_prepared.path()), floorplan(device.m_direct.path()));
+    EXPECT_EQ(hybrid_counts(device.m_text.path()), hybrid_counts(device.m_direct.path()));
+    EXPECT_EQ(floorplan(device.m_text.path()), floorplan(device.m_direct.path()));
     return log;
 }
 
@@ -243,26 +178,32 @@ std::string prepare_and_compare(DEVICE& device) {
 
 TEST(PrepFlow, TinyAndSmallDevicesGiveTheDirectFiles) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    DEVICE small("small");
+    FAB_TEST::DEVICE_FILES small("small", true);
     prepare_and_compare(small);
-    DEVICE tiny;
+    FAB_TEST::DEVICE_FILES tiny("tiny", true);
+    const std::string generated_muxes = tiny.m_text.read("mux.pb.txt");
     const std::string log = prepare_and_compare(tiny);
 
     // The generator's oracle digest is of the annotation passes, which leave sectors to the
     // instance tree's store.
     std::vector<std::string> ours;
     for (const char* view : {"rtl", "blc"}) {
-        FILES prepared(tiny.m_prepared.path(), view);
+        FILES prepared(tiny.m_text.path(), view);
         for (std::string line : lines_of(digest(prepared, view))) {
             const size_t sector = line.find(" level=SECTOR ");
             if (sector != std::string::npos) line.replace(sector, 14, " level=- ");
             ours.push_back(line);
         }
     }
-    std::ifstream oracle(tiny.m_prepared.file("oracle.txt"));
-    std::stringstream theirs;
-    theirs << oracle.rdbuf();
-    EXPECT_EQ(ours, lines_of(theirs.str()));
+    EXPECT_EQ(ours, lines_of(tiny.m_text.read("oracle.txt")));
+
+    // The flow's mux file has the generator's descriptions in the same order, ghost_mux
+    // included: cells.v declares it.
+    PB::MUX_DESCRIPTIONS theirs, made;
+    ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(generated_muxes, &theirs));
+    ASSERT_TRUE(
+        google::protobuf::TextFormat::ParseFromString(tiny.m_text.read("mux.pb.txt"), &made));
+    EXPECT_EQ(made.DebugString(), theirs.DebugString());
 
     // The hand-kept files' messages in order; the mux file is read by both translations.
     std::vector<std::string> messages;
@@ -292,34 +233,6 @@ TEST(PrepFlow, TinyAndSmallDevicesGiveTheDirectFiles) {
               }));
 }
 
-TEST(PrepFlow, MuxFileHasTheGeneratorsDescriptionsOfItsCells) {
-    if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
-    DEVICE tiny;
-    PB::MUX_DESCRIPTIONS expected;
-    {
-        std::ifstream in(tiny.m_prepared.file("mux.pb.txt"));
-        std::stringstream text;
-        text << in.rdbuf();
-        ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(text.str(), &expected));
-    }
-    testing::internal::CaptureStdout();
-    PREP_FLOW flow(PREP_OPTIONS{tiny.m_prepared.path(), "", "yosys", {}, ""});
-    ASSERT_EQ(flow.run(), PREP_FLOW::DONE) << flow.get_message();
-    testing::internal::GetCapturedStdout();
-    PB::MUX_DESCRIPTIONS made;
-    std::ifstream in(tiny.m_prepared.file("mux.pb.txt"));
-    std::stringstream text;
-    text << in.rdbuf();
-    ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(text.str(), &made));
-
-    // The same descriptions in the same order, ghost_mux included: cells.v declares it.
-    std::vector<std::string> theirs, ours;
-    for (const PB::MUX_DESCRIPTION& d : expected.mux_descriptions())
-        theirs.push_back(d.DebugString());
-    for (const PB::MUX_DESCRIPTION& d : made.mux_descriptions()) ours.push_back(d.DebugString());
-    EXPECT_EQ(ours, theirs);
-}
-
 TEST(PrepFlow, BadInputIsOneLineNamingIt) {
     if (!have_yosys()) GTEST_SKIP() << "yosys is not installed";
     struct CASE {
@@ -329,14 +242,11 @@ TEST(PrepFlow, BadInputIsOneLineNamingIt) {
     };
     auto replace = [](const TEST_SCRATCH& dir, const std::string& name, const std::string& from,
                       const std::string& to) {
-        std::ifstream in(dir.file(name));
-        std::stringstream text;
-        text << in.rdbuf();
-        std::string s = text.str();
+        std::string s = dir.read(name);
         const size_t at = s.find(from);
         ASSERT_NE(at, std::string::npos) << from;
         s.replace(at, from.size(), to);
-        std::ofstream(dir.file(name), std::ios::trunc) << s;
+        dir.write(name, s);
     };
     const std::vector<CASE> cases = {
         {[](const TEST_SCRATCH& d) { std::filesystem::remove(d.file("insert_node.txt")); },
@@ -357,14 +267,14 @@ TEST(PrepFlow, BadInputIsOneLineNamingIt) {
          PREP_FLOW::REJECTED, "DIR/placements.pb.txt:2: module sector has no instance nope"},
     };
     for (const CASE& c : cases) {
-        DEVICE tiny;
-        c.m_break(tiny.m_prepared);
+        FAB_TEST::DEVICE_FILES tiny("tiny", true);
+        c.m_break(tiny.m_text);
         testing::internal::CaptureStdout();
-        PREP_FLOW flow(PREP_OPTIONS{tiny.m_prepared.path(), "", "yosys", {}, ""});
+        PREP_FLOW flow(PREP_OPTIONS{tiny.m_text.path(), "", "yosys", {}, ""});
         const PREP_FLOW::STATUS status = flow.run();
         testing::internal::GetCapturedStdout();
         std::string message = c.m_message;
-        message.replace(message.find("DIR"), 3, tiny.m_prepared.path());
+        message.replace(message.find("DIR"), 3, tiny.m_text.path());
         EXPECT_EQ(status, c.m_status) << message;
         EXPECT_EQ(flow.get_message(), message);
     }

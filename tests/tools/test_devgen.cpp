@@ -3,137 +3,78 @@
 // with a recount over the files; hierarchy and graph totals stay under their limits.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
-#include <sstream>
 
-#include "ann/annss.h"
-#include "devgen/devgen_device.h"
-#include "devgen/devgen_direct.h"
-#include "devgen/devgen_files.h"
+#include "device_files.h"
 #include "icdb/icdb_instance_tree.h"
-#include "nlg/nlg_api_impl.h"
-#include "nlg/nlg_graph.h"
 #include "util/util_symbol.h"
 
 namespace {
 
 using DEVGEN::DG_DEVICE;
 using DEVGEN::DG_PARAMS;
+using FAB_TEST::preset;
 
-std::string temp_dir(const std::string& name) {
-    std::string dir = (std::filesystem::temp_directory_path() /
-                       ("devgen_test_" + name + "_" + std::to_string(::getpid())))
-                          .string();
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    return dir;
-}
-
-void generate(const DG_DEVICE& d, const std::string& dir) {
-    std::string error;
-    ASSERT_TRUE(DEVGEN::dg_write_files(d, dir, error)) << error;
-    ASSERT_TRUE(DEVGEN::dg_write_direct(d, dir, error)) << error;
-}
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-DG_PARAMS preset(const std::string& name) {
-    DG_PARAMS p;
-    EXPECT_TRUE(DEVGEN::dg_preset(name, p));
-    return p;
-}
-
-// One view read back through the library's file interface.
-struct READ_VIEW {
-    std::unique_ptr<NLG_GRAPH> graph;
-    std::unique_ptr<NLG_ANNSS> annss;
-    READ_VIEW(const std::string& dir, const std::string& stem) {
-        NLG_TESSEL api;
-        graph.reset(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
-        std::ifstream g(dir + "/" + stem + ".graph", std::ios::binary);
-        EXPECT_TRUE(api.read_graph(graph.get(), g, TESSEL_API::FORMAT_PB_BIN));
-        annss.reset(static_cast<NLG_ANNSS*>(api.create_annss(graph.get())));
-        std::ifstream a(dir + "/" + stem + ".ann", std::ios::binary);
-        EXPECT_TRUE(api.read_annss(annss.get(), a, TESSEL_API::FORMAT_PB_BIN));
-    }
-    ~READ_VIEW() { annss.reset(); }
+// One view read back through the library's file interface, with its records by name.
+struct READ_VIEW : FAB_TEST::VIEW_FILES {
+    using VIEW_FILES::VIEW_FILES;
     NLG_MODULE* module(const std::string& name) const {
-        NLG_IMODULE* m = graph->get_module(graph->get_symbol_table()->add(name));
+        NLG_IMODULE* m = m_graph->get_module(m_graph->get_symbol_table()->add(name));
         EXPECT_NE(m, nullptr) << name;
         return static_cast<NLG_MODULE*>(m);
     }
     const PB::ICDB::MODULE& rec(const std::string& name) const {
-        return annss->get_icdb().get_module(*module(name));
+        return icdb().get_module(*module(name));
+    }
+    NLG_IPORT* port_of(const std::string& module_name, const std::string& port_name) const {
+        NLG_IPORT* p = module(module_name)->get_port(m_graph->get_symbol_table()->add(port_name));
+        EXPECT_NE(p, nullptr) << module_name << "." << port_name;
+        return p;
     }
     const PB::ICDB::APORT& port(const std::string& module_name,
                                 const std::string& port_name) const {
-        NLG_MODULE* m = module(module_name);
-        NLG_IPORT* p = m->get_port(graph->get_symbol_table()->add(port_name));
-        EXPECT_NE(p, nullptr) << module_name << "." << port_name;
-        return annss->get_icdb().get_port(*p);
+        return icdb().get_port(*port_of(module_name, port_name));
     }
     const PB::ICDB::INSTANCE& inst(const std::string& module_name, const std::string& name) const {
-        NLG_MODULE* m = module(module_name);
-        return annss->get_icdb().get_instance(
-            *m->get_instance(graph->get_symbol_table()->add(name)));
+        return icdb().get_instance(
+            *module(module_name)->get_instance(m_graph->get_symbol_table()->add(name)));
     }
     int32_t port_index(const std::string& module_name, const std::string& port_name) const {
-        NLG_MODULE* m = module(module_name);
-        return m->get_port(graph->get_symbol_table()->add(port_name))->get_index();
+        return port_of(module_name, port_name)->get_index();
     }
     std::string text(const PB::SYMBOL& s) const { return NS_SYMBOL::SYM(s.value()).get_name(); }
 };
 
+// The tiny device's direct and text files, made once for the cases that only read them.
 struct TINY : testing::Test {
-    static void SetUpTestSuite() {
-        s_dir = temp_dir("tiny");
-        s_device.reset(new DG_DEVICE(preset("tiny")));
-        generate(*s_device, s_dir);
-    }
-    static void TearDownTestSuite() {
-        std::filesystem::remove_all(s_dir);
-        s_device.reset();
-    }
-    static std::string s_dir;
-    static std::unique_ptr<DG_DEVICE> s_device;
+    static void SetUpTestSuite() { s_files.reset(new FAB_TEST::DEVICE_FILES("tiny", true)); }
+    static void TearDownTestSuite() { s_files.reset(); }
+    static std::unique_ptr<FAB_TEST::DEVICE_FILES> s_files;
 };
-std::string TINY::s_dir;
-std::unique_ptr<DG_DEVICE> TINY::s_device;
+std::unique_ptr<FAB_TEST::DEVICE_FILES> TINY::s_files;
 
 TEST_F(TINY, SameSeedGivesSameBytes) {
-    std::string again = temp_dir("tiny_again");
-    DG_DEVICE second(preset("tiny"));
-    generate(second, again);
+    FAB_TEST::DEVICE_FILES again("tiny", true);
     size_t files = 0;
-    for (const auto& e : std::filesystem::directory_iterator(s_dir)) {
-        std::string name = e.path().filename().string();
-        EXPECT_EQ(slurp(e.path().string()), slurp(again + "/" + name)) << name;
-        ++files;
+    for (auto [first, second] : {std::make_pair(&s_files->m_direct, &again.m_direct),
+                                 std::make_pair(&s_files->m_text, &again.m_text)}) {
+        for (const auto& e : std::filesystem::directory_iterator(first->path())) {
+            const std::string name = e.path().filename().string();
+            EXPECT_EQ(first->read(name), second->read(name)) << name;
+            ++files;
+        }
     }
     EXPECT_EQ(files, 16u);
-    std::filesystem::remove_all(again);
 }
 
-TEST_F(TINY, DirectFilesReadBack) {
-    READ_VIEW rtl(s_dir, "rtl"), blc(s_dir, "blc");
-    EXPECT_EQ(rtl.graph->get_num_modules(), s_device->rtl().size());
-    EXPECT_EQ(rtl.graph->get_top_module()->get_name().get_name(), "device_top");
-    EXPECT_EQ(blc.graph->get_num_modules(), s_device->blc().size());
-    const PB::ICDB::MODULE& top = rtl.annss->get_icdb().get_module(*rtl.graph->get_top_module());
-    EXPECT_EQ(static_cast<size_t>(top.flat_instance_nodes_size()), s_device->placements().size());
-    EXPECT_EQ(rtl.annss->get_icdb().get_graph().max_bcol(), 3);
-    EXPECT_EQ(rtl.annss->get_icdb().get_graph().max_brow(), 5);
-    EXPECT_EQ(rtl.rec("sector").level(), PB::ICDB::MODULE::SECTOR);
+// Each special case of the design and the record in the direct files that shows it.
+TEST_F(TINY, EverySpecialCaseIsInTheFiles) {
+    const DG_DEVICE& device = s_files->m_device;
+    READ_VIEW rtl(s_files->m_direct.path(), "rtl"), blc(s_files->m_direct.path(), "blc");
+    using MT = PB::MUX_DESCRIPTION;
     // Fan lists travel in the BLC file only.
     auto has_fans = [](const NLG_GRAPH& g) {
         for (uint32_t m = 0; m < g.get_num_modules(); ++m)
@@ -145,29 +86,27 @@ TEST_F(TINY, DirectFilesReadBack) {
             }
         return false;
     };
-    EXPECT_TRUE(has_fans(*blc.graph));
-    EXPECT_FALSE(has_fans(*rtl.graph));
-}
-
-// Each special case of the design and the record in the direct files that shows it.
-TEST_F(TINY, EverySpecialCaseIsInTheFiles) {
-    READ_VIEW rtl(s_dir, "rtl"), blc(s_dir, "blc");
-    using MT = PB::MUX_DESCRIPTION;
+    const PB::ICDB::MODULE& top = rtl.rec("device_top");
     const PB::ICDB::MODULE& hipi = rtl.rec("rt_mux_h2l_hipi");
     int hipi_paths = 0;
     for (const auto& p : hipi.paths()) hipi_paths += p.is_hipi_path();
     const PB::ICDB::MODULE& leim_fs = rtl.rec("leim_fs");
     uint32_t ghost = 0;  // the description whose cell the RTL lost keeps its index
-    for (uint32_t m = 0; m < rtl.graph->get_num_modules(); ++m)
-        if (rtl.annss->get_icdb()
-                .get_module(*rtl.graph->get_module(static_cast<int32_t>(m)))
-                .mux_index() == 19u)
+    for (uint32_t m = 0; m < rtl.m_graph->get_num_modules(); ++m)
+        if (rtl.icdb().get_module(*rtl.m_graph->get_module(static_cast<int32_t>(m))).mux_index() ==
+            19u)
             ++ghost;
     size_t spare = 0;
-    for (const auto& f :
-         rtl.annss->get_icdb().get_module(*rtl.graph->get_top_module()).flat_instance_nodes())
-        spare += f.instance().is_spare_row();
+    for (const auto& f : top.flat_instance_nodes()) spare += f.instance().is_spare_row();
     const std::vector<std::pair<const char*, bool>> cases = {
+        {"module counts", rtl.m_graph->get_num_modules() == device.rtl().size() &&
+                              blc.m_graph->get_num_modules() == device.blc().size()},
+        {"top first", rtl.m_graph->get_top_module()->get_name().get_name() == "device_top"},
+        {"every placement",
+         static_cast<size_t>(top.flat_instance_nodes_size()) == device.placements().size()},
+        {"grid", rtl.icdb().get_graph().max_bcol() == 3 && rtl.icdb().get_graph().max_brow() == 5},
+        {"sector level", rtl.rec("sector").level() == PB::ICDB::MODULE::SECTOR},
+        {"fan lists in the BLC only", has_fans(*blc.m_graph) && !has_fans(*rtl.m_graph)},
         {"impl DEFAULT", rtl.text(rtl.rec("logic_blk").logical_impl()) == "DEFAULT"},
         {"impl -", rtl.text(rtl.rec("io_blk").logical_impl()) == "-"},
         {"impl FAST", rtl.text(rtl.rec("dsp_blk").logical_impl()) == "FAST"},
@@ -194,7 +133,7 @@ TEST_F(TINY, EverySpecialCaseIsInTheFiles) {
          rtl.text(rtl.port("logic_blk", "in[1]").logical_name()) == "datain[1]" &&
              rtl.port("logic_blk", "in[1]").re_index() == 7},
         {"BLC port missing in RTL",
-         rtl.module("logic_blk")->get_port(rtl.graph->get_symbol_table()->add("logic_scan")) ==
+         rtl.module("logic_blk")->get_port(rtl.m_graph->get_symbol_table()->add("logic_scan")) ==
              nullptr},
         {"block output without RE", !rtl.port("logic_blk", "test_o").has_re_name()},
         {"fly-over", rtl.port("logic_blk", "cin").spare_row_flyover_out() ==
@@ -247,7 +186,7 @@ TEST_F(TINY, EverySpecialCaseIsInTheFiles) {
 // Routing muxes and block REs over the placed non-spare blocks, counted from the files alone.
 DEVGEN::DG_COUNTS recount(const READ_VIEW& rtl) {
     DEVGEN::DG_COUNTS c;
-    auto& icdb = rtl.annss->get_icdb();
+    auto& icdb = rtl.icdb();
     std::function<void(const NLG_IMODULE&)> muxes = [&](const NLG_IMODULE& m) {
         for (uint32_t i = 0; i < m.get_num_instances(); ++i) {
             const NLG_IINSTANCE& inst = *m.get_instance(static_cast<int32_t>(i));
@@ -261,13 +200,13 @@ DEVGEN::DG_COUNTS recount(const READ_VIEW& rtl) {
             if (!d.is_first_stage()) ++c.m_muxes[DEVGEN::dg_mux_type_name(d.mux_type())];
         }
     };
-    ICDB::INSTANCE_TREE tree(rtl.graph.get());
+    ICDB::INSTANCE_TREE tree(rtl.m_graph.get());
     tree.load(icdb);
-    for (const auto& f : icdb.get_module(*rtl.graph->get_top_module()).flat_instance_nodes()) {
+    for (const auto& f : icdb.get_module(*rtl.m_graph->get_top_module()).flat_instance_nodes()) {
         uint32_t index = 0;
         uint32_t mi =
             tree.get_hierarchy()->get_instance_of_node(index, static_cast<uint64_t>(f.node()));
-        const NLG_IMODULE& m = *rtl.graph->get_module(static_cast<int32_t>(mi));
+        const NLG_IMODULE& m = *rtl.m_graph->get_module(static_cast<int32_t>(mi));
         ++c.m_placements[m.get_name().get_name()];
         if (f.instance().is_spare_row()) continue;
         if (icdb.get_module(m).is_routing()) muxes(m);
@@ -282,10 +221,9 @@ DEVGEN::DG_COUNTS recount(const READ_VIEW& rtl) {
 
 TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
     for (const char* size : {"tiny", "tiny-warn", "small"}) {
-        std::string dir = temp_dir(size);
-        DG_DEVICE d(preset(size));
-        generate(d, dir);
-        READ_VIEW rtl(dir, "rtl");
+        FAB_TEST::DEVICE_FILES files(size, true);
+        const DG_DEVICE& d = files.m_device;
+        READ_VIEW rtl(files.m_direct.path(), "rtl");
         DEVGEN::DG_COUNTS c = recount(rtl);
         EXPECT_EQ(c.m_muxes, d.counts().m_muxes) << size;
         EXPECT_EQ(c.m_block_res, d.counts().m_block_res) << size;
@@ -293,17 +231,16 @@ TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
         EXPECT_EQ(c.m_rtl_hier_nodes, d.counts().m_rtl_hier_nodes) << size;
         if (std::string(size) == "tiny-warn") {
             size_t lost = 0;
-            for (const auto& f : rtl.annss->get_icdb()
-                                     .get_module(*rtl.graph->get_top_module())
-                                     .flat_instance_nodes())
+            for (const auto& f :
+                 rtl.icdb().get_module(*rtl.m_graph->get_top_module()).flat_instance_nodes())
                 lost +=
                     f.instance().bposition().col() == -1 && f.instance().bposition().row() == -1;
             EXPECT_EQ(lost, 1u);
-            READ_VIEW blc(dir, "blc");
+            READ_VIEW blc(files.m_direct.path(), "blc");
             EXPECT_FALSE(blc.port("LOGIC", "dbg_out").has_re_name());
         }
         // device.json carries the same numbers.
-        std::string json = slurp(dir + "/device.json");
+        const std::string json = files.m_text.read("device.json");
         EXPECT_NE(json.find("\"rtl_hier_nodes\": " + std::to_string(c.m_rtl_hier_nodes)),
                   std::string::npos);
         EXPECT_LT(d.counts().m_rtl_hier_nodes, 1ull << 31);
@@ -314,20 +251,7 @@ TEST(Devgen, CountsAgreeWithARecountAndStayUnderTheLimits) {
             EXPECT_LT(n->count_instances(), 1ull << 24);
             EXPECT_LT(n->count_portrefs(), 1ull << 24);
         }
-        std::filesystem::remove_all(dir);
     }
-}
-
-// The Verilog is what yosys reads: cells as a library, both views elaborate from their tops.
-TEST_F(TINY, VerilogReadsInYosys) {
-    if (std::system("yosys -V > /dev/null 2>&1") != 0) GTEST_SKIP() << "no yosys";
-    std::string log = s_dir + "/yosys.log";
-    std::string cmd = "cd " + s_dir +
-                      " && yosys -q -p 'read_verilog -lib cells.v; read_verilog rtl.v; "
-                      "hierarchy -check -top device_top; design -reset; read_verilog blc.v; "
-                      "hierarchy -check' > yosys.log 2>&1";
-    EXPECT_EQ(std::system(cmd.c_str()), 0) << slurp(log);
-    std::filesystem::remove(log);
 }
 
 TEST(Devgen, BadParametersAreNamed) {
