@@ -39,11 +39,18 @@ struct DEVICE {
 
     NLG_ICDB_ANNS& rtl_icdb() { return rtl_annss->get_icdb(); }
     NLG_ICDB_ANNS& blc_icdb() { return blc_annss->get_icdb(); }
+    // A module of either view by name, and its record.
+    NLG_IMODULE* rtl_of(const std::string& name) {
+        return rtl->get_module(rtl->get_symbol_table()->find(name));
+    }
+    NLG_IMODULE* blc_of(const std::string& name) {
+        return blc->get_module(blc->get_symbol_table()->find(name));
+    }
     PB::ICDB::MODULE& rtl_module(const std::string& name) {
-        return rtl_icdb().get_module(*rtl->get_module(rtl->get_symbol_table()->find(name)));
+        return rtl_icdb().get_module(*rtl_of(name));
     }
     PB::ICDB::MODULE& blc_module(const std::string& name) {
-        return blc_icdb().get_module(*blc->get_module(blc->get_symbol_table()->find(name)));
+        return blc_icdb().get_module(*blc_of(name));
     }
 };
 

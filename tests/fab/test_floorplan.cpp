@@ -191,12 +191,8 @@ struct GENERATOR {
     FAB_FLOORPLAN_IMPL fp;
     FAB_FLOORPLAN_GENERATOR g{fp};
     GENERATOR() { FAB_TEST::build(d); }
-    NLG_IMODULE* rtl(const char* name) {
-        return d.rtl->get_module(d.rtl->get_symbol_table()->find(name));
-    }
-    NLG_IMODULE* blc(const char* name) {
-        return d.blc->get_module(d.blc->get_symbol_table()->find(name));
-    }
+    NLG_IMODULE* rtl(const char* name) { return d.rtl_of(name); }
+    NLG_IMODULE* blc(const char* name) { return d.blc_of(name); }
 };
 
 TEST(FloorplanGenerator, LaterKeyWinsAndExtentsGrowBySize) {

@@ -123,16 +123,10 @@ TEST(FullTraverse, PairsBlocksByLogicalName) {
     w.visitor.set_traverse(&walk);
     walk.traverse(w.d.rtl.get(), w.d.blc.get());
     // DEFAULT drops the implementation, "-" does not; routing blocks stay unpaired.
-    auto rtl = [&](const char* name) {
-        return w.d.rtl->get_module(w.d.rtl->get_symbol_table()->find(name));
-    };
-    auto blc = [&](const char* name) {
-        return w.d.blc->get_module(w.d.blc->get_symbol_table()->find(name));
-    };
-    EXPECT_EQ(walk.get_blc_module(rtl("logic_blk")), blc("LOGIC"));
-    EXPECT_EQ(walk.get_blc_module(rtl("io_blk")), blc("IO__-"));
-    EXPECT_EQ(walk.get_blc_module(rtl("rt_blk")), nullptr);
-    EXPECT_EQ(walk.get_blc_module(rtl("tile")), nullptr);
+    EXPECT_EQ(walk.get_blc_module(w.d.rtl_of("logic_blk")), w.d.blc_of("LOGIC"));
+    EXPECT_EQ(walk.get_blc_module(w.d.rtl_of("io_blk")), w.d.blc_of("IO__-"));
+    EXPECT_EQ(walk.get_blc_module(w.d.rtl_of("rt_blk")), nullptr);
+    EXPECT_EQ(walk.get_blc_module(w.d.rtl_of("tile")), nullptr);
 }
 
 TEST(FullTraverse, FatalTexts) {

@@ -75,18 +75,14 @@ std::string run_small_device(const TEST_SCRATCH& folder, bool auto_top) {
     return folder.read("rtl.json");
 }
 
-std::vector<std::string> port_names(const NLG_IMODULE* m) {
-    std::vector<std::string> names;
-    for (uint32_t p = 0; p < m->get_num_ports(); ++p)
-        names.push_back(m->get_port(static_cast<int32_t>(p))->get_name().get_name());
-    return names;
-}
-
-std::vector<std::string> instance_names(const NLG_IMODULE* m) {
-    std::vector<std::string> names;
-    for (uint32_t i = 0; i < m->get_num_instances(); ++i)
-        names.push_back(m->get_instance(static_cast<int32_t>(i))->get_name().get_name());
-    return names;
+// Names of a module's ports, or of its instances, in index order.
+std::vector<std::string> names(const NLG_IMODULE* m, bool instances) {
+    std::vector<std::string> out;
+    const int32_t n = static_cast<int32_t>(instances ? m->get_num_instances() : m->get_num_ports());
+    for (int32_t k = 0; k < n; ++k)
+        out.push_back(instances ? m->get_instance(k)->get_name().get_name()
+                                : m->get_port(k)->get_name().get_name());
+    return out;
 }
 
 std::string graph_bytes(const NLG_GRAPH& graph) {
@@ -162,12 +158,12 @@ TEST(PrepImport, SmallDeviceNamesOrdersAndMuxCells) {
                                                  "inv", "IO__-", "wrap"}));
 
     const NLG_IMODULE* top = graph.get_top_module();
-    EXPECT_EQ(port_names(top), (std::vector<std::string>{"in[0]", "in[1]", "in[2]", "in[3]",
-                                                         "up[0]", "up[1]", "bi"}));
+    EXPECT_EQ(names(top, false), (std::vector<std::string>{"in[0]", "in[1]", "in[2]", "in[3]",
+                                                           "up[0]", "up[1]", "bi"}));
     EXPECT_EQ(top->get_port(6)->get_direction(), 2u);
-    EXPECT_EQ(instance_names(top), (std::vector<std::string>{"w0", "io", "i0"}));
+    EXPECT_EQ(names(top, true), (std::vector<std::string>{"w0", "io", "i0"}));
     const NLG_IMODULE* wrap = graph.get_module(6);
-    EXPECT_EQ(instance_names(wrap),
+    EXPECT_EQ(names(wrap, true),
               (std::vector<std::string>{"zf", "af", "c_dolsgn_sb_dolsgn_0", "l"}));
     EXPECT_EQ(graph.get_module(4)->get_primitive_type(), 5u);
     EXPECT_TRUE(graph.get_module(5)->is_leaf());
