@@ -1,6 +1,6 @@
 // The walk over both views and the position service: what a visitor sees, with nodes, running
-// locations and reader switches, under both hook variants; block pairing by name; positions of
-// both kinds of place; the fatal texts.
+// locations (the offsets inside blocks among them) and reader switches, under both hook
+// variants; block pairing by name; placed and unplaced netlist instances; the fatal texts.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -190,17 +190,6 @@ TEST(Position, BothKindsOfPlace) {
     EXPECT_FALSE(p.get_spare_row());
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Warning: calling get_spare_row() on invalid instance!\n");
-
-    // Inside a block: the offsets of the instance record, none when unset.
-    NLG_IMODULE* logic = w.d.blc->get_module(0);
-    p.set(logic->get_instance(1), UTIL::IHIERARCHY::INVALID_NODE);
-    EXPECT_FALSE(p.is_valid());
-    ASSERT_TRUE(p.get_block_position(x, y, z));
-    EXPECT_EQ(std::vector<int32_t>({x, y, z}), std::vector<int32_t>({0, 1, 1}));
-    p.set(logic->get_instance(3), UTIL::IHIERARCHY::INVALID_NODE);
-    x = y = z = 7;
-    EXPECT_FALSE(p.get_location(x, y, z));
-    EXPECT_EQ(std::vector<int32_t>({x, y, z}), std::vector<int32_t>({7, 7, 7}));
 
     // The diagnostic form names the node and its path.
     FAB_POSITION& concrete = dynamic_cast<FAB_POSITION&>(p);
