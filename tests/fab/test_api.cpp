@@ -88,11 +88,10 @@ TEST(FabApi, DefaultInterfaceReadsGraphs) {
     // Each graph has a symbol table of its own.
     EXPECT_NE(impl->get_rtl_graph()->get_symbol_table(), impl->get_blc_graph()->get_symbol_table());
     // Without annotation sets the floorplan step stops at the first missing input.
-    EXPECT_EXIT(api->create_floorplan(), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("m_rtl_annss"));
-    EXPECT_EXIT(api->create_routing_graph(), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("Can't create routing graph without a floorplan. Call "
-                                "create_floorplan first."));
+    EXPECT_FATAL(api->create_floorplan(), "m_rtl_annss");
+    EXPECT_FATAL(api->create_routing_graph(),
+                 "Can't create routing graph without a floorplan. Call "
+                 "create_floorplan first.");
 }
 
 TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
@@ -110,10 +109,8 @@ TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
     EXPECT_EQ(tessel.m_annotated[0], impl->get_rtl_graph());
     EXPECT_EQ(tessel.m_annotated[1], impl->get_blc_graph());
     EXPECT_EQ(impl->get_rtl_graph()->get_num_modules(), 3u);
-    EXPECT_EXIT(api->read_rtl_annotation(ann), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("m_rtl_annss == NULL"));
-    EXPECT_EXIT(api->read_blc_annotation(ann), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("m_blc_annss == NULL"));
+    EXPECT_FATAL(api->read_rtl_annotation(ann), "m_rtl_annss == NULL");
+    EXPECT_FATAL(api->read_blc_annotation(ann), "m_blc_annss == NULL");
 
     // A second graph read replaces the first, which is not freed.
     testing::internal::CaptureStdout();

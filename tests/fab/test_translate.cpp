@@ -104,35 +104,24 @@ std::vector<size_t> section_sizes(SMALL_DB& db, uint32_t format) {
 TEST(Translate, QueriesSurviveTheFileInBothFormats) {
     SMALL_DB db;
     const std::string before = answers(db, *db.m_translate);
-    const std::string o0 = std::to_string(db.node("s0/b0/m0:y"));
-    const std::string o1 = std::to_string(db.node("s0/b1/m0:y"));
-    EXPECT_NE(before.find("s0/b0/m0:y BLK_RE:X0Y0Z0I2 driver " + o0 + " mux_type 0 class 1\n"),
-              std::string::npos)
-        << before;
-    EXPECT_NE(before.find("s0/b1:in0 BLK_INPUT:X1Y0Z0I0 driver " +
-                          std::to_string(db.node("s0/b1:in0")) + " mux_type 0 class 0\n"),
-              std::string::npos)
-        << before;
-    EXPECT_NE(before.find(":w H2:X0Y1Z0I0 driver " + std::to_string(db.node(":w")) +
-                          " mux_type 5 class 3\n"),
-              std::string::npos)
-        << before;
-    // A mux input on a path stands for the output it feeds; one on no path for nothing.
-    EXPECT_NE(
-        before.find("map s0/b0/m0:a BLK_RE:X0Y0Z0I2\nmap s0/b0/m0:b BLK_RE:X0Y0Z0I2\n"
-                    "map s0/b0/m0:c GID_INVALID\nmap s0/b0/m0:y BLK_RE:X0Y0Z0I2\n"
-                    "map s0/b0:in0 BLK_RE:X0Y0Z0I0\nmap s0:p GID_INVALID\nmap s0/b0 GID_INVALID\n"),
-        std::string::npos)
-        << before;
-    EXPECT_NE(before.find(
-                  "edge s0/b0:in0 1 BLK_r0_c0 path 0 cfg=v0 input a mux MUX driver " + o0 +
-                  "\nedge s0/b0:in1 1 BLK_r0_c0 path 1 cfg=v1 input b mux MUX driver " + o0 +
-                  "\nedge s0/b1:in0 1 BLK_r0_c1 path 0 cfg=v0 input a mux MUX driver " + o1 +
-                  "\nedge s0/b1:in1 1 BLK_r0_c1 path 1 cfg=v1 input b mux MUX driver " + o1 + "\n"),
-              std::string::npos)
-        << before;
-    EXPECT_NE(before.find("generic 1 BLK:o 1 not a port 0\ntypes "), std::string::npos) << before;
-    EXPECT_NE(before.find(" H is H unknown is <UNKNOWN>\n"), std::string::npos) << before;
+    auto driver = [&](const char* place) { return " driver " + std::to_string(db.node(place)); };
+    for (const std::string& part :
+         {"s0/b0/m0:y BLK_RE:X0Y0Z0I2" + driver("s0/b0/m0:y") + " mux_type 0 class 1\n",
+          "s0/b1:in0 BLK_INPUT:X1Y0Z0I0" + driver("s0/b1:in0") + " mux_type 0 class 0\n",
+          ":w H2:X0Y1Z0I0" + driver(":w") + " mux_type 5 class 3\n",
+          // A mux input on a path stands for the output it feeds; one on no path for nothing.
+          std::string("map s0/b0/m0:a BLK_RE:X0Y0Z0I2\nmap s0/b0/m0:b BLK_RE:X0Y0Z0I2\n"
+                      "map s0/b0/m0:c GID_INVALID\nmap s0/b0/m0:y BLK_RE:X0Y0Z0I2\n"
+                      "map s0/b0:in0 BLK_RE:X0Y0Z0I0\nmap s0:p GID_INVALID\n"
+                      "map s0/b0 GID_INVALID\n"),
+          "edge s0/b0:in0 1 BLK_r0_c0 path 0 cfg=v0 input a mux MUX" + driver("s0/b0/m0:y") +
+              "\nedge s0/b0:in1 1 BLK_r0_c0 path 1 cfg=v1 input b mux MUX" + driver("s0/b0/m0:y") +
+              "\nedge s0/b1:in0 1 BLK_r0_c1 path 0 cfg=v0 input a mux MUX" + driver("s0/b1/m0:y") +
+              "\nedge s0/b1:in1 1 BLK_r0_c1 path 1 cfg=v1 input b mux MUX" + driver("s0/b1/m0:y") +
+              "\n",
+          std::string("generic 1 BLK:o 1 not a port 0\ntypes "),
+          std::string(" H is H unknown is <UNKNOWN>\n")})
+        EXPECT_NE(before.find(part), std::string::npos) << part << "\n" << before;
     EXPECT_EQ(db.m_translate->get_n_gids(), 7u);
     EXPECT_EQ(db.m_translate->get_error().m_message,
               "map_specific_mux_port_to_gid: Illegal specific_port = " +
