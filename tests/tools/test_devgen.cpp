@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
 
 #include "device_files.h"
