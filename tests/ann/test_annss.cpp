@@ -1,6 +1,5 @@
 // The annotation store: kinds, bounds from the graph, look-up by id, the file layout, round
-// trips with symbols, cut and inconsistent files, equality, and a run that reads a graph and
-// its annotations through the exported entry.
+// trips with symbols, cut and inconsistent files, equality.
 #include <gtest/gtest.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
@@ -9,7 +8,6 @@
 #include <string>
 
 #include "ann/annss.h"
-#include "fab/tsl_fab.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_test_graph.h"
@@ -74,12 +72,8 @@ TEST(Annss, KindsAndBounds) {
     std::unique_ptr<NLG_GRAPH> g = small_graph();
     NLG_ANNSS annss(*g);
     for (int type : {0, 1, 2}) EXPECT_FALSE(annss.has_type(type));
-    PB::ANNSS::BOUNDS bounds = annss.get_annss()->get_bounds();
-    EXPECT_EQ(bounds.n_modules(), 3);
-    EXPECT_EQ(bounds.n_instances(), 4);
-    EXPECT_EQ(bounds.n_ports(), 10);
-    EXPECT_EQ(bounds.n_nets(), 5);
-    EXPECT_TRUE(bounds.has_n_nets());
+    EXPECT_EQ(annss.get_annss()->get_bounds().ShortDebugString(),
+              "n_modules: 3 n_instances: 4 n_ports: 10 n_nets: 5");
     EXPECT_EXIT(annss.get_icdb(), testing::ExitedWithCode(255), NLG_TEST::fatal("has_type(type)"));
     annss.add_type(PB::ANNS::ICDB);
     EXPECT_TRUE(annss.has_type(PB::ANNS::ICDB));
@@ -125,21 +119,12 @@ TEST(Annss, RoundTripKeepsRecordsAndSymbols) {
         ASSERT_TRUE(read_annss(copy, bytes, format));
         EXPECT_TRUE(copy.has_type(PB::ANNS::ICDB));
         EXPECT_TRUE(copy.has_type(PB::ANNS::FAB));
-        NLG_IMODULE* top = other->get_top_module();
-        const PB::ICDB::MODULE& m = copy.get_icdb().get_module(*top);
-        EXPECT_EQ(m.level(), PB::ICDB::MODULE::DEVICE);
-        SYM logical(m.logical_name().value());
+        // Symbols land in the other graph's table; equality compares the written text, so it
+        // covers every record and name.
+        SYM logical(copy.get_icdb().get_module(*other->get_top_module()).logical_name().value());
         EXPECT_EQ(logical.get_table_id(), other->get_symbol_table()->get_table_id());
         EXPECT_EQ(logical.get_name(), "dev");
-        EXPECT_EQ(SYM(m.logical_impl().value()).get_name(), "impl");
-        const PB::ICDB::APORT& a = copy.get_icdb().get_port(*top->get_port(0));
-        EXPECT_EQ(a.re_name(), PB::MUX_DESCRIPTION::H);
-        EXPECT_EQ(SYM(a.logical_name().value()).get_name(), "a_logical");
-        EXPECT_FALSE(copy.get_icdb().get_port(*top->get_port(1)).has_re_name());
-        EXPECT_EQ(copy.get_icdb().get_net(*top->get_net(1)).direction(), PB::ICDB::NET::LEFT);
-        EXPECT_EQ(copy.get_icdb().get_instance(*top->get_instance(1)).pnr_x(), 4);
-        EXPECT_EQ(copy.get_icdb().get_graph().max_brow(), 7);
-        EXPECT_EQ(copy.get_fab().get_module(*other->get_module(1)).z(), 3);
+        EXPECT_FALSE(copy.get_icdb().get_port(*other->get_top_module()->get_port(1)).has_re_name());
         EXPECT_TRUE(copy.get_annss()->equals(*annss.get_annss()));
     }
 }
@@ -251,34 +236,4 @@ TEST(Annss, Equality) {
     EXPECT_TRUE(annss.get_annss()->equals(*same.get_annss()));
     same.get_icdb().get_port(*g->get_top_module()->get_port(2)).set_re_index(1);
     EXPECT_FALSE(annss.get_annss()->equals(*same.get_annss()));
-}
-
-TEST(Annss, RunReadsGraphAndAnnotations) {
-    std::string graph_file;
-    std::unique_ptr<NLG_GRAPH> g = small_graph(&graph_file);
-    NLG_ANNSS annss(*g);
-    annotate(*g, annss);
-    NLG_TESSEL api;
-    std::ostringstream ann_out;
-    ASSERT_TRUE(api.write_annss(&annss, ann_out, TESSEL_API::FORMAT_PB_BIN));
-
-    std::unique_ptr<FAB::API> run(fab_create(nullptr, nullptr, false));
-    std::istringstream rtl(graph_file), rtl_ann(ann_out.str());
-    std::istringstream blc(graph_file), blc_ann(ann_out.str());
-    run->read_rtl_graph(rtl);
-    run->read_rtl_annotation(rtl_ann);
-    run->read_blc_graph(blc);
-    run->read_blc_annotation(blc_ann);
-    FAB_IMPL* impl = static_cast<FAB_IMPL*>(run.get());
-    for (auto [graph, set] : {std::make_pair(impl->get_rtl_graph(), impl->get_rtl_annss()),
-                              std::make_pair(impl->get_blc_graph(), impl->get_blc_annss())}) {
-        ASSERT_NE(set, nullptr);
-        NLG_IMODULE* top = graph->get_top_module();
-        const PB::ICDB::MODULE& m = set->get_icdb().get_module(*top);
-        SYM name(m.logical_name().value());
-        EXPECT_EQ(name.get_table_id(), graph->get_symbol_table()->get_table_id());
-        EXPECT_EQ(name.get_name(), "dev");
-        EXPECT_EQ(set->get_icdb().get_port(*top->get_port(0)).re_name(), PB::MUX_DESCRIPTION::H);
-        EXPECT_EQ(set->get_fab().get_module(*graph->get_module(1)).z(), 3);
-    }
 }

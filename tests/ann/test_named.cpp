@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ann/annss.h"
@@ -142,28 +143,24 @@ TEST(NamedForm, ReadFailsOnUnknownModules) {
         return in;
     };
 
-    // A name that the symbol table lacks.
-    std::unique_ptr<NLG_ANNSS> a = make_annss(*g);
-    EXPECT_FALSE(a->read_named(named("nope", true, PB::ANNS::ICDB)));
-    EXPECT_FALSE(a->get_error().m_ok);
-    EXPECT_EQ(a->get_error().m_message, "Unknown module: nope");
-    std::unique_ptr<NLG_ANNSS> a2 = make_annss(*g);
-    EXPECT_FALSE(a2->read_named(named("nope", false, PB::ANNS::ICDB)));
-    EXPECT_EQ(a2->get_error().m_message, "Unknown module: nope");
-
-    // A known name that is no module: fails only when there is a record to put somewhere.
-    std::unique_ptr<NLG_ANNSS> b = make_annss(*g);
-    EXPECT_FALSE(b->read_named(named("u0", true, PB::ANNS::ICDB)));
-    EXPECT_EQ(b->get_error().m_message, "Unknown module: u0");
-    std::unique_ptr<NLG_ANNSS> c = make_annss(*g);
-    EXPECT_TRUE(c->read_named(named("u0", false, PB::ANNS::ICDB)));
-    EXPECT_TRUE(c->get_error().m_ok);
-
-    // Lists of another kind are skipped, whatever they name.
-    std::unique_ptr<NLG_ANNSS> d = make_annss(*g);
-    EXPECT_TRUE(d->read_named(named("nope", true, PB::ANNS::FAB)));
-    EXPECT_TRUE(d->get_error().m_ok);
-
+    // Name, whether it carries a record, kind of the list; the error text, "" for success.
+    // A known name that is no module fails only when there is a record to put somewhere;
+    // lists of another kind are skipped, whatever they name.
+    const std::vector<std::tuple<const char*, bool, PB::ANNS::TYPE, const char*>> cases = {
+        {"nope", true, PB::ANNS::ICDB, "Unknown module: nope"},
+        {"nope", false, PB::ANNS::ICDB, "Unknown module: nope"},
+        {"u0", true, PB::ANNS::ICDB, "Unknown module: u0"},
+        {"u0", false, PB::ANNS::ICDB, ""},
+        {"nope", true, PB::ANNS::FAB, ""},
+        {"blk", true, PB::ANNS::ICDB, ""}};
+    for (auto [name, with_record, type, error] : cases) {
+        std::unique_ptr<NLG_ANNSS> a = make_annss(*g);
+        EXPECT_EQ(a->read_named(named(name, with_record, type)), *error == 0) << name;
+        EXPECT_EQ(a->get_error().m_ok, *error == 0) << name;
+        if (*error != 0) {
+            EXPECT_EQ(a->get_error().m_message, error);
+        }
+    }
     // A good record lands in its module.
     std::unique_ptr<NLG_ANNSS> e = make_annss(*g);
     EXPECT_TRUE(e->read_named(named("blk", true, PB::ANNS::ICDB)));

@@ -56,8 +56,7 @@ TEST(InstanceTree, AddAndLookUp) {
     EXPECT_FALSE(tree.add_flat_instance(3, record(5, 6, "second")));
     const PB::ICDB::FLAT_INSTANCE* kept = tree.get_flat_instance(3);
     ASSERT_NE(kept, nullptr);
-    EXPECT_EQ(kept->uid(), "first");
-    EXPECT_EQ(kept->bposition().row(), 1);
+    EXPECT_EQ(kept->ShortDebugString(), "bposition { row: 1 col: 2 } uid: \"first\"");
     // Records stay put while the map grows.
     for (uint64_t node = 100; node < 1100; ++node) tree.add_flat_instance(node, record(0, 0, ""));
     EXPECT_EQ(tree.get_flat_instance(3), kept);
@@ -97,12 +96,9 @@ TEST(InstanceTree, LoadMergesEntries) {
     ICDB::INSTANCE_TREE tree(f.graph.get());
     tree.load(f.annss->get_icdb());
     ASSERT_EQ(tree.size(), 2u);
-    const PB::ICDB::FLAT_INSTANCE* seven = tree.get_flat_instance(7);
-    ASSERT_NE(seven, nullptr);
-    EXPECT_EQ(seven->uid(), "seven");
-    EXPECT_TRUE(seven->is_spare_row());
-    EXPECT_EQ(seven->bposition().row(), 4);
-    EXPECT_EQ(seven->bposition().col(), 5);
+    ASSERT_NE(tree.get_flat_instance(7), nullptr);
+    EXPECT_EQ(tree.get_flat_instance(7)->ShortDebugString(),
+              "bposition { row: 4 col: 5 } is_spare_row: true uid: \"seven\"");
     const PB::ICDB::FLAT_INSTANCE* two = tree.get_flat_instance(2);
     ASSERT_NE(two, nullptr);
     EXPECT_EQ(two->ByteSizeLong(), 0u);
@@ -115,9 +111,7 @@ TEST(InstanceTree, StoreSortedAppendingWithSectorsAndBounds) {
         ICDB::INSTANCE_TREE tree(f.graph.get());
         EXPECT_TRUE(tree.store(f.annss->get_icdb(), {}));
         EXPECT_EQ(f.top().flat_instance_nodes_size(), 0);
-        EXPECT_TRUE(f.annss->get_icdb().get_graph().has_max_brow());
-        EXPECT_EQ(f.annss->get_icdb().get_graph().max_brow(), 0);
-        EXPECT_EQ(f.annss->get_icdb().get_graph().max_bcol(), 0);
+        EXPECT_EQ(f.annss->get_icdb().get_graph().ShortDebugString(), "max_brow: 0 max_bcol: 0");
     }
     FIXTURE f;
     f.top().add_flat_instance_nodes()->set_node(99);
@@ -134,8 +128,7 @@ TEST(InstanceTree, StoreSortedAppendingWithSectorsAndBounds) {
     EXPECT_EQ(nodes, std::vector<int64_t>({99, 1, 5, 6, 9}));
     EXPECT_EQ(top.flat_instance_nodes(4).instance().uid(), "nine");
     EXPECT_FALSE(top.flat_instance_nodes(2).instance().has_bposition());
-    EXPECT_EQ(f.annss->get_icdb().get_graph().max_brow(), 3);
-    EXPECT_EQ(f.annss->get_icdb().get_graph().max_bcol(), 8);
+    EXPECT_EQ(f.annss->get_icdb().get_graph().ShortDebugString(), "max_brow: 3 max_bcol: 8");
     NLG_ICDB_ANNS& icdb = f.annss->get_icdb();
     EXPECT_FALSE(top.has_level());
     EXPECT_EQ(icdb.get_module(*f.graph->get_module(1)).level(), PB::ICDB::MODULE::SECTOR);

@@ -2,8 +2,7 @@
 // node, the fatal checks and the print form.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
+#include "print_form.h"
 #include "util/util_aliases.h"
 
 using UTIL::ALIASES_BUILDER;
@@ -115,9 +114,7 @@ TEST(Aliases, PrintForm) {
     a.add_connection(2, 1);
     a.add_connection(5, 4);
     a.add_connection(2, 7);
-    std::ostringstream out;
-    out << a;
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(text_of(a),
               "ALIASES_BUILDER {\n"
               "   new aliases: {6 } \n"
               "   singlely driven nets: (4) { 5 4 } \n"

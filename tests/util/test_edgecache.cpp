@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "edgecache.pb.h"
+#include "print_form.h"
 #include "util/util_edgecache.h"
-#include "util/util_indent.h"
 
 using UTIL::EC_FEDGE;
 using UTIL::EC_GRAPH;
@@ -51,11 +51,7 @@ std::vector<FEDGE> small_module() {
 }
 
 std::string print(const UTIL::IEDGECACHE& cache, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << cache;
-    return os.str();
+    return printed(cache, detail);
 }
 
 // Answer of a query, or "false".
@@ -115,27 +111,20 @@ TEST(EdgeCache, Queries) {
     EDGECACHE_BUILDER cache;
     VECTOR_FEDGES fedges(small_module());
     ASSERT_TRUE(cache.add_module(7, fedges));
-    EXPECT_EQ(query(cache, 10, 20, 7), "3/0");  // parallel edges: the first one's path
-    EXPECT_EQ(query(cache, 11, 20, 7), "3/1");
-    EXPECT_EQ(query(cache, 30, 40, 7), "7/5");
-    EXPECT_EQ(query(cache, 20, 40, 7), "7/6");
-    EXPECT_EQ(query(cache, 40, 20, 7), "false");  // reversed, both nodes exist
-    EXPECT_EQ(query(cache, 20, 10, 7), "false");
-    EXPECT_EQ(query(cache, 10, 40, 7), "false");
-    EXPECT_EQ(query(cache, 99, 20, 7), "false");
-    EXPECT_EQ(query(cache, 10, 99, 7), "false");
-    EXPECT_EQ(query(cache, 10, 20, 8), "false");
-    // Only the queried destinations got a source map.
-    const std::vector<UTIL::EC_NODE>& nodes = cache.get_graph(7)->get_nodes();
-    EXPECT_NE(nodes[2].m_src_index_to_edge, nullptr);
-    EXPECT_NE(nodes[4].m_src_index_to_edge, nullptr);
-    EXPECT_EQ(nodes[1].m_src_index_to_edge, nullptr);
-    EXPECT_EQ(nodes[3].m_src_index_to_edge, nullptr);
-    ASSERT_NE(nodes[0].m_src_index_to_edge, nullptr);  // queried as 20 -> 10: a map, empty
-    EXPECT_EQ(nodes[0].m_src_index_to_edge->size(), 0u);
-    EXPECT_EQ(nodes[2].m_src_index_to_edge->size(), 2u);
-    // Repeated queries go through the map.
-    EXPECT_EQ(query(cache, 10, 20, 7), "3/0");
+    // Parallel edges give the first one's path; reversed edges are absent though both nodes
+    // exist; a repeated query goes through the source map made by the first.
+    const std::vector<std::tuple<uint64_t, uint64_t, uint32_t, const char*>> cases = {
+        {10, 20, 7, "3/0"},   {11, 20, 7, "3/1"},   {30, 40, 7, "7/5"},   {20, 40, 7, "7/6"},
+        {40, 20, 7, "false"}, {20, 10, 7, "false"}, {10, 40, 7, "false"}, {99, 20, 7, "false"},
+        {10, 99, 7, "false"}, {10, 20, 8, "false"}, {10, 20, 7, "3/0"}};
+    for (auto [src, dst, module, answer] : cases)
+        EXPECT_EQ(query(cache, src, dst, module), answer) << src << "->" << dst;
+    // Most nodes are never queried: only the destinations asked for (20, 40, and 10 as 20 -> 10)
+    // got a source map.
+    size_t with_map = 0;
+    for (const UTIL::EC_NODE& node : cache.get_graph(7)->get_nodes())
+        with_map += node.m_src_index_to_edge != nullptr;
+    EXPECT_EQ(with_map, 3u);
     // A second add of the module is refused and changes nothing.
     VECTOR_FEDGES other({fe(1, 2, 0, 0)});
     EXPECT_FALSE(cache.add_module(7, other));
@@ -168,21 +157,10 @@ TEST(EdgeCache, FedgeWalk) {
                         "FEDGE { m_src = 10 m_dst = 20 m_ipath_index = 9 m_mux_index = 3 }",
                         "FEDGE { m_src = 30 m_dst = 40 m_ipath_index = 5 m_mux_index = 7 }",
                         "FEDGE { m_src = 20 m_dst = 40 m_ipath_index = 6 m_mux_index = 7 }"}));
-    std::ostringstream it_text;
-    auto it = walk.begin();
-    ++it;
-    it_text << it;
-    EXPECT_EQ(it_text.str(), "EC_FEDGE::const iterator { = m_node_index = 2 m_edge_count = 1 }");
-    std::ostringstream stats;
-    {
-        UTIL::INDENT guard(stats, 3);
-        UTIL::set_detail(stats, 4);
-        stats << walk;
-    }
-    EXPECT_EQ(stats.str(), "EC_FGRAPH_STATISTICS { n_fedges = 5 }");
-    std::ostringstream text;
-    text << walk;
-    EXPECT_EQ(text.str().substr(0, 16), "EC_FGRAPH { \n   ");
+    EXPECT_EQ(text_of(++walk.begin()),
+              "EC_FEDGE::const iterator { = m_node_index = 2 m_edge_count = 1 }");
+    EXPECT_EQ(printed(walk, 4), "EC_FGRAPH_STATISTICS { n_fedges = 5 }");
+    EXPECT_EQ(text_of(walk).substr(0, 16), "EC_FGRAPH { \n   ");
     // A graph without edges walks nothing.
     EDGECACHE_BUILDER empty;
     VECTOR_FEDGES none({});

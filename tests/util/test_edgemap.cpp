@@ -6,8 +6,8 @@
 
 #include "edgemap.pb.h"
 #include "mem_modules.h"
+#include "print_form.h"
 #include "util/util_edgemap.h"
-#include "util/util_indent.h"
 #include "util/util_protobuf.h"
 
 using UTIL::EDGE_KEY;
@@ -109,23 +109,14 @@ TEST(EdgeMap, PrintForms) {
     EDGEMAP_FIXTURE f;
     EDGEMAP map(f.m_partitions.get());
     fill(map);
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    os << *static_cast<UTIL::IEDGEMAP*>(&map);
-    EXPECT_EQ(os.str(),
+    const UTIL::IEDGEMAP& as_map = map;
+    EXPECT_EQ(printed(as_map),
               "IEDGEMAP {\n   m_edge_map = {\n      (T: 3)\n   }\n   m_subedge_maps = {\n"
               "      (A: 1)\n   }\n}\n");
-    std::ostringstream detailed;
-    UTIL::INDENT detailed_guard(detailed, 3);
-    detailed << UTIL::detail_2 << *static_cast<UTIL::IEDGEMAP*>(&map);
-    EXPECT_NE(detailed.str().find("(T: 3){{[0:]->[13::p]},{[4:/a0:x]->[9:/a1:x]},"),
-              std::string::npos)
-        << detailed.str();
-    std::ostringstream stats;
-    UTIL::INDENT stats_guard(stats, 3);
-    UTIL::set_detail(stats, 4);
-    stats << *static_cast<UTIL::IEDGEMAP*>(&map);
-    EXPECT_EQ(stats.str(), "IEDGEMAP_STATISTICS {\n}\n");
+    const std::string detailed = printed(as_map, 2);
+    EXPECT_NE(detailed.find("(T: 3){{[0:]->[13::p]},{[4:/a0:x]->[9:/a1:x]},"), std::string::npos)
+        << detailed;
+    EXPECT_EQ(printed(as_map, 4), "IEDGEMAP_STATISTICS {\n}\n");
 }
 
 // A file may name a node that the hierarchy does not have; it reads, and the detailed print
@@ -143,10 +134,7 @@ TEST(EdgeMap, PrintOfAnEdgeOutsideTheHierarchyStopsWithTheLookUpText) {
     EDGEMAP map(f.m_partitions.get());
     std::istringstream in(out.str());
     ASSERT_TRUE(map.read(in, UTIL::PB_BIN));
-    std::ostringstream detailed;
-    UTIL::INDENT guard(detailed, 3);
-    EXPECT_EXIT(detailed << UTIL::detail_2 << *static_cast<UTIL::IEDGEMAP*>(&map),
-                testing::ExitedWithCode(255),
+    EXPECT_EXIT(printed(static_cast<const UTIL::IEDGEMAP&>(map), 2), testing::ExitedWithCode(255),
                 "  hierarchy\\.get_path\\(path, node\\) != "
                 "IHIERARCHY::IMODULES::MODULE_INDEX_INVALID \n");
 }

@@ -7,6 +7,8 @@
 #include <memory>
 #include <sstream>
 
+#include "gid_grid.h"
+#include "print_form.h"
 #include "util/util_gid.h"
 #include "util/util_symbol.h"
 #include "util/util_symbol_file.h"
@@ -23,30 +25,7 @@ using UTIL::symbol_tables;
 
 namespace {
 
-// A 64-bit builder over an nx by ny by nz grid with the global types H1..H5 (indexes 0..4)
-// and V2 (index 5), over a symbol table with a few block kinds.
-struct GRID {
-    SYMBOL_TABLE* m_table = symbol_tables().new_table();
-    SYMBOL_FILE m_file;
-    std::unique_ptr<GID64_BUILDER> m_builder{UTIL::create_gid64_builder()};
-    std::unique_ptr<IGID_CONVERTER> m_conv;
-
-    GRID(uint32_t nx, uint32_t ny, uint32_t nz) {
-        for (const char* name : {"H", "V", "CLOCK_SPINE", "IOB"}) m_table->add(name);
-        m_table->init_name_fast();
-        m_file.set_internal_const(m_table);
-        m_builder->set_symbol_file(&m_file);
-        m_builder->set_dimensions(nx, ny, nz);
-        m_builder->add_global_types({{sym("H"), 1},
-                                     {sym("H"), 2},
-                                     {sym("H"), 3},
-                                     {sym("H"), 4},
-                                     {sym("H"), 5},
-                                     {sym("V"), 2}});
-        m_conv.reset(m_builder->create_converter());
-    }
-    SYM sym(const char* name) const { return m_table->find(name); }
-};
+using GRID = GID_GRID;
 
 // Runs a statement with standard output sent to standard error, so that a death test sees
 // the lines printed before the fatal assertion.
@@ -57,9 +36,15 @@ struct GRID {
     } while (0)
 
 std::string gid_text(uint64_t value) {
-    std::ostringstream out;
-    out << GID64(value);
-    return out.str();
+    return text_of(GID64(value));
+}
+
+// The decoded fields of a converter: "x y z i gclass name length".
+std::string fields(const IGID_CONVERTER& c) {
+    std::ostringstream os;
+    os << c.get_x() << " " << c.get_y() << " " << c.get_z() << " " << c.get_i() << " "
+       << c.get_gclass() << " " << c.get_name() << " " << c.get_length();
+    return os.str();
 }
 
 }  // namespace
@@ -96,13 +81,7 @@ TEST(Gid, DecodeAndEncodeThroughConverter) {
     uint64_t gid = g.m_builder->make_gid64(1, 2, 3, 0x1ffff, GID_TYPE::GLOBAL, g.sym("H"), 4);
     EXPECT_TRUE(c.set_gid64(gid));
     EXPECT_TRUE(c.is_valid());
-    EXPECT_EQ(c.get_x(), 1u);
-    EXPECT_EQ(c.get_y(), 2u);
-    EXPECT_EQ(c.get_z(), 3u);
-    EXPECT_EQ(c.get_i(), 0x1ffffu);
-    EXPECT_EQ(c.get_gclass(), GID_TYPE::GLOBAL);
-    EXPECT_EQ(c.get_name(), g.sym("H"));
-    EXPECT_EQ(c.get_length(), 4);
+    EXPECT_EQ(fields(c), "1 2 3 131071 GLOBAL H 4");
     EXPECT_EQ(c.get_gid64(), gid);
     EXPECT_TRUE(c.get_gid_type() == UTIL::GID_TYPE(GID_TYPE::GLOBAL, g.sym("H"), 4));
     EXPECT_EQ(c.make_gid64(0, 0, 0, 1, GID_TYPE::GLOBAL, g.sym("H"), 1), 1u);
@@ -171,13 +150,8 @@ TEST(Gid, TextFormBothWays) {
     std::istringstream one("IOB_INPUT:X4Y1Z0I6");
     g.m_conv->reset();
     one >> *g.m_conv;
-    EXPECT_EQ(g.m_conv->get_gclass(), GID_TYPE::INPUT);
-    EXPECT_EQ(g.m_conv->get_name(), g.sym("IOB"));
-    EXPECT_EQ(g.m_conv->get_x() * 10 + g.m_conv->get_y(), 41u);
-    EXPECT_EQ(g.m_conv->get_i(), 6u);
-    std::ostringstream out;
-    out << *g.m_conv;
-    EXPECT_EQ(out.str(), "IOB_INPUT:X4Y1Z0I6");
+    EXPECT_EQ(fields(*g.m_conv), "4 1 0 6 INPUT IOB -1");
+    EXPECT_EQ(text_of(*g.m_conv), "IOB_INPUT:X4Y1Z0I6");
 }
 
 TEST(Gid, TextReaderStopsOnBadInput) {
@@ -236,9 +210,7 @@ TEST(Gid, Gid32Forms) {
     EXPECT_EQ(re2, (0u << 13) | 6);
     EXPECT_EQ(in, (1u << 13) | 0x1fff);
     EXPECT_TRUE(c->set_gid32(in));
-    EXPECT_EQ(c->get_x() * 100 + c->get_y() * 10 + c->get_z(), 10u);
-    EXPECT_EQ(c->get_gclass(), GID_TYPE::INPUT);
-    EXPECT_EQ(c->get_i(), 0x1fffu);
+    EXPECT_EQ(fields(*c), "0 1 0 8191 INPUT IOB -1");
     EXPECT_EQ(c->get_gid32(), in);
     EXPECT_EQ(c->make_gid32(0, 0, 0, 1, GID_TYPE::INPUT, g.sym("IOB"), -1), (0x3ffffu << 13) | 1);
 
@@ -274,9 +246,7 @@ TEST(Gid, Gid32Forms) {
     EXPECT_EXIT(g.m_builder->make_gid32(0, 0, 0, 0, GID_TYPE::GLOBAL, g.sym("H"), 5),
                 testing::ExitedWithCode(255), "Should not reach here");
 
-    std::ostringstream out;
-    out << *b;
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(text_of(*b),
               "GID32_BUILDER {\n"
               "   m_index_to_xyz.size() = 8\n"
               "   m_index_to_xyzt.size() = 2\n"
@@ -298,23 +268,12 @@ TEST(Gid, BaseConverterHoldsFieldsOnly) {
     EXPECT_FALSE(c.is_valid());
     c.set_fields(1, 2, 3, 4, GID_TYPE::RE, g.sym("IOB"), -1);
     EXPECT_TRUE(c.is_valid());
-    UTIL::BASE_GID_CONVERTER d;
-    d.set_x(1);
-    d.set_y(2);
-    d.set_z(3);
-    d.set_i(4);
-    d.set_gclass(GID_TYPE::RE);
-    d.set_name(g.sym("IOB"));
-    d.set_length(-1);
-    EXPECT_TRUE(c.equals(d));
     EXPECT_EQ(c.make_gid32(0, 0, 0, 0, GID_TYPE::RE, g.sym("IOB"), -1), GID32::VALUE_INVALID);
     EXPECT_EXIT(c.set_gid64(0), testing::ExitedWithCode(255), "  false \n");
     EXPECT_EXIT(c.get_gid32(), testing::ExitedWithCode(255), "  false \n");
     EXPECT_EXIT(c.get_k(0), testing::ExitedWithCode(255), "  false \n");
     EXPECT_EXIT(c.get_gid_type(), testing::ExitedWithCode(255), "  false \n");
-    std::ostringstream out;
-    out << c;
-    EXPECT_EQ(out.str(), "IOB_RE:X1Y2Z3I4");
+    EXPECT_EQ(text_of(c), "IOB_RE:X1Y2Z3I4");
 }
 
 TEST(Gid, BuilderFileRoundTripAndCuts) {
@@ -345,10 +304,7 @@ TEST(Gid, BuilderFileRoundTripAndCuts) {
         for (uint64_t gid : gids) {
             g.m_conv->set_gid64(gid);
             c->set_gid64(gid);
-            std::ostringstream a, b;
-            a << *g.m_conv;
-            b << *c;
-            EXPECT_EQ(a.str(), b.str());
+            EXPECT_EQ(text_of(*c), text_of(*g.m_conv));
             EXPECT_EQ(c->get_gid64(), gid);
         }
         // Cut before the head, inside it, and inside the type records.
@@ -362,7 +318,7 @@ TEST(Gid, BuilderFileRoundTripAndCuts) {
     }
 }
 
-TEST(Gid, BuilderWithoutDimensions) {
+TEST(Gid, BuilderWithoutDimensionsAndPrintForm) {
     GID64_BUILDER bare;
     SYMBOL_FILE file;
     bare.set_symbol_file(&file);
@@ -370,15 +326,9 @@ TEST(Gid, BuilderWithoutDimensions) {
     EXPECT_THROW(bare.write(out, UTIL::PB_BIN), std::out_of_range);
     uint32_t nx, ny, nz;
     EXPECT_EXIT(bare.get_dimensions(nx, ny, nz), testing::ExitedWithCode(255), "m_nx > 0");
-}
-
-TEST(Gid, BuilderPrintForm) {
     GRID g(1, 1, 1);
-    GID64_BUILDER small;
-    small.get_gid_types().add_gid_type(GID_TYPE::GLOBAL, g.sym("V"), 2);
-    std::ostringstream out;
-    out << small;
-    EXPECT_EQ(out.str(),
+    bare.get_gid_types().add_gid_type(GID_TYPE::GLOBAL, g.sym("V"), 2);
+    EXPECT_EQ(text_of(bare),
               "GID64_BUILDER {\n"
               "   m_gid_types = GID_TYPE_BUILDER {\n"
               "      m_gid_types = {(1)\n"

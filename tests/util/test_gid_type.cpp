@@ -4,6 +4,8 @@
 
 #include <sstream>
 
+#include "print_form.h"
+#include "symbol_section.h"
 #include "util/util_gid_type.h"
 #include "util/util_protobuf.h"
 #include "util/util_symbol.h"
@@ -43,12 +45,6 @@ TYPE read_type(const std::string& text) {
     TYPE type;
     in >> type;
     return type;
-}
-
-std::string text_of(const TYPE& type) {
-    std::ostringstream out;
-    out << type;
-    return out.str();
 }
 
 }  // namespace
@@ -99,19 +95,19 @@ TEST(GidType, GlobalTypesNeedKnownNames) {
                 "name.is_known\\(\\)");
 }
 
-TEST(GidType, ValueAndEquality) {
+TEST(GidType, DefaultValueAndEquality) {
     TYPES t;
-    TYPE none;
+    const TYPE none;
     EXPECT_EQ(none.get_gclass(), GID_TYPE::GLOBAL);
     EXPECT_EQ(none.get_name().get_value(), 0u);
     EXPECT_EQ(none.get_length(), -1);
-    TYPE h5(GID_TYPE::GLOBAL, t.sym("H"), 5);
+    const TYPE h5(GID_TYPE::GLOBAL, t.sym("H"), 5);
     EXPECT_TRUE(h5 == TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5));
     EXPECT_FALSE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5));
-    EXPECT_TRUE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("H"), 4));
-    EXPECT_TRUE(h5 != TYPE(GID_TYPE::RE, t.sym("H"), 5));
-    EXPECT_TRUE(h5 != TYPE(GID_TYPE::GLOBAL, t.sym("V"), 5));
-    EXPECT_EQ(h5.get_message().name().value(), t.sym("H").get_value());
+    for (const TYPE& other :
+         {TYPE(GID_TYPE::GLOBAL, t.sym("H"), 4), TYPE(GID_TYPE::RE, t.sym("H"), 5),
+          TYPE(GID_TYPE::GLOBAL, t.sym("V"), 5)})
+        EXPECT_TRUE(h5 != other) << text_of(other);
 }
 
 TEST(GidType, TextWriter) {
@@ -168,20 +164,6 @@ TEST(GidType, TextReaderNeedsSymbolFile) {
 
 namespace {
 
-// Writes the table, then the writer's symbol section; reads both into a fresh reader table.
-struct FILE_PAIR {
-    std::string m_types;
-    std::string m_symbols;
-};
-
-FILE_PAIR write_types(TYPES& t, uint32_t format) {
-    std::ostringstream types;
-    std::ostringstream symbols;
-    EXPECT_TRUE(t.m_builder.write(types, format));
-    EXPECT_TRUE(t.m_file.write(symbols, format));
-    return {types.str(), symbols.str()};
-}
-
 void fill(TYPES& t) {
     t.m_builder.add_global_types(
         {{t.sym("H"), 5}, {t.sym("V"), 12}, {t.sym("CC_DCM_GMUX_RE"), -1}});
@@ -190,31 +172,33 @@ void fill(TYPES& t) {
     t.m_builder.add_gid_type(GID_TYPE::BLC_INTERNAL_RE, t.sym("LUT"), -1);
 }
 
+SECTIONED_FILE write_types(TYPES& t, uint32_t format) {
+    return write_with_section(t.m_table, format, [&](SYMBOL_FILE& symbols, std::ostream& out) {
+        t.m_builder.set_symbol_file(&symbols);
+        const bool ok = t.m_builder.write(out, format);
+        t.m_builder.set_symbol_file(&t.m_file);
+        return ok;
+    });
+}
+
 }  // namespace
 
 TEST(GidType, FileRoundTripBothFormats) {
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         TYPES t;
         fill(t);
-        FILE_PAIR files = write_types(t, format);
-
-        SYMBOL_TABLE* fresh_table = symbol_tables().new_table();
         SYMBOL_FILE reader;
-        reader.set_internal(fresh_table);
-        std::istringstream symbols(files.m_symbols);
-        ASSERT_TRUE(reader.read(symbols, format));
         GID_TYPE_BUILDER fresh;
         fresh.set_symbol_file(&reader);
-        std::istringstream types(files.m_types);
-        ASSERT_TRUE(fresh.read(types, format));
+        ASSERT_TRUE(read_with_section(write_types(t, format).all(), format, reader, fresh));
         ASSERT_EQ(fresh.get_n_gid_types(), t.m_builder.get_n_gid_types());
         for (uint32_t i = 0; i < fresh.get_n_gid_types(); ++i) {
             const UTIL::IGID_TYPE& a = t.m_builder.get_gid_type(i);
             const UTIL::IGID_TYPE& b = fresh.get_gid_type(i);
             EXPECT_EQ(a.get_gclass(), b.get_gclass());
             EXPECT_EQ(a.get_length(), b.get_length());
-            EXPECT_EQ(b.get_name().get_table_id(), fresh_table->get_table_id());
             EXPECT_EQ(a.get_name().get_name(), b.get_name().get_name());
+            EXPECT_EQ(b.get_name().get_table_id(), reader.get_internal()->get_table_id());
             EXPECT_EQ(fresh.find_gid_type(b.get_gclass(), b.get_name(), b.get_length()), i);
         }
     }
@@ -224,25 +208,20 @@ TEST(GidType, FileRoundTripBothFormats) {
 // plain default, not as "no length".
 TEST(GidType, RecordWithoutLengthReadsAsLengthZero) {
     TYPES t;
-    PB::GID_TYPE record = TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5).get_message();
-    record.clear_length();
-    t.m_file.message_internal_to_external(&record);
-    PB::GID_TYPES head;
-    head.set_num_gid_type(1);
-    std::ostringstream types;
-    ASSERT_TRUE(UTIL::write_message(head, types, UTIL::PB_BIN));
-    ASSERT_TRUE(UTIL::write_message(record, types, UTIL::PB_BIN));
-    std::ostringstream symbols;
-    ASSERT_TRUE(t.m_file.write(symbols, UTIL::PB_BIN));
-
+    SECTIONED_FILE file =
+        write_with_section(t.m_table, UTIL::PB_BIN, [&](SYMBOL_FILE& symbols, std::ostream& out) {
+            PB::GID_TYPE record = TYPE(GID_TYPE::GLOBAL, t.sym("H"), 5).get_message();
+            record.clear_length();
+            symbols.message_internal_to_external(&record);
+            PB::GID_TYPES head;
+            head.set_num_gid_type(1);
+            return UTIL::write_message(head, out, UTIL::PB_BIN) &&
+                   UTIL::write_message(record, out, UTIL::PB_BIN);
+        });
     SYMBOL_FILE reader;
-    reader.set_internal(symbol_tables().new_table());
-    std::istringstream symbols_in(symbols.str());
-    ASSERT_TRUE(reader.read(symbols_in, UTIL::PB_BIN));
     GID_TYPE_BUILDER fresh;
     fresh.set_symbol_file(&reader);
-    std::istringstream types_in(types.str());
-    ASSERT_TRUE(fresh.read(types_in, UTIL::PB_BIN));
+    ASSERT_TRUE(read_with_section(file.all(), UTIL::PB_BIN, reader, fresh));
     ASSERT_EQ(fresh.get_n_gid_types(), 1u);
     EXPECT_EQ(fresh.get_gid_type(0).get_length(), 0);
     EXPECT_EQ(fresh.get_gid_type(0).get_name().get_name(), "H");
@@ -251,35 +230,28 @@ TEST(GidType, RecordWithoutLengthReadsAsLengthZero) {
 TEST(GidType, CutFileFailsAndKeepsWhatWasRead) {
     TYPES t;
     fill(t);
-    FILE_PAIR files = write_types(t, UTIL::PB_BIN);
+    SECTIONED_FILE file = write_types(t, UTIL::PB_BIN);
     SYMBOL_TABLE* fresh_table = symbol_tables().new_table();
-    SYMBOL_FILE reader;
-    reader.set_internal(fresh_table);
-    std::istringstream symbols(files.m_symbols);
-    ASSERT_TRUE(reader.read(symbols, UTIL::PB_BIN));
-    for (size_t cut : {size_t(0), size_t(1), files.m_types.size() / 2, files.m_types.size() - 1}) {
+    const size_t body = file.m_body.size();
+    for (size_t cut : {size_t(0), size_t(1), body / 2, body - 1}) {
+        SYMBOL_FILE reader;
         GID_TYPE_BUILDER fresh;
         fresh.set_symbol_file(&reader);
-        std::istringstream types(files.m_types.substr(0, cut));
-        EXPECT_FALSE(fresh.read(types, UTIL::PB_BIN)) << cut;
+        const std::string bytes = file.all().substr(0, file.m_section.size() + cut);
+        EXPECT_FALSE(read_with_section(bytes, UTIL::PB_BIN, reader, fresh, fresh_table)) << cut;
         EXPECT_LT(fresh.get_n_gid_types(), t.m_builder.get_n_gid_types());
     }
 }
 
-TEST(GidType, WriteNeedsSymbolFile) {
+TEST(GidType, WriteNeedsSymbolFileAndPrintForm) {
     GID_TYPE_BUILDER bare;
     std::ostringstream out;
     EXPECT_EXIT(bare.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
                 "m_symbol_file != NULL");
-}
-
-TEST(GidType, PrintForm) {
     TYPES t;
     t.m_builder.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 5);
     t.m_builder.add_gid_type(GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1);
-    std::ostringstream out;
-    out << t.m_builder;
-    EXPECT_EQ(out.str(),
+    EXPECT_EQ(text_of(t.m_builder),
               "GID_TYPE_BUILDER {\n"
               "   m_gid_types = {(2)\n"
               "      [0] = (GLOBAL) H5\n"

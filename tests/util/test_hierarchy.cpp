@@ -3,14 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <random>
 #include <sstream>
 
 #include "mem_modules.h"
+#include "print_form.h"
 #include "util/util_assert.h"
 #include "util/util_hierarchy.h"
-#include "util/util_indent.h"
 
 using namespace TEST_HIER;
 using UTIL::HIERARCHY;
@@ -47,18 +48,6 @@ void build_tiny(MEM_MODULES& m) {
     m.add_port(leaf, "o");
 }
 
-// A chain A over B over C, each with one port: n_nodes C 2, B 4, A 6.
-void build_chain(MEM_MODULES& m) {
-    const uint32_t a = m.add_module("A");
-    const uint32_t b = m.add_module("B");
-    const uint32_t c = m.add_module("C");
-    m.add_instance(a, "ub", "B");
-    m.add_instance(b, "uc", "C");
-    m.add_port(a, "pa");
-    m.add_port(b, "pb");
-    m.add_port(c, "pc");
-}
-
 // A random acyclic description: module 0 on top, every module instantiating only modules of a
 // later rank in a shuffled order, so that counting needs several passes.
 void build_random(MEM_MODULES& m, uint32_t seed) {
@@ -91,12 +80,6 @@ std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
     path->set_instances(instances);
     path->set_port_index(port);
     return path;
-}
-
-std::string text_of(const IHIERARCHY::IPATH& path) {
-    std::ostringstream os;
-    os << path;
-    return os.str();
 }
 
 // Deepest instance occurrence (the root included) whose subtree holds both nodes.
@@ -162,50 +145,6 @@ TEST(Hierarchy, TinyTreeNumberingByHand) {
     EXPECT_EQ(text_of(*in_mid), "/b");
     EXPECT_EQ(h.get_node(*in_mid), 4u);
     delete in_mid;
-}
-
-TEST(Hierarchy, ChainAndLeafEdgeCases) {
-    MEM_MODULES m;
-    build_chain(m);
-    m.add_module("empty");
-    HIERARCHY h(&m);
-    EXPECT_EQ(h.get_num_nodes(2), 2u);
-    EXPECT_EQ(h.get_num_nodes(1), 4u);
-    EXPECT_EQ(h.get_num_nodes(0), 6u);
-    EXPECT_EQ(h.get_num_nodes(3), 1u);
-    EXPECT_EQ(h.get_node(*make_path(h, {0, 0}, 0)), 3u);
-
-    HPATH_SETTABLE path(&h);
-    EXPECT_EQ(h.get_path(&path, 3), 2u);
-    EXPECT_EQ(path.get_path().get_instances(), (std::vector<uint32_t>{0, 0}));
-    EXPECT_EQ(path.get_port_index(), 0u);
-
-    // Node 0: an empty path at the base, from any base.
-    EXPECT_EQ(h.get_path(&path, 0, 1), 1u);
-    EXPECT_EQ(path.size(), 0u);
-    EXPECT_EQ(path.get_base_module_index(), 1u);
-    EXPECT_EQ(path.get_port_index(), INVALID);
-
-    // The first port of a leaf, whose sum_left is all zero, is port 0.
-    EXPECT_EQ(h.get_module_infos()[2].m_sum_left, (std::vector<uint64_t>{0, 1}));
-    EXPECT_EQ(h.get_path(&path, 1, 2), 2u);
-    EXPECT_EQ(path.size(), 0u);
-    EXPECT_EQ(path.get_port_index(), 0u);
-
-    // Instance and port of a node.
-    uint32_t index = 7;
-    EXPECT_EQ(h.get_instance_of_node(index, 2), 2u);
-    EXPECT_EQ(index, 0u);
-    EXPECT_EQ(h.get_instance_of_node(index, 3), INVALID);
-    EXPECT_EQ(index, INVALID);
-    EXPECT_EQ(h.get_instance_of_node(index, 0), 0u);
-    EXPECT_EQ(h.get_port_of_node(index, 5), 0u);
-    EXPECT_EQ(index, 0u);
-    EXPECT_EQ(h.get_port_of_node(index, 1), INVALID);
-    EXPECT_EQ(h.get_port_of_node(index, 6), INVALID);
-    EXPECT_EQ(h.get_port_node(2, 2, 0), 3u);
-    EXPECT_EQ(h.get_port_node(1, 1, 0), 4u);
-    EXPECT_EQ(h.get_port_parent(2, 0, 3), 2u);
 }
 
 TEST(Hierarchy, ChildNodeBounds) {
@@ -377,31 +316,26 @@ TEST(Hierarchy, PathsByNamesAndText) {
     build_tiny(m);
     HIERARCHY h(&m);
     HPATH_SETTABLE a(&h);
-    HPATH_SETTABLE b(&h);
-    ASSERT_TRUE(a.set_from_string("/u1/a:o", 0));
-    ASSERT_TRUE(b.set_from_string("u1/a:o", 0));
+    // Text, base module, node or INVALID_NODE where parsing fails ("/" alone is kept whole, so
+    // its empty names are unknown).
+    const std::vector<std::tuple<const char*, uint32_t, uint64_t>> cases = {
+        {"/u1/a:o", 0, 12},  {"u1/a:o", 0, 12},   {"u0/b", 0, 5},  {":rst", 0, 18},
+        {"", 0, 0},          {"b:i", 2, 5},       {"/", 0, ~0ull}, {"u0/a:zz", 0, ~0ull},
+        {"u0/a:", 0, ~0ull}, {"u0//a", 0, ~0ull}, {"a", 0, ~0ull}};
+    for (auto [text, base, node] : cases) {
+        const bool ok = node != ~0ull;
+        ASSERT_EQ(a.set_from_string(text, base), ok) << text;
+        if (ok) {
+            EXPECT_EQ(h.get_node(a), node) << text;
+        }
+    }
+    ASSERT_TRUE(a.set_from_string("u1/a:o", 0));
     EXPECT_EQ(a.get_path().get_instances(), (std::vector<uint32_t>{1, 0}));
-    EXPECT_EQ(b.get_path().get_instances(), (std::vector<uint32_t>{1, 0}));
-    EXPECT_EQ(h.get_node(a), 12u);
-    EXPECT_EQ(h.get_node(b), 12u);
     ASSERT_TRUE(a.set_from_string("u0/b", 0));
     EXPECT_EQ(a.get_port_index(), INVALID);
-    EXPECT_EQ(h.get_node(a), 5u);
-    ASSERT_TRUE(a.set_from_string(":rst", 0));
-    EXPECT_EQ(h.get_node(a), 18u);
-    ASSERT_TRUE(a.set_from_string("", 0));
-    EXPECT_EQ(h.get_node(a), 0u);
-    ASSERT_TRUE(a.set_from_string("b:i", 2));
-    EXPECT_EQ(h.get_node(a), 5u);
-
-    // "/" alone is kept whole, so its empty names are unknown.
-    EXPECT_FALSE(a.set_from_string("/", 0));
+    // A failed parse keeps the instances read before the bad name.
     EXPECT_FALSE(a.set_from_string("u0/zz", 0));
     EXPECT_EQ(a.size(), 1u);
-    EXPECT_FALSE(a.set_from_string("u0/a:zz", 0));
-    EXPECT_FALSE(a.set_from_string("u0/a:", 0));
-    EXPECT_FALSE(a.set_from_string("u0//a", 0));
-    EXPECT_FALSE(a.set_from_string("a", 0));
 
     IHIERARCHY::NAME_PATH names;
     names.m_instances = {m.sym("u0"), m.sym("a")};
@@ -429,23 +363,21 @@ TEST(Hierarchy, GetNodesOfPairs) {
     MEM_MODULES m;
     build_tiny(m);
     HIERARCHY h(&m);
+    // "node1 node2 common common_module"; a bad index spoils only its own path.
+    auto nodes = [&h](const std::unique_ptr<HPATH_SETTABLE>& p1,
+                      const std::unique_ptr<HPATH_SETTABLE>& p2) {
+        uint64_t n1 = 0, n2 = 0, nc = 0;
+        uint32_t mc = INVALID;
+        EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
+        std::ostringstream os;
+        os << int64_t(n1) << " " << int64_t(n2) << " " << nc << " " << mc;
+        return os.str();
+    };
+    EXPECT_EQ(nodes(make_path(h, {1, 0}, 1), make_path(h, {1, 1})), "12 13 9 2");
+    EXPECT_EQ(nodes(make_path(h, {1, 5}), make_path(h, {0}, 0)), "-1 8 0 0");
+    EXPECT_EQ(nodes(make_path(h, {}), make_path(h, {1, 7})), "0 -1 0 0");
     uint64_t n1 = 0, n2 = 0, nc = 0;
     uint32_t mc = INVALID;
-    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {1, 0}, 1), *make_path(h, {1, 1})));
-    EXPECT_EQ(n1, 12u);
-    EXPECT_EQ(n2, 13u);
-    EXPECT_EQ(nc, 9u);
-    EXPECT_EQ(mc, 2u);
-    // A bad index spoils only its own path.
-    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {1, 5}), *make_path(h, {0}, 0)));
-    EXPECT_EQ(n1, IHIERARCHY::INVALID_NODE);
-    EXPECT_EQ(n2, 8u);
-    EXPECT_EQ(nc, 0u);
-    EXPECT_EQ(mc, 0u);
-    EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {1, 7})));
-    EXPECT_EQ(n1, 0u);
-    EXPECT_EQ(n2, IHIERARCHY::INVALID_NODE);
-
     EXPECT_EXIT(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {}, INVALID, 2)),
                 testing::ExitedWithCode(255),
                 "p1.get_base_module_index\\(\\) == p2.get_base_module_index\\(\\)");
@@ -462,7 +394,7 @@ static void build_binary_chain(MEM_MODULES& m, uint32_t first) {
     }
 }
 
-TEST(Hierarchy, SixtyThreeBitNodes) {
+TEST(Hierarchy, NodesPast32And63Bits) {
     MEM_MODULES m;
     build_binary_chain(m, 0);
     HIERARCHY h(&m);
@@ -479,97 +411,71 @@ TEST(Hierarchy, SixtyThreeBitNodes) {
     }
     EXPECT_EQ(h.get_node(*make_path(h, std::vector<uint32_t>(62, 1))),
               static_cast<uint64_t>(INT64_MAX) - 1);
-}
 
-TEST(Hierarchy, PortsAbove32Bits) {
-    // top has one instance of L30 (2^33 - 1 nodes) and one port at node 2^33.
-    MEM_MODULES m;
-    const uint32_t top = m.add_module("top");
-    build_binary_chain(m, 30);
-    m.add_instance(top, "big", "L30");
-    m.add_port(top, "p");
-    HIERARCHY h(&m);
+    // top2 has one instance of L30 (2^33 - 1 nodes) and one port at node 2^33.
+    MEM_MODULES m2;
+    const uint32_t top = m2.add_module("top2");
+    build_binary_chain(m2, 30);
+    m2.add_instance(top, "big", "L30");
+    m2.add_port(top, "p");
+    HIERARCHY h2(&m2);
     const uint64_t port_node = uint64_t(1) << 33;
-    EXPECT_EQ(h.get_node(*make_path(h, {}, 0)), port_node);
+    EXPECT_EQ(h2.get_node(*make_path(h2, {}, 0)), port_node);
     uint32_t port = INVALID;
-    EXPECT_EQ(h.get_port_of_node(port, port_node), 0u);
+    EXPECT_EQ(h2.get_port_of_node(port, port_node), 0u);
     EXPECT_EQ(port, 0u);
 }
 
 TEST(Hierarchy, BadDescriptionsStopConstruction) {
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            const uint32_t top = m.add_module("top");
-            m.add_instance(top, "u", "missing");
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255),
-        "IE .*util_hierarchy.cpp:[0-9]+  it != m_module_map.end\\(\\) \n");
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
-    // A cycle beside a module that can be counted.
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            const uint32_t top = m.add_module("top");
-            const uint32_t a = m.add_module("a");
-            const uint32_t b = m.add_module("b");
-            m.add_module("leaf");
-            m.add_instance(top, "u", "a");
-            m.add_instance(a, "u", "b");
-            m.add_instance(b, "u", "a");
-            m.add_instance(b, "v", "leaf");
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            m.add_instance(m.add_module("self"), "u", "self");
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255), "  modules_changed > 0 \n");
-    // 1 + 2 * (2^62 - 1) is the 63-bit maximum; its one port overflows on the last addition.
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            const uint32_t top = m.add_module("top");
-            m.add_instance(top, "u", "L1");
-            m.add_instance(top, "v", "L1");
-            m.add_port(top, "p");
-            build_binary_chain(m, 1);
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255), "  Overflowed number of nodes on module 0 \n");
-    // An overflow before the last addition goes on with a negative count.
-    EXPECT_EXIT(
-        {
-            MEM_MODULES m;
-            const uint32_t top = m.add_module("top");
-            m.add_instance(top, "u", "L0");
-            m.add_instance(top, "v", "L0");
-            build_binary_chain(m, 0);
-            HIERARCHY h(&m);
-        },
-        testing::ExitedWithCode(255), "  \\(a >= 0\\) && \\(b >= 0\\) \n");
+    const std::vector<std::pair<std::function<void(MEM_MODULES&)>, const char*>> cases = {
+        {[](MEM_MODULES& m) { m.add_instance(m.add_module("top"), "u", "missing"); },
+         "IE .*util_hierarchy.cpp:[0-9]+  it != m_module_map.end\\(\\) \n"},
+        {[](MEM_MODULES&) {}, "  modules_changed > 0 \n"},
+        // A cycle beside a module that can be counted.
+        {[](MEM_MODULES& m) {
+             for (const char* name : {"top", "a", "b", "leaf"}) m.add_module(name);
+             m.add_instance(0, "u", "a");
+             m.add_instance(1, "u", "b");
+             m.add_instance(2, "u", "a");
+             m.add_instance(2, "v", "leaf");
+         },
+         "  modules_changed > 0 \n"},
+        {[](MEM_MODULES& m) { m.add_instance(m.add_module("self"), "u", "self"); },
+         "  modules_changed > 0 \n"},
+        // 1 + 2 * (2^62 - 1) is the 63-bit maximum; its one port overflows on the last addition.
+        {[](MEM_MODULES& m) {
+             const uint32_t top = m.add_module("top");
+             m.add_instance(top, "u", "L1");
+             m.add_instance(top, "v", "L1");
+             m.add_port(top, "p");
+             build_binary_chain(m, 1);
+         },
+         "  Overflowed number of nodes on module 0 \n"},
+        // An overflow before the last addition goes on with a negative count.
+        {[](MEM_MODULES& m) {
+             const uint32_t top = m.add_module("top");
+             m.add_instance(top, "u", "L0");
+             m.add_instance(top, "v", "L0");
+             build_binary_chain(m, 0);
+         },
+         "  \\(a >= 0\\) && \\(b >= 0\\) \n"},
+    };
+    for (const auto& [build, text] : cases) {
+        EXPECT_EXIT(
+            {
+                MEM_MODULES m;
+                build(m);
+                HIERARCHY h(&m);
+            },
+            testing::ExitedWithCode(255), text);
+    }
 }
 
 TEST(Hierarchy, TextForms) {
     MEM_MODULES m;
     build_tiny(m);
     HIERARCHY h(&m);
-    auto print = [&](int detail) {
-        std::ostringstream os;
-        UTIL::INDENT guard(os, 3);
-        UTIL::set_detail(os, detail);
-        os << h;
-        return os.str();
-    };
+    auto print = [&](int detail) { return printed(h, detail); };
     EXPECT_EQ(print(1),
               "IHIERARCHY {\n"
               "   m_modules = IMODULES {\n"

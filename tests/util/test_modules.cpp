@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "print_form.h"
+#include "symbol_section.h"
 #include "util/util_hierarchy_serializable.h"
 #include "util/util_symbol_file.h"
 
@@ -14,38 +16,17 @@ using UTIL::IHIERARCHY;
 
 namespace {
 
-// Symbol section, then the modules, as an owner of a whole file writes them: the messages are
-// prepared (their symbols noted) before the section, so the section goes first in the file.
-template <class WRITER>
-std::string write_with_symbols(const MODULES_FIXTURE& f, uint32_t format) {
-    UTIL::SYMBOL_FILE symbols;
-    symbols.set_internal_const(f.m_table);
-    std::ostringstream body;
-    WRITER writer_probe(&f.m_modules, &symbols);
-    EXPECT_TRUE(writer_probe.write(body, format));
-    std::ostringstream out;
-    EXPECT_TRUE(symbols.write(out, format));
-    return out.str() + body.str();
-}
-
-// The compact form's builder takes its modules by setter; adapt it to the same shape.
-struct BUILDER_WRITER {
-    UTIL::MODULES_BUILDER m_builder;
-    BUILDER_WRITER(const IHIERARCHY::IMODULES* modules, UTIL::SYMBOL_FILE* symbols) {
-        m_builder.set_modules(modules);
-        m_builder.set_symbol_file(symbols);
-    }
-    bool write(std::ostream& out, uint32_t format) { return m_builder.write(out, format); }
-};
-
-// Reads the symbol section and then the modules into `reader`; false if either read fails.
-template <class READER>
-bool read_with_symbols(const std::string& bytes, uint32_t format, UTIL::SYMBOL_FILE& symbols,
-                       READER& reader) {
-    symbols.set_internal(UTIL::symbol_tables().new_table());
-    std::istringstream in(bytes);
-    google::protobuf::io::IstreamInputStream zero_copy(&in);
-    return symbols.read(&zero_copy, format) && reader.read(&zero_copy, format);
+// The compact form (MODULES_BUILDER) or the graph form (MODULES_SERIALIZABLE) of the fixture.
+SECTIONED_FILE write_form(const MODULES_FIXTURE& f, uint32_t format, bool compact) {
+    return write_with_section(
+        f.m_table, format, [&](UTIL::SYMBOL_FILE& symbols, std::ostream& out) {
+            if (!compact)
+                return UTIL::MODULES_SERIALIZABLE(&f.m_modules, &symbols).write(out, format);
+            UTIL::MODULES_BUILDER builder;
+            builder.set_modules(&f.m_modules);
+            builder.set_symbol_file(&symbols);
+            return builder.write(out, format);
+        });
 }
 
 void expect_same_numbering(const MODULES_FIXTURE& f, const IHIERARCHY::IMODULES& read_back) {
@@ -67,60 +48,38 @@ void expect_same_numbering(const MODULES_FIXTURE& f, const IHIERARCHY::IMODULES&
 
 }  // namespace
 
-TEST(ModulesBuilder, CompactFormRoundTripKeepsNodeNumbers) {
+TEST(ModulesBuilder, BothFormsRoundTripKeepingNodeNumbers) {
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         MODULES_FIXTURE f;
-        std::string bytes = write_with_symbols<BUILDER_WRITER>(f, format);
+        const std::string compact = write_form(f, format, true).all();
         UTIL::SYMBOL_FILE symbols;
         UTIL::MODULES_BUILDER reader;
         reader.set_symbol_file(&symbols);
-        ASSERT_TRUE(read_with_symbols(bytes, format, symbols, reader));
+        ASSERT_TRUE(read_with_section(compact, format, symbols, reader));
         expect_same_numbering(f, *reader.get_modules());
         EXPECT_EQ(reader.get_modules()->get_symbol_table(), symbols.get_internal());
-        EXPECT_EXIT(reader.read(*new std::istringstream(bytes), format),
+        EXPECT_EXIT(reader.read(*new std::istringstream(compact), format),
                     testing::ExitedWithCode(255), "m_modules == NULL");
-        std::ostringstream printed;
-        printed << reader;
-        EXPECT_EQ(printed.str().rfind("MODULES_BUILDER {\n   m_modules = IMODULES {", 0), 0u);
-    }
-}
+        EXPECT_EQ(text_of(reader).rfind("MODULES_BUILDER {\n   m_modules = IMODULES {", 0), 0u);
 
-TEST(ModulesBuilder, GraphFormRoundTripKeepsNodeNumbers) {
-    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
-        MODULES_FIXTURE f;
-        std::string bytes = write_with_symbols<UTIL::MODULES_SERIALIZABLE>(f, format);
-        UTIL::SYMBOL_FILE symbols;
-        UTIL::MODULES_SERIALIZABLE reader(nullptr, &symbols);
-        ASSERT_TRUE(read_with_symbols(bytes, format, symbols, reader));
-        expect_same_numbering(f, *reader.get_modules());
+        UTIL::SYMBOL_FILE graph_symbols;
+        UTIL::MODULES_SERIALIZABLE graph_reader(nullptr, &graph_symbols);
+        ASSERT_TRUE(read_with_section(write_form(f, format, false).all(), format, graph_symbols,
+                                      graph_reader));
+        expect_same_numbering(f, *graph_reader.get_modules());
     }
 }
 
 TEST(ModulesBuilder, CutStreamsFailWithTheirMessages) {
     MODULES_FIXTURE f;
-    std::string bytes = write_with_symbols<BUILDER_WRITER>(f, UTIL::PB_BIN);
-    UTIL::SYMBOL_FILE probe_symbols;
-    UTIL::MODULES_BUILDER probe;
-    probe.set_symbol_file(&probe_symbols);
-    // Where the module frames begin: the section's own length.
-    std::ostringstream section;
-    {
-        UTIL::SYMBOL_FILE s;
-        s.set_internal_const(f.m_table);
-        UTIL::MODULES_BUILDER w;
-        w.set_modules(&f.m_modules);
-        w.set_symbol_file(&s);
-        std::ostringstream ignored;
-        w.write(ignored, UTIL::PB_BIN);
-        s.write(section, UTIL::PB_BIN);
-    }
-    const size_t start = section.str().size();
+    const SECTIONED_FILE file = write_form(f, UTIL::PB_BIN, true);
+    const std::string bytes = file.all();
     testing::internal::CaptureStdout();
-    for (size_t cut = start; cut < bytes.size(); ++cut) {
+    for (size_t cut = file.m_section.size(); cut < bytes.size(); ++cut) {
         UTIL::SYMBOL_FILE symbols;
         UTIL::MODULES_BUILDER reader;
         reader.set_symbol_file(&symbols);
-        EXPECT_FALSE(read_with_symbols(bytes.substr(0, cut), UTIL::PB_BIN, symbols, reader));
+        EXPECT_FALSE(read_with_section(bytes.substr(0, cut), UTIL::PB_BIN, symbols, reader));
         EXPECT_EQ(reader.get_modules(), nullptr);
         if (cut % 4 == 0) {
             util_clear_symbol_tables();  // each read makes two tables

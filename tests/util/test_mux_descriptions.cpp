@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-#include "util/util_indent.h"
+#include "print_form.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_symbol_file.h"
 
@@ -51,11 +51,7 @@ struct FIXTURE {
 };
 
 std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << d;
-    return os.str();
+    return printed(d, detail);
 }
 
 }  // namespace
@@ -69,18 +65,17 @@ TEST(MuxDescription, IndexesOverPaths) {
     const IMUX_DESCRIPTION& m = d.get_mux_description(0);
     EXPECT_EQ(m.get_index(), 0u);
     EXPECT_EQ(m.get_pb().name(), "mux4");
-    for (uint32_t p : {0u, 1u, 2u, 3u}) EXPECT_EQ(m.get_port_type(p), IMUX_DESCRIPTION::P_INPUT);
-    EXPECT_EQ(m.get_port_type(4), IMUX_DESCRIPTION::P_OUTPUT);
-    EXPECT_EQ(m.get_port_type(5), IMUX_DESCRIPTION::P_OUTPUT);
-    EXPECT_EQ(m.get_port_type(6), IMUX_DESCRIPTION::P_UNKNOWN);
+    const std::vector<IMUX_DESCRIPTION::PORT_TYPE> kinds = {
+        IMUX_DESCRIPTION::P_INPUT,  IMUX_DESCRIPTION::P_INPUT,  IMUX_DESCRIPTION::P_INPUT,
+        IMUX_DESCRIPTION::P_INPUT,  IMUX_DESCRIPTION::P_OUTPUT, IMUX_DESCRIPTION::P_OUTPUT,
+        IMUX_DESCRIPTION::P_UNKNOWN};
+    for (uint32_t p = 0; p < kinds.size(); ++p) EXPECT_EQ(m.get_port_type(p), kinds[p]) << p;
     // One input, two outputs: the first path wins.
     EXPECT_EQ(m.get_output_for_input(0), 4u);
     EXPECT_EQ(m.get_output_for_input(3), 4u);
     EXPECT_EQ(m.get_output_for_input(4), 0xFFFFFFFFu);
     EXPECT_EQ(m.get_inputs_per_output(), (std::vector<uint32_t>{4, 2}));
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(m.get_output_number(i), 0u);
-    EXPECT_EQ(m.get_output_number(4), 1u);
-    EXPECT_EQ(m.get_output_number(5), 1u);
+    for (uint32_t i = 0; i < 6; ++i) EXPECT_EQ(m.get_output_number(i), i < 4 ? 0u : 1u);
     EXPECT_THROW(m.get_output_number(6), std::out_of_range);
     // No paths: no outputs, empty vectors.
     const IMUX_DESCRIPTION& e = d.get_mux_description(1);

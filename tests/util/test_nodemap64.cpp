@@ -12,13 +12,11 @@
 #include <set>
 #include <sstream>
 
+#include "gid_grid.h"
 #include "mem_modules.h"
 #include "nodemap.pb.h"
-#include "util/util_hierarchy.h"
-#include "util/util_indent.h"
+#include "print_form.h"
 #include "util/util_nodemap64.h"
-#include "util/util_symbol.h"
-#include "util/util_symbol_file.h"
 
 using NS_SYMBOL::SYM;
 using PB::GID_TYPE;
@@ -30,29 +28,9 @@ namespace {
 
 constexpr uint64_t NONE = static_cast<uint64_t>(-1);
 
-// A GID builder over an nx by ny by nz grid with types H1..H5, V2 and CLOCK_SPINE_RE.
-struct GIDS {
-    UTIL::SYMBOL_TABLE* m_table = TEST_HIER::test_table();
-    UTIL::SYMBOL_FILE m_file;
-    std::unique_ptr<GID64_BUILDER> m_builder{UTIL::create_gid64_builder()};
-
-    GIDS(uint32_t nx, uint32_t ny, uint32_t nz) {
-        for (const char* name : {"H", "V", "CLOCK_SPINE"}) m_table->add(name);
-        m_file.set_internal_const(m_table);
-        m_builder->set_symbol_file(&m_file);
-        m_builder->set_dimensions(nx, ny, nz);
-        m_builder->add_global_types({{sym("H"), 1},
-                                     {sym("H"), 2},
-                                     {sym("H"), 3},
-                                     {sym("H"), 4},
-                                     {sym("H"), 5},
-                                     {sym("V"), 2}});
-        m_builder->get_gid_types().add_gid_type(GID_TYPE::RE, sym("CLOCK_SPINE"), -1);
-    }
-    SYM sym(const char* name) const { return m_table->find(name); }
-    uint64_t h5(uint32_t x, uint32_t y, uint32_t z, uint32_t i) {
-        return m_builder->make_gid64(x, y, z, i, GID_TYPE::GLOBAL, sym("H"), 5);
-    }
+// Grids share the hierarchy's table, so that GIDs and paths print from one table.
+struct GIDS : GID_GRID {
+    GIDS(uint32_t nx, uint32_t ny, uint32_t nz) : GID_GRID(nx, ny, nz, TEST_HIER::test_table()) {}
 };
 
 // A node map in the filling state over the grid of `gids`.
@@ -403,12 +381,8 @@ void build_ports(TEST_HIER::MEM_MODULES& m) {
     for (int p = 0; p < 40; ++p) m.add_port(leaf, "p" + std::to_string(p));
 }
 
-std::string printed(const NODEMAP64& map, int detail) {
-    std::ostringstream out;
-    UTIL::INDENT guard(out, 3);
-    UTIL::set_detail(out, detail);
-    out << static_cast<const UTIL::INODEMAP&>(map);
-    return out.str();
+std::string map_text(const NODEMAP64& map, int detail) {
+    return printed(static_cast<const UTIL::INODEMAP&>(map), detail);
 }
 
 }  // namespace
@@ -419,7 +393,7 @@ TEST(NodeMap, PrintForms) {
     UTIL::HIERARCHY hierarchy(&modules);
     GIDS gids(2, 1, 1);
     auto map = filling(gids);
-    EXPECT_EXIT(printed(*map, 1), testing::ExitedWithCode(255), "nodemap.m_hierarchy != NULL");
+    EXPECT_EXIT(map_text(*map, 1), testing::ExitedWithCode(255), "nodemap.m_hierarchy != NULL");
     map->set_hierarchy(&hierarchy);
     EXPECT_EXIT(map->set_hierarchy(&hierarchy), testing::ExitedWithCode(255),
                 "m_hierarchy == NULL");
@@ -436,7 +410,7 @@ TEST(NodeMap, PrintForms) {
     map->seal();
     const uint64_t k0 = gids.h5(0, 0, 0, 0) & 0x3ffffffffULL;
     const uint64_t k1 = gids.h5(1, 0, 0, 1) & 0x3ffffffffULL;
-    EXPECT_EQ(printed(*map, 2),
+    EXPECT_EQ(map_text(*map, 2),
               "INODEMAP {\n"
               "   m_nx = 2\n"
               "   m_ny = 1\n"
@@ -455,7 +429,7 @@ TEST(NodeMap, PrintForms) {
                   "->[cached = 3:/u:p1],[driver = 1:/u]\n"
                   "   }\n"
                   "}\n");
-    EXPECT_EQ(printed(*map, 1),
+    EXPECT_EQ(map_text(*map, 1),
               "INODEMAP {\n"
               "   m_nx = 2\n"
               "   m_ny = 1\n"
@@ -463,7 +437,7 @@ TEST(NodeMap, PrintForms) {
               "   m_node_to_gid = (3)\n"
               "   m_xyz_to_cnode_index = \n"
               "}\n");
-    EXPECT_EQ(printed(*map, 4),
+    EXPECT_EQ(map_text(*map, 4),
               "INODEMAP_STATISTICS {\n"
               "   m_nx = 2\n"
               "   m_ny = 1\n"
@@ -480,18 +454,12 @@ TEST(NodeMap, PrintCutsLongListsBelowDetailThree) {
     map->set_hierarchy(&hierarchy);
     for (uint32_t n = 0; n < 40; ++n) map->add_node(gids.h5(0, 0, 0, n), 2 + n);
     map->seal();
-    auto count = [](const std::string& text, const std::string& what) {
-        size_t found = 0;
-        for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-            ++found;
-        return found;
-    };
-    std::string two = printed(*map, 2);
-    EXPECT_EQ(count(two, "]->H5"), 34u);
-    EXPECT_EQ(count(two, "...\n"), 1u);
-    EXPECT_EQ(count(two, "[cached = "), 40u);
-    std::string three = printed(*map, 3);
-    EXPECT_EQ(count(three, "]->H5"), 40u);
-    EXPECT_EQ(count(three, "..."), 0u);
+    std::string two = map_text(*map, 2);
+    EXPECT_EQ(count_of(two, "]->H5"), 34u);
+    EXPECT_EQ(count_of(two, "...\n"), 1u);
+    EXPECT_EQ(count_of(two, "[cached = "), 40u);
+    std::string three = map_text(*map, 3);
+    EXPECT_EQ(count_of(three, "]->H5"), 40u);
+    EXPECT_EQ(count_of(three, "..."), 0u);
     EXPECT_NE(three.find("[41:/u:p39]->H5:X0Y0Z0I39\n"), std::string::npos);
 }

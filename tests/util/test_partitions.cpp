@@ -6,8 +6,8 @@
 
 #include "mem_modules.h"
 #include "partitions.pb.h"
+#include "print_form.h"
 #include "util/util_hierarchy_serializable.h"
-#include "util/util_indent.h"
 #include "util/util_partitions.h"
 
 using UTIL::IHIERARCHY;
@@ -38,20 +38,17 @@ TEST(Partitions, OccurrencesAndSingleNodeLookups) {
     EXPECT_EQ(partitions->get_partition_of_module(1), 1);
     EXPECT_EQ(partitions->get_partition_of_module(2), IPARTITIONS::PARTITION_INDEX_INVALID);
 
-    uint16_t occurence = 99;
-    uint64_t relative = 99;
-    EXPECT_EQ(partitions->find_partition(occurence, relative, 8), 1);
-    EXPECT_EQ(occurence, 1);
-    EXPECT_EQ(relative, 2u);
-    // Top-level nodes between occurrences: partition 0, out values untouched.
-    occurence = 99;
-    relative = 99;
-    EXPECT_EQ(partitions->find_partition(occurence, relative, 11), 0);
-    EXPECT_EQ(partitions->find_partition(occurence, relative, 0), 0);
-    EXPECT_EQ(occurence, 99);
-    EXPECT_EQ(relative, 99u);
-    EXPECT_EQ(partitions->find_partition(occurence, relative, 14),
-              IPARTITIONS::PARTITION_INDEX_INVALID);
+    // "partition occurrence relative"; top-level nodes between occurrences leave the out values.
+    auto find = [&](uint64_t node) {
+        uint16_t occurence = 99;
+        uint64_t relative = 99;
+        const int32_t p = partitions->find_partition(occurence, relative, node);
+        return std::to_string(p) + " " + std::to_string(occurence) + " " + std::to_string(relative);
+    };
+    EXPECT_EQ(find(8), "1 1 2");
+    EXPECT_EQ(find(11), "0 99 99");
+    EXPECT_EQ(find(0), "0 99 99");
+    EXPECT_EQ(find(14), std::to_string(IPARTITIONS::PARTITION_INDEX_INVALID) + " 99 99");
 
     std::unique_ptr<IHIERARCHY::IPATH_SETTABLE> path(f.m_hierarchy->create_path());
     partitions->get_partition_path(*path, 1);
@@ -137,18 +134,12 @@ TEST(Partitions, StoredListRoundTripAndCut) {
 TEST(Partitions, PrintForms) {
     MODULES_FIXTURE f;
     auto partitions = make_partitions(f, {1});
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    os << UTIL::detail_2 << *partitions;
     EXPECT_EQ(
-        os.str(),
+        printed(*partitions, 2),
         "IPARTITIONS {\n   [0] = { (#=1)  :0-13}\n   [1] = { (#=2) /a0 /a0:1-5, /a1:6-10}\n}\n");
-    std::ostringstream stats;
-    UTIL::INDENT stats_guard(stats, 3);
-    UTIL::set_detail(stats, 4);
-    stats << *partitions;
-    EXPECT_NE(stats.str().find("IPARTITIONS_STATISTICS {\n"), std::string::npos);
-    EXPECT_NE(stats.str().find("   n_partitions = 2\n   n_occurences = 3\n}"), std::string::npos);
+    const std::string stats = printed(*partitions, 4);
+    EXPECT_NE(stats.find("IPARTITIONS_STATISTICS {\n"), std::string::npos);
+    EXPECT_NE(stats.find("   n_partitions = 2\n   n_occurences = 3\n}"), std::string::npos);
 }
 
 namespace {
@@ -178,9 +169,7 @@ TEST(Partitions, PrintOfAStartWithoutPathStopsWithTheLookUpText) {
     UTIL::PARTITIONS_SERIALIZABLE reader(nullptr, fresh.get());
     std::istringstream in(out.str());
     ASSERT_TRUE(reader.read(in, UTIL::PB_BIN));
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    EXPECT_EXIT(os << UTIL::detail_2 << *fresh, testing::ExitedWithCode(255),
+    EXPECT_EXIT(printed(*fresh, 2), testing::ExitedWithCode(255),
                 "  hierarchy\\.get_path\\(path, start\\) != IMODULES::MODULE_INDEX_INVALID \n");
 }
 

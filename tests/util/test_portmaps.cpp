@@ -2,14 +2,13 @@
 // the one request, look-ups, the file form through a symbol section, cuts, prints.
 #include <gtest/gtest.h>
 
-#include <google/protobuf/io/zero_copy_stream_impl.h>
-
 #include <algorithm>
 #include <sstream>
 
 #include "mem_modules.h"
 #include "mux.pb.h"
-#include "util/util_indent.h"
+#include "print_form.h"
+#include "symbol_section.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_portmaps.h"
 #include "util/util_symbol_file.h"
@@ -152,29 +151,23 @@ TEST(PortMaps, FileRoundTripAndCuts) {
         PORTMAPS_FIXTURE f;
         PORTMAPS_BUILDER portmaps;
         f.fill(portmaps);
-        UTIL::SYMBOL_FILE writer_symbols;
-        writer_symbols.set_internal_const(f.m_table);
-        portmaps.set_symbol_file(&writer_symbols);
-        std::ostringstream body;
-        ASSERT_TRUE(portmaps.write(body, format));
-        std::ostringstream section;
-        ASSERT_TRUE(writer_symbols.write(section, format));
-        const std::string bytes = section.str() + body.str();
-
-        // Each reader makes an external table, so cuts are spaced to stay within the registry.
-        const size_t step = std::max<size_t>(1, body.str().size() / 50);
-        for (size_t cut = section.str().size(); cut <= bytes.size(); cut += step) {
+        const SECTIONED_FILE file = write_with_section(
+            f.m_table, format, [&](UTIL::SYMBOL_FILE& symbols, std::ostream& out) {
+                portmaps.set_symbol_file(&symbols);
+                return portmaps.write(out, format);
+            });
+        // Each reader makes an external table, so cuts are spaced to stay within the registry;
+        // the whole file is the last one read.
+        const size_t body = file.m_body.size(), step = std::max<size_t>(1, body / 50);
+        for (size_t cut = 0; cut <= body;
+             cut = cut == body ? body + 1 : std::min(body, cut + step)) {
             UTIL::SYMBOL_FILE reader_symbols;
-            reader_symbols.set_internal(f.m_table);
             PORTMAPS_BUILDER fresh;
             fresh.set_hierarchy(f.m_hierarchy.get());
             fresh.set_symbol_file(&reader_symbols);
-            std::istringstream in(bytes.substr(0, cut));
-            google::protobuf::io::IstreamInputStream zero_copy(&in);
-            ASSERT_TRUE(reader_symbols.read(&zero_copy, format));
-            bool read = fresh.read_stream(&zero_copy, format);
-            EXPECT_EQ(read, cut == bytes.size()) << cut;
-            if (cut + step > bytes.size() && cut < bytes.size()) cut = bytes.size() - step;
+            const bool read = read_with_section(file.all().substr(0, file.m_section.size() + cut),
+                                                format, reader_symbols, fresh, f.m_table);
+            EXPECT_EQ(read, cut == body) << cut;
             if (read) expect_lookups(f, fresh);
         }
     }
@@ -184,17 +177,12 @@ TEST(PortMaps, PrintForms) {
     PORTMAPS_FIXTURE f;
     PORTMAPS_BUILDER portmaps;
     f.fill(portmaps);
-    std::ostringstream os;
-    os << static_cast<const UTIL::IPORTMAPS&>(portmaps);
-    const std::string text = os.str();
+    const std::string text = text_of(static_cast<const UTIL::IPORTMAPS&>(portmaps));
     EXPECT_EQ(text.rfind("PORTMAPS {\n   specifications = {\n      parents {\n", 0), 0u) << text;
     EXPECT_NE(text.find("   portmaps = {\n      [A] {[2:A:/c0:z] --> { x:0 } [1:A:/c0] --> { } "
                         "[2:A:/c0:z] --> { y:1 } }\n   }\n}\n"),
               std::string::npos)
         << text;
-    std::ostringstream stats;
-    UTIL::INDENT guard(stats, 3);
-    UTIL::set_detail(stats, 4);
-    stats << static_cast<const UTIL::IPORTMAPS&>(portmaps);
-    EXPECT_EQ(stats.str(), "PORTMAPS_STATISTICS {\n}\n}\n");
+    EXPECT_EQ(printed(static_cast<const UTIL::IPORTMAPS&>(portmaps), 4),
+              "PORTMAPS_STATISTICS {\n}\n}\n");
 }

@@ -5,7 +5,7 @@
 #include <random>
 #include <sstream>
 
-#include "util/util_indent.h"
+#include "print_form.h"
 #include "util/util_range.h"
 
 using UTIL::IRANGE;
@@ -14,65 +14,59 @@ using UTIL::SEGMENT;
 
 namespace {
 
-std::string print(const IRANGE& range) {
-    std::ostringstream os;
-    os << range;
-    return os.str();
+// What find gives for each value: "index/payload", or U (undefined) and I (invalid), which
+// must leave the payload alone.
+std::string finds(const IRANGE& range, const std::vector<uint32_t>& values) {
+    std::string out;
+    for (uint32_t v : values) {
+        uint32_t payload = 7;
+        const uint32_t i = range.find(v, payload);
+        out += out.empty() ? "" : " ";
+        if (i == IRANGE::SEGMENT_INDEX_UNDEFINED || i == IRANGE::SEGMENT_INDEX_INVALID) {
+            out += i == IRANGE::SEGMENT_INDEX_INVALID ? "I" : "U";
+            if (payload != 7) out += "!";
+        } else {
+            out += std::to_string(i) + "/" + std::to_string(payload);
+        }
+    }
+    return out;
 }
 
 }  // namespace
 
-TEST(Range, FindOverUnsortedSegments) {
-    // [2,4]->20, [9,9]->90, [5,7]->50 given out of order over 0..10.
-    RANGE range;
-    ASSERT_TRUE(range.set_segments(10, {{9, 9, 90}, {2, 4, 20}, {5, 7, 50}}));
-    EXPECT_TRUE(range.get_error().m_ok);
-    ASSERT_EQ(range.get_n_segments(), 3u);
-    EXPECT_EQ(range.get_segment(0).m_payload, 20u);
-    EXPECT_EQ(range.get_segment(1).m_payload, 50u);
-    EXPECT_EQ(range.get_segment(2).m_payload, 90u);
-    const uint32_t U = IRANGE::SEGMENT_INDEX_UNDEFINED;
-    const uint32_t expect_index[] = {U, U, 0, 0, 0, 1, 1, 1, U, 2, U};
-    const uint32_t expect_payload[] = {7, 7, 20, 20, 20, 50, 50, 50, 7, 90, 7};
-    for (uint32_t v = 0; v <= 10; ++v) {
-        uint32_t payload = 7;
-        EXPECT_EQ(range.find(v, payload), expect_index[v]) << v;
-        EXPECT_EQ(payload, expect_payload[v]) << v;
-    }
-    uint32_t payload = 7;
-    EXPECT_EQ(range.find(11, payload), IRANGE::SEGMENT_INDEX_INVALID);
-    EXPECT_EQ(range.find(0xFFFFFFFFu, payload), IRANGE::SEGMENT_INDEX_INVALID);
-    EXPECT_EQ(payload, 7u);
+TEST(Range, FindOverSegmentsWithInclusiveBounds) {
     EXPECT_EQ(IRANGE::SEGMENT_INDEX_INVALID, 0xFFFFFFFFu);
     EXPECT_EQ(IRANGE::SEGMENT_INDEX_UNDEFINED, 0xFFFFFFFEu);
-    EXPECT_THROW(range.get_segment(3), std::out_of_range);
-}
-
-TEST(Range, BoundsAreInclusive) {
-    // The maximum itself is inside, and a segment may end on it and hold one value.
-    RANGE range;
-    ASSERT_TRUE(
-        range.set_segments(0xFFFFFFFEu, {{0, 4, 1}, {5, 9, 2}, {0xFFFFFFFEu, 0xFFFFFFFEu, 3}}));
-    uint32_t payload = 0;
-    EXPECT_EQ(range.find(4, payload), 0u);
-    EXPECT_EQ(range.find(5, payload), 1u);
-    EXPECT_EQ(range.find(0xFFFFFFFEu, payload), 2u);
-    EXPECT_EQ(payload, 3u);
-    EXPECT_EQ(range.find(0xFFFFFFFDu, payload), IRANGE::SEGMENT_INDEX_UNDEFINED);
-    EXPECT_EQ(range.find(0xFFFFFFFFu, payload), IRANGE::SEGMENT_INDEX_INVALID);
-    // The full 32-bit range with one segment.
-    ASSERT_TRUE(range.set_segments(0xFFFFFFFFu, {{0, 0xFFFFFFFFu, 8}}));
-    EXPECT_EQ(range.find(0xFFFFFFFFu, payload), 0u);
-}
-
-TEST(Range, EmptyListSucceeds) {
-    RANGE range;
-    ASSERT_TRUE(range.set_segments(3, {}));
-    uint32_t payload = 5;
-    for (uint32_t v = 0; v <= 3; ++v)
-        EXPECT_EQ(range.find(v, payload), IRANGE::SEGMENT_INDEX_UNDEFINED);
-    EXPECT_EQ(range.find(4, payload), IRANGE::SEGMENT_INDEX_INVALID);
-    EXPECT_EQ(payload, 5u);
+    const uint32_t MAX = 0xFFFFFFFFu;
+    struct CASE {
+        uint32_t max;
+        std::vector<SEGMENT> segments;
+        std::vector<uint32_t> values;
+        const char* expected;
+    };
+    const std::vector<CASE> cases = {
+        // Given out of order; the indexes are of the sorted segments.
+        {10,
+         {{9, 9, 90}, {2, 4, 20}, {5, 7, 50}},
+         {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, MAX},
+         "U U 0/20 0/20 0/20 1/50 1/50 1/50 U 2/90 U I I"},
+        // The maximum itself is inside, and a segment may end on it and hold one value.
+        {MAX - 1,
+         {{0, 4, 1}, {5, 9, 2}, {MAX - 1, MAX - 1, 3}},
+         {4, 5, MAX - 2, MAX - 1, MAX},
+         "0/1 1/2 U 2/3 I"},
+        {MAX, {{0, MAX, 8}}, {0, MAX}, "0/8 0/8"},
+        {3, {}, {0, 1, 2, 3, 4}, "U U U U I"},
+    };
+    for (const CASE& c : cases) {
+        RANGE range;
+        ASSERT_TRUE(range.set_segments(c.max, c.segments));
+        EXPECT_TRUE(range.get_error().m_ok);
+        EXPECT_EQ(finds(range, c.values), c.expected) << c.max;
+        EXPECT_EQ(range.get_n_segments(), c.segments.size());
+        EXPECT_THROW(range.get_segment(static_cast<uint32_t>(c.segments.size())),
+                     std::out_of_range);
+    }
 }
 
 TEST(Range, BadSegmentsFillTheErrorRecord) {
@@ -99,28 +93,26 @@ TEST(Range, BadSegmentsFillTheErrorRecord) {
     // A failed build leaves an empty range with maximum 0.
     EXPECT_EQ(range.get_max_value(), 0u);
     EXPECT_EQ(range.get_n_segments(), 0u);
-    uint32_t payload = 1;
-    EXPECT_EQ(range.find(0, payload), IRANGE::SEGMENT_INDEX_UNDEFINED);
-    EXPECT_EQ(range.find(1, payload), IRANGE::SEGMENT_INDEX_INVALID);
+    EXPECT_EQ(finds(range, {0, 1}), "U I");
     // Touching but disjoint is fine, and a second build replaces the failure.
     EXPECT_TRUE(range.set_segments(10, {{5, 9, 1}, {0, 4, 0}}));
     EXPECT_TRUE(range.get_error().m_ok);
     EXPECT_EQ(range.get_error().m_message, "");
     EXPECT_EQ(range.get_max_value(), 10u);
-    EXPECT_EQ(range.find(5, payload), 1u);
+    EXPECT_EQ(finds(range, {5}), "1/1");
 }
 
 TEST(Range, PrintForms) {
     std::unique_ptr<IRANGE> range(UTIL::create_range());
     ASSERT_TRUE(range->set_segments(9, {{4, 6, 2}, {0, 1, 3}}));
-    EXPECT_EQ(print(*range),
+    EXPECT_EQ(text_of(*range),
               "RANGE {\n"
               "   m_max_value = 9\n"
               "   [0] = SEGMENT { m_start = 0 m_end = 1 m_payload = 3 }\n"
               "   [1] = SEGMENT { m_start = 4 m_end = 6 m_payload = 2 }\n"
               "}");
     ASSERT_FALSE(range->set_segments(9, {{4, 16, 2}}));
-    EXPECT_EQ(print(*range),
+    EXPECT_EQ(text_of(*range),
               "RANGE {\n"
               "   m_error.m_ok = false\n"
               "   m_error.m_message = Ill-defined segment: SEGMENT { m_start = 4 m_end = 16 "

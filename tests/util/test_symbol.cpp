@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "print_form.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
 #include "util/util_symbol_file.h"
@@ -85,27 +86,19 @@ TEST(Symbol, DeletedTableLeavesNullSlot) {
     delete t;
     EXPECT_EQ(symbol_tables().get_table(id), nullptr);
     EXPECT_EXIT(SYM((id << 24) | 1).get_name(), testing::ExitedWithCode(255), "table != NULL");
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    os << UTIL::symbol_detail << symbol_tables();
-    EXPECT_NE(os.str().find("table[1] = NULL\n"), std::string::npos);
+    EXPECT_NE(print_form([](std::ostream& os) {
+                  os << UTIL::symbol_detail << symbol_tables();
+              }).find("table[1] = NULL\n"),
+              std::string::npos);
 }
 
 TEST(Symbol, PrintForms) {
     SYMBOL_TABLE* t = symbol_tables().new_table();
     SYM a = t->add("alpha");
     t->init_name_fast();
-    std::ostringstream plain;
-    plain << a;
-    EXPECT_EQ(plain.str(), "alpha");
-
-    std::ostringstream detailed;
-    {
-        UTIL::INDENT guard(detailed, 3);
-        detailed << UTIL::symbol_detail << a;
-    }
-    EXPECT_EQ(detailed.str(), "(1 : alpha)");
-
+    EXPECT_EQ(text_of(a), "alpha");
+    EXPECT_EQ(print_form([&a](std::ostream& os) { os << UTIL::symbol_detail << a; }),
+              "(1 : alpha)");
     std::ostringstream table;
     table << *t;
     EXPECT_EQ(table.str().rfind("SYMBOL_TABLE {\n   m_table_id = 1\n   m_unknown = <UNKNOWN>\n"

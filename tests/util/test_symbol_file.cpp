@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "print_form.h"
 #include "symbol_test.pb.h"
 #include "util/util_symbol_file.h"
 
@@ -154,12 +155,10 @@ TEST(SymbolFile, PrintForm) {
     internal->init_name_fast();
     SYMBOL_FILE file;
     file.set_internal_const(internal);
-    std::ostringstream os;
-    os << file;
-    const std::string text = os.str();
-    EXPECT_EQ(text.rfind("SYMBOL_FILE {\n   m_internal_id = 1\n   m_external_to_internal = {}\n"
-                         "   m_external = NULL << endlm_internal = NULL << endl"
-                         "m_internal_const = SYMBOL_TABLE {\n",
-                         0),
-              0u);
+    EXPECT_EQ(
+        text_of(file).rfind("SYMBOL_FILE {\n   m_internal_id = 1\n   m_external_to_internal = {}\n"
+                            "   m_external = NULL << endlm_internal = NULL << endl"
+                            "m_internal_const = SYMBOL_TABLE {\n",
+                            0),
+        0u);
 }

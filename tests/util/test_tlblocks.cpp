@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "print_form.h"
+#include "symbol_section.h"
 #include "util/util_indent.h"
 #include "util/util_symbol_file.h"
 #include "util/util_tlblocks.h"
@@ -163,84 +165,54 @@ std::string answers(const ITLBLOCKS& t) {
         if (t.get_tlnode(node) != ~0ull) os << ":" << split(*splitter, node);
         os << "\n";
     }
-    {
-        UTIL::INDENT guard(os, 3);
-        UTIL::set_detail(os, 3);
-        os << t;
-    }
-    return os.str();
-}
-
-std::string print(const ITLBLOCKS& t, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << t;
-    return os.str();
+    return os.str() + printed(t, 3);
 }
 
 }  // namespace
 
+// The print forms show the blocks, attributes, settings and uids; these are the look-ups that
+// the prints do not show.
 TEST(TlBlocks, BlocksAndAttributesAfterTheSeal) {
     DEVICE d;
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
     ASSERT_EQ(t->get_n_tlblocks(), 3);
-    // Ascending module order: blkA, blkB, blkC.
-    EXPECT_EQ(t->get_tlblock_index(1), 0u);
-    EXPECT_EQ(t->get_tlblock_index(2), 1u);
-    EXPECT_EQ(t->get_tlblock_index(8), 2u);
+    // Ascending module order: blkA, blkB, blkC; only blocks are top level, only muxes have an
+    // index.
+    for (auto [module, block, mux] : std::vector<std::tuple<uint32_t, uint32_t, uint32_t>>{
+             {1, 0, ~0u}, {2, 1, ~0u}, {8, 2, ~0u}, {0, ~0u, ~0u}, {3, ~0u, 10}, {99, ~0u, ~0u}}) {
+        EXPECT_EQ(t->is_top_level(module), block != ~0u) << module;
+        if (block != ~0u) {
+            EXPECT_EQ(t->get_tlblock_index(module), block);
+        }
+        EXPECT_EQ(t->get_mux_index(module), mux) << module;
+    }
     EXPECT_THROW(t->get_tlblock_index(3), std::out_of_range);
-    EXPECT_TRUE(t->is_top_level(1));
-    EXPECT_FALSE(t->is_top_level(3));
-    EXPECT_FALSE(t->is_top_level(0));
-    EXPECT_EQ(t->get_mux_index(3), 10u);
-    EXPECT_EQ(t->get_mux_index(1), 0xFFFFFFFFu);
-    EXPECT_EQ(t->get_mux_index(99), 0xFFFFFFFFu);
-
     const UTIL::ITLBLOCK& a = t->get_tlblock(0);
-    EXPECT_EQ(a.get_module_index(), 1u);
-    ASSERT_EQ(a.get_n_tlinstances(), 2u);
-    EXPECT_EQ(a.get_tlinstance(0).get_node(), 1u);
-    EXPECT_EQ(a.get_tlinstance(1).get_node(), 17u);
-    SYM uid;
-    a.get_tlinstance(1).get_uid(uid);
-    EXPECT_EQ(uid, sym("uidA1"));
     EXPECT_TRUE(a.has_mux());
-    ASSERT_EQ(a.get_n_tlattributes(), 2u);
-    EXPECT_EQ(a.get_tlattribute_index(1), 0u);
-    EXPECT_EQ(a.get_tlattribute_index(7), 1u);
+    EXPECT_FALSE(t->get_tlblock(2).has_mux());
     EXPECT_THROW(a.get_tlattribute_index(2), std::out_of_range);  // the cell inside m0
     const ITLATTRIBUTE& m1 = a.get_tlattribute(1);
-    EXPECT_EQ(m1.get_subnode(), 7u);
-    EXPECT_EQ(m1.get_module_index(), 3u);
-    EXPECT_EQ(m1.get_mux_index(), 10u);
-    EXPECT_EQ(m1.get_tlattribute_index(), 1u);
-    EXPECT_EQ(m1.get_tlblocks_index(), 1u);
     EXPECT_EQ(m1.get_path().get_base_module_index(), 1u);
-    ASSERT_EQ(m1.get_path().size(), 1u);
-    EXPECT_EQ(m1.get_path().get_instance(0), 1u);
-    ASSERT_EQ(m1.get_subattributes().get_n_subattributes(), 2u);
-    EXPECT_EQ(m1.get_subattributes().get_subattribute(1).get_subpath(),
-              (std::vector<SYM>{sym("s"), sym("deep")}));
-    ASSERT_EQ(m1.get_n_settings(), 2u);
-    const UTIL::ISUBATTRIBUTE_SETTING& w0 = m1.get_settings(0).get_subattribute_setting(1);
-    EXPECT_EQ(w0.get_subattribute_index(), 1);
-    w0.get_setting(uid);
-    EXPECT_EQ(uid, sym("W0"));
     EXPECT_THROW(m1.get_settings(2), std::out_of_range);
 
     // Settings land at their path index whatever the order of the adds.
     const ITLATTRIBUTE& q = t->get_tlblock(1).get_tlattribute(0);
-    EXPECT_EQ(q.get_mux_index(), 11u);
-    EXPECT_EQ(q.get_tlblocks_index(), 2u);
-    ASSERT_EQ(q.get_n_settings(), 4u);
-    EXPECT_EQ(q.get_settings(2).get_n_subattribute_settings(), 0u);
-    q.get_settings(3).get_subattribute_setting(0).get_setting(uid);
-    EXPECT_EQ(uid, sym("D"));
-
-    // A block without muxes.
-    EXPECT_FALSE(t->get_tlblock(2).has_mux());
-    EXPECT_EQ(t->get_tlblock(2).get_n_tlattributes(), 0u);
+    EXPECT_EQ(printed(q, 3),
+              "[1:/q], mux_index = 11, module_index = 4, tlblocks_index = 2\n"
+              "SUBATTRIBUTES {\n"
+              "   [0] = SUBATTRIBUTE {m_subpath = r}\n"
+              "}\n"
+              "PATH[0] {\n"
+              "   subattribute_index = 0 setting = A\n"
+              "}\n"
+              "PATH[1] {\n"
+              "   subattribute_index = 0 setting = B\n"
+              "}\n"
+              "PATH[2] {\n"
+              "}\n"
+              "PATH[3] {\n"
+              "   subattribute_index = 0 setting = D\n"
+              "}");
 
     // The flat list.
     ASSERT_EQ(t->get_n_tlattributes(), 3u);
@@ -263,13 +235,10 @@ TEST(TlBlocks, NodeToInstanceAndSplitter) {
     DEVICE d;
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
     const uint64_t NONE = ~0ull;
-    const std::vector<std::pair<uint64_t, uint64_t>> tlnodes = {{0, NONE},  {1, 1},     {16, 1},
-                                                                {17, 17},   {32, 17},   {33, 33},
-                                                                {39, 33},   {40, 40},   {42, 40},
-                                                                {43, NONE}, {49, NONE}, {50, NONE},
-                                                                {51, NONE}};  // 51, the node count,
-                                                                              // is inside the range
-                                                                              // and in no block
+    // 51, the node count, is inside the range and in no block.
+    const std::vector<std::pair<uint64_t, uint64_t>> tlnodes = {
+        {0, NONE}, {1, 1},   {16, 1},    {17, 17},   {32, 17},   {33, 33},  {39, 33},
+        {40, 40},  {42, 40}, {43, NONE}, {49, NONE}, {50, NONE}, {51, NONE}};
     for (auto [node, tlnode] : tlnodes) EXPECT_EQ(t->get_tlnode(node), tlnode) << node;
     SYM uid;
     t->get_uid(uid, 33);
@@ -356,39 +325,31 @@ TEST(TlBlocks, FileRoundTripAndCutFiles) {
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
     const std::string expected = answers(*t);
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
-        // Writer: the table's symbols become ids of the file's own section, written after.
-        UTIL::SYMBOL_FILE out_file;
-        out_file.set_internal_const(test_table());
-        t->set_symbol_file(&out_file);
-        std::ostringstream table_out, symbols_out;
-        ASSERT_TRUE(t->write(table_out, format));
-        ASSERT_TRUE(out_file.write(symbols_out, format));
-        const std::string bytes = table_out.str();
-
-        auto reader = [&](UTIL::SYMBOL_FILE& file, const std::string& table_bytes,
-                          TLBLOCKS_BUILDER& back) {
-            file.set_internal(test_table());
-            std::istringstream symbols_in(symbols_out.str());
-            EXPECT_TRUE(file.read(symbols_in, format));
+        // The table's symbols become ids of the file's own section.
+        const SECTIONED_FILE file = write_with_section(
+            test_table(), format, [&](UTIL::SYMBOL_FILE& symbols, std::ostream& out) {
+                t->set_symbol_file(&symbols);
+                return t->write(out, format);
+            });
+        auto read = [&](size_t body_bytes, UTIL::SYMBOL_FILE& symbols, TLBLOCKS_BUILDER& back) {
             back.set_hierarchy(d.hierarchy.get());
-            back.set_symbol_file(&file);
-            std::istringstream in(table_bytes);
-            return back.read(in, format);
+            back.set_symbol_file(&symbols);
+            return read_with_section(file.all().substr(0, file.m_section.size() + body_bytes),
+                                     format, symbols, back, test_table());
         };
-        UTIL::SYMBOL_FILE in_file;
+        UTIL::SYMBOL_FILE symbols;
         TLBLOCKS_BUILDER back;
-        ASSERT_TRUE(reader(in_file, bytes, back));
+        ASSERT_TRUE(read(file.m_body.size(), symbols, back));
         EXPECT_TRUE(back.is_sealed());
         EXPECT_EQ(answers(back), expected);
         EXPECT_EQ(back.get_tlblock_index(8), 2u);
         EXPECT_FALSE(back.is_top_level(3));
         EXPECT_EQ(back.get_module_data(4).m_pb_module.SerializeAsString(),
                   t->get_module_data(4).m_pb_module.SerializeAsString());
-
-        for (size_t cut = 0; cut < bytes.size(); cut += 7) {
-            UTIL::SYMBOL_FILE cut_file;
+        for (size_t cut = 0; cut < file.m_body.size(); cut += 7) {
+            UTIL::SYMBOL_FILE cut_symbols;
             TLBLOCKS_BUILDER part;
-            EXPECT_FALSE(reader(cut_file, bytes.substr(0, cut), part)) << cut;
+            EXPECT_FALSE(read(cut, cut_symbols, part)) << cut;
         }
     }
 }
@@ -396,12 +357,12 @@ TEST(TlBlocks, FileRoundTripAndCutFiles) {
 TEST(TlBlocks, PrintForms) {
     DEVICE d;
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
-    EXPECT_EQ(print(*t, 4),
+    EXPECT_EQ(printed(*t, 4),
               "TLBLOCKS_STATISTICS {\n"
               "   num tlblocks (hierarchical size) = 3\n"
               "   num uids (flattened size)  = 4\n"
               "}");
-    EXPECT_EQ(print(*t, 1),
+    EXPECT_EQ(printed(*t, 1),
               "TLBLOCKS {\n"
               "   mux modules = { 3 4 }\n"
               "   m_tlblocks = {\n"
@@ -434,13 +395,7 @@ TEST(TlBlocks, PrintForms) {
               "      [40:/c] = uidC\n"
               "   }\n"
               "}");
-    std::ostringstream os;
-    {
-        UTIL::INDENT guard(os, 3);
-        UTIL::set_detail(os, 3);
-        os << t->get_tlblock(0).get_tlattribute(0);
-    }
-    EXPECT_EQ(os.str(),
+    EXPECT_EQ(printed(t->get_tlblock(0).get_tlattribute(0), 3),
               "[1:/m0], mux_index = 10, module_index = 3, tlblocks_index = 0\n"
               "SUBATTRIBUTES {\n"
               "   [0] = SUBATTRIBUTE {m_subpath = s}\n"
@@ -453,7 +408,6 @@ TEST(TlBlocks, PrintForms) {
               "PATH[1] {\n"
               "   subattribute_index = 0 setting = V1\n"
               "}");
-    std::ostringstream inst;
-    inst << t->get_tlblock(1).get_tlinstance(0);
-    EXPECT_EQ(inst.str(), "TLINSTANCE {\n   m_uid = uidB\n   m_node = 33\n}");
+    EXPECT_EQ(text_of(t->get_tlblock(1).get_tlinstance(0)),
+              "TLINSTANCE {\n   m_uid = uidB\n   m_node = 33\n}");
 }

@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 
+#include "print_form.h"
 #include "util/util_symbol.h"
 #include "util/util_typedtree.h"
 
@@ -92,9 +93,7 @@ void build_mixed(MEM_TYPES& t) {
 }
 
 std::string text(const TPATH& path) {
-    std::ostringstream os;
-    os << path;
-    return os.str();
+    return text_of(path);
 }
 
 struct NAIVE_NODE {
@@ -173,27 +172,12 @@ TEST(TypedTree, MixedChildrenOffsetsAndLocate) {
     EXPECT_FALSE(tree.set_path(path, 9));
 
     int32_t parent, type, index;
-    ASSERT_TRUE(tree.locate(6, parent, type, index));
-    EXPECT_EQ(std::make_tuple(parent, type, index), std::make_tuple(0, -1, 1));
-    ASSERT_TRUE(tree.locate(4, parent, type, index));
-    EXPECT_EQ(std::make_tuple(parent, type, index), std::make_tuple(1, -1, 2));
-    ASSERT_TRUE(tree.locate(7, parent, type, index));
-    EXPECT_EQ(std::make_tuple(parent, type, index), std::make_tuple(0, 2, 2));
-    EXPECT_FALSE(tree.locate(9, parent, type, index));
-
-    // Every node round-trips and locates as the unfolded tree says.
-    std::vector<NAIVE_NODE> naive = {{{}, -1, 0, -1}};
-    std::vector<uint32_t> stack;
-    unfold(t, 0, stack, naive);
-    ASSERT_EQ(naive.size(), 9u);
-    for (uint64_t n = 0; n < naive.size(); ++n) {
-        ASSERT_TRUE(tree.set_path(path, n));
-        EXPECT_EQ(path.get_indexes(), naive[n].path);
-        EXPECT_EQ(tree.get_node(path), n);
-        ASSERT_TRUE(tree.locate(n, parent, type, index));
-        EXPECT_EQ(std::make_tuple(parent, type, index),
-                  std::make_tuple(naive[n].parent_type, naive[n].type, naive[n].child_index));
+    for (auto [node, expected] : std::vector<std::pair<uint64_t, std::tuple<int, int, int>>>{
+             {6, {0, -1, 1}}, {4, {1, -1, 2}}, {7, {0, 2, 2}}}) {
+        ASSERT_TRUE(tree.locate(node, parent, type, index));
+        EXPECT_EQ(std::make_tuple(parent, type, index), expected) << node;
     }
+    EXPECT_FALSE(tree.locate(9, parent, type, index));
 }
 
 TEST(TypedTree, RandomTreesAgreeWithUnfolding) {

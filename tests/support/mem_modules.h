@@ -1,6 +1,6 @@
-// MEM_MODULES: a module description held in plain vectors, for building hierarchies in tests
-// without a netlist; and a naive unfolding that walks every occurrence, the reference that the
-// folded numbering is checked against.
+// Test support: module descriptions held in plain vectors, for building hierarchies without a
+// netlist (MEM_MODULES); a naive unfolding that walks every occurrence, the reference the folded
+// numbering is checked against; and MODULES_FIXTURE, a four-module description numbered by hand.
 #pragma once
 
 #include <deque>
@@ -19,14 +19,7 @@ using UTIL::IHIERARCHY;
 
 // One table for all descriptions of a test program: the registry holds at most 256 tables.
 // Its fast names are on from the start, so that paths and names print.
-inline UTIL::SYMBOL_TABLE* test_table() {
-    static UTIL::SYMBOL_TABLE* s_table = [] {
-        UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
-        table->init_name_fast();
-        return table;
-    }();
-    return s_table;
-}
+UTIL::SYMBOL_TABLE* test_table();
 
 class MEM_PORT : public IHIERARCHY::IPORT {
   public:
@@ -45,8 +38,7 @@ class MEM_INSTANCE : public IHIERARCHY::IINSTANCE {
     SYM get_module_name() const override { return m_module_name; }
 
   private:
-    SYM m_name;
-    SYM m_module_name;
+    SYM m_name, m_module_name;
 };
 
 class MEM_MODULE : public IHIERARCHY::IMODULE {
@@ -75,17 +67,10 @@ class MEM_MODULES : public IHIERARCHY::IMODULES {
     uint32_t get_n_modules() const override { return static_cast<uint32_t>(m_modules.size()); }
     const IHIERARCHY::IMODULE* get_module(uint32_t i) const override { return &m_modules.at(i); }
 
-    // Builder operations; names are interned in the table.
-    uint32_t add_module(const std::string& name) {
-        m_modules.emplace_back(sym(name));
-        return static_cast<uint32_t>(m_modules.size() - 1);
-    }
-    void add_instance(uint32_t module, const std::string& name, const std::string& module_name) {
-        m_modules.at(module).m_instances.emplace_back(sym(name), sym(module_name));
-    }
-    void add_port(uint32_t module, const std::string& name) {
-        m_modules.at(module).m_ports.emplace_back(sym(name));
-    }
+    // Builder operations; names are interned in the test table.
+    uint32_t add_module(const std::string& name);
+    void add_instance(uint32_t module, const std::string& name, const std::string& module_name);
+    void add_port(uint32_t module, const std::string& name);
     SYM sym(const std::string& name) const { return test_table()->add(name); }
 
     std::deque<MEM_MODULE> m_modules;
@@ -106,46 +91,12 @@ struct OCCURRENCE {
 // each instance's subtree, then the ports. Module names are resolved by a linear scan.
 class NAIVE_UNFOLDING {
   public:
-    NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root) : m_modules(modules) {
-        OCCURRENCE top;
-        top.m_module = root;
-        unfold(top, SIZE_MAX);
-    }
+    NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root);
     const std::vector<OCCURRENCE>& get() const { return m_occurrences; }
     uint64_t size() const { return m_next; }
 
   private:
-    uint32_t module_of(SYM name) const {
-        for (uint32_t i = 0; i < m_modules.m_modules.size(); ++i) {
-            if (m_modules.m_modules[i].get_name() == name) return i;
-        }
-        return IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
-    }
-
-    void unfold(OCCURRENCE occurrence, size_t parent) {
-        occurrence.m_node = m_next++;
-        occurrence.m_parent = parent;
-        const size_t self = m_occurrences.size();
-        m_occurrences.push_back(occurrence);
-        const MEM_MODULE& module = m_modules.m_modules[occurrence.m_module];
-        for (uint32_t i = 0; i < module.m_instances.size(); ++i) {
-            OCCURRENCE child;
-            child.m_instances = occurrence.m_instances;
-            child.m_instances.push_back(i);
-            child.m_module = module_of(module.m_instances[i].get_module_name());
-            unfold(child, self);
-        }
-        for (uint32_t p = 0; p < module.m_ports.size(); ++p) {
-            OCCURRENCE port;
-            port.m_instances = occurrence.m_instances;
-            port.m_port = p;
-            port.m_module = occurrence.m_module;
-            port.m_node = port.m_last = m_next++;
-            port.m_parent = self;
-            m_occurrences.push_back(port);
-        }
-        m_occurrences[self].m_last = m_next - 1;
-    }
+    void unfold(OCCURRENCE occurrence, size_t parent);
 
     const MEM_MODULES& m_modules;
     std::vector<OCCURRENCE> m_occurrences;
@@ -165,20 +116,6 @@ struct MODULES_FIXTURE {
     UTIL::MMODULES m_modules{m_table};
     std::unique_ptr<UTIL::HIERARCHY> m_hierarchy;
 
-    MODULES_FIXTURE() {
-        m_table->init_name_fast();
-        UTIL::MMODULE& t = m_modules.add_module(sym("T"));
-        t.add_instance(sym("a0"), sym("A"));
-        t.add_instance(sym("a1"), sym("A"));
-        t.add_instance(sym("b0"), sym("B"));
-        t.add_port(sym("p"), 0);
-        UTIL::MMODULE& a = m_modules.add_module(sym("A"));
-        a.add_instance(sym("c0"), sym("C"));
-        a.add_port(sym("x"), 0);
-        a.add_port(sym("y"), 1);
-        m_modules.add_module(sym("B")).add_port(sym("q"), 2);
-        m_modules.add_module(sym("C")).add_port(sym("z"), 1);
-        m_hierarchy = std::make_unique<UTIL::HIERARCHY>(&m_modules);
-    }
+    MODULES_FIXTURE();
     NS_SYMBOL::SYM sym(const char* name) { return m_table->add(name); }
 };

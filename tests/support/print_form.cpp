@@ -1,0 +1,23 @@
+// Test support: print forms through the indenting filter (see print_form.h).
+#include "print_form.h"
+
+#include <sstream>
+
+#include "util/util_indent.h"
+
+std::string print_form(const std::function<void(std::ostream&)>& print, int detail) {
+    std::ostringstream os;
+    {
+        UTIL::INDENT guard(os, 3);
+        if (detail != 0) UTIL::set_detail(os, detail);
+        print(os);
+    }
+    return os.str();
+}
+
+size_t count_of(const std::string& text, const std::string& what) {
+    size_t found = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++found;
+    return found;
+}

@@ -1,0 +1,28 @@
+// Test support: the text an object prints at a given detail level, through the indenting
+// filter at three spaces, as the library's own dumps print it.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <sstream>
+#include <string>
+
+// What `print` writes with the filter installed and the detail set; detail 0 leaves the
+// stream's own default.
+std::string print_form(const std::function<void(std::ostream&)>& print, int detail = 0);
+
+template <class T>
+std::string printed(const T& object, int detail = 0) {
+    return print_form([&object](std::ostream& os) { os << object; }, detail);
+}
+
+// What `object` prints on a plain stream, without the filter.
+template <class T>
+std::string text_of(const T& object) {
+    std::ostringstream os;
+    os << object;
+    return os.str();
+}
+
+// How often `what` occurs in `text`.
+size_t count_of(const std::string& text, const std::string& what);
