@@ -20,7 +20,7 @@
 #include "fab/tsl_fab.h"
 #include "floorplan_svg.h"
 #include "nlg/nlg_api_impl.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "fab/fab_full_traverse.h"
 #include "fab/fab_position.h"
 #include "fab/fab_test_device.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 
 namespace {
 

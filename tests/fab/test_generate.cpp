@@ -23,8 +23,7 @@
 #include "fab/fab_routing_graph.h"
 #include "fab/tsl_fab.h"
 #include "icdb/icdb_instance_tree.h"
-#include "nlg/nlg_test_trace_graph.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 #include "fab/fab_test_builder.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "fab/fab_portmap_visitor.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 #include "util/util_hierarchy.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 
 namespace {
 

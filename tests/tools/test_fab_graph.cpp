@@ -11,7 +11,7 @@
 #include <string>
 
 #include "nlg/nlg_api_impl.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 
 namespace {
 
