@@ -11,7 +11,7 @@
 #include "ann/blc_data.h"
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;
@@ -54,31 +54,15 @@ struct DEVICE {
 
     explicit DEVICE(const std::string& blc_text = BLC_TEXT) {
         top = rtl.module("top");
-        route = rtl.module("ROUTE");
-        rtl.port(route, "p", NLG_IPORT::INPUT);
-        logic = rtl.module("LOGIC_BOX");
-        rtl.port(logic, "in[0]", NLG_IPORT::INPUT);
-        rtl.port(logic, "in[1]", NLG_IPORT::INPUT);
-        rtl.port(logic, "out", NLG_IPORT::OUTPUT);
-        mux = rtl.module("mux_h");
-        rtl.port(mux, "muxin0", NLG_IPORT::INPUT);
-        rtl.port(mux, "muxout", NLG_IPORT::OUTPUT);
-        rtl.instance(route, "m0", mux);
-        rtl.instance(top, "route", route);
-        rtl.instance(top, "logic", logic);
-
-        blogic = blc.module("LOGIC");
-        blc.port(blogic, "bin[0]", NLG_IPORT::INPUT);
-        blc.port(blogic, "bin[1]", NLG_IPORT::INPUT);
-        blc.port(blogic, "bout", NLG_IPORT::OUTPUT);
-        bcore = blc.module("CORE");
-        blc.port(bcore, "a", NLG_IPORT::INPUT);
-        blc.port(bcore, "y", NLG_IPORT::OUTPUT);
-        bimux = blc.module("IMUX");
-        blc.port(bimux, "i", NLG_IPORT::INPUT);
-        blc.port(bimux, "o", NLG_IPORT::OUTPUT);
-        blc.instance(blogic, "core", bcore);
-        blc.instance(blogic, "imux", bimux);
+        route = rtl.cell("ROUTE", "p");
+        logic = rtl.cell("LOGIC_BOX", "in[0] in[1] >out");
+        mux = rtl.cell("mux_h", "muxin0 >muxout");
+        rtl.instances(route, "m0:mux_h");
+        rtl.instances(top, "route:ROUTE logic:LOGIC_BOX");
+        blogic = blc.cell("LOGIC", "bin[0] bin[1] >bout");
+        bcore = blc.cell("CORE", "a >y");
+        bimux = blc.cell("IMUX", "i >o");
+        blc.instances(blogic, "core:CORE imux:IMUX");
 
         std::istringstream in(blc_text);
         EXPECT_TRUE(data.read(in)) << data.get_error().m_message;
