@@ -199,9 +199,12 @@ TEST(NlgHybridGraph, AnswersAndForwards) {
     // block-level names, with no references.
     NLG_IMODULE* r1 = hybrid->get_module(1);
     EXPECT_EQ(r1->get_graph(), hybrid.get());
+    EXPECT_EQ(r1->get_index(), 1);
     NLG_IPORT* i = r1->get_port(rtl->find("i"));
     ASSERT_EQ(i, r1->get_port(0));
     EXPECT_EQ(i->get_parent(), r1);
+    EXPECT_EQ(i->get_index(), 0);
+    EXPECT_TRUE(i->is_input());
     EXPECT_EQ(i->get_net(), nullptr);
     EXPECT_EQ(i->get_fileline(), u.r[1]->get_port(0)->get_fileline());
     EXPECT_EQ(r1->get_port(blc->find("z")), nullptr);
