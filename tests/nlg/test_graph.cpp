@@ -239,6 +239,7 @@ class RECORDING_VISITOR : public TSL_IVISITOR {
     RECORD(graph, NLG_IGRAPH, "g", o.get_name().get_name())
     void set_traverse(TSL_ITRAVERSE*) override {}
 };
+#undef RECORD
 
 TEST(NlgGraph, ObjectsDispatchToTheirOwnVisitorOperations) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
