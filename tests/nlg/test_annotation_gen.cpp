@@ -80,6 +80,13 @@ struct DEVICE {
     }
 };
 
+// The block-level data with one piece of text replaced.
+std::string blc_with(const std::string& from, const std::string& to) {
+    std::string text = BLC_TEXT;
+    if (!from.empty()) text.replace(text.find(from), from.size(), to);
+    return text;
+}
+
 std::string name_of(const PB::SYMBOL& symbol) {
     return SYM(symbol.value()).get_name();
 }
@@ -232,9 +239,7 @@ TEST(AnnotationGen, BlockPassFatals) {
          "port z on block CORE is not defined by BLC"},
     };
     for (const CASE& c : cases) {
-        std::string text = BLC_TEXT;
-        text.replace(text.find(c.from), std::string(c.from).size(), c.to);
-        DEVICE d(text);
+        DEVICE d(blc_with(c.from, c.to));
         NLG_ANNOTATION_GEN gen = d.gen();
         std::istringstream mux(d.mux_file());
         EXPECT_FATAL(gen.generate(mux), c.fatal);
@@ -278,17 +283,13 @@ TEST(AnnotationGen, TopLevelPortFatals) {
          "More than one logical port maps to ICD port in[0] on moulde LOGIC_BOX!"},
     };
     for (const CASE& c : cases) {
-        std::string text = BLC_TEXT;
-        if (*c.from) text.replace(text.find(c.from), std::string(c.from).size(), c.to);
-        DEVICE d(text);
+        DEVICE d(blc_with(c.from, c.to));
         NLG_ANNOTATION_GEN gen = d.gen();
         std::istringstream top("LOGIC_BOX 0\n"), map(c.mapping), mux(d.mux_file());
         EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux), c.fatal);
     }
     // A route-0 port still needs its index when it stands for an RTL port.
-    std::string text = BLC_TEXT;
-    text.replace(text.find("first_re_index: 2 "), 18, "route: false ");
-    DEVICE d(text);
+    DEVICE d(blc_with("first_re_index: 2 ", "route: false "));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
     EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux),
@@ -380,9 +381,7 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
 }
 
 TEST(AnnotationGen, CriticalWarnings) {
-    std::string text = BLC_TEXT;
-    text.replace(text.find("icd_port_name: \"out\""), 20, "icd_port_name: \"gone\"");
-    DEVICE d(text);
+    DEVICE d(blc_with("icd_port_name: \"out\"", "icd_port_name: \"gone\""));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
     testing::internal::CaptureStdout();

@@ -1,4 +1,4 @@
-// The graph model: ids, file-lines, look-ups and counts, references, top-level modules, the
+// The graph model: ids, file-lines, look-ups by name and object, references, top-level modules, the
 // port-to-reference table, visitor dispatch and the failure texts of bad indexes.
 #include <gtest/gtest.h>
 

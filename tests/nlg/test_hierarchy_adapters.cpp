@@ -1,7 +1,6 @@
-// Hierarchy adapters and union views: a graph as a hierarchy description (indexes, names,
-// directions, bad indexes); the union of a netlist and a block-level graph under a module match,
-// both as a description and as the hybrid graph that the walks and the instance tree take (what
-// it answers, forwards and refuses); and the path cursor over an instance stack.
+// Hierarchy adapters and union views: a graph as a hierarchy description; the union of a netlist
+// and a block-level graph under a match, as a description and as the hybrid graph that walks and
+// instance trees take (what it answers, forwards and refuses); the path cursor over a stack.
 #include <gtest/gtest.h>
 
 #include <functional>
