@@ -8,7 +8,7 @@
 
 #include "ann/blc_data.h"
 #include "nlg/nlg_annotation_gen.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "support/nlg_builders.h"
 
 namespace FUZZ {
 

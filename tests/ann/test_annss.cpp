@@ -10,8 +10,8 @@
 #include "ann/annss.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
-#include "nlg/nlg_test_graph.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_sample_graphs.h"
+#include "nlg_builders.h"
 #include "symbol_table.pb.h"
 #include "util/util_protobuf.h"
 

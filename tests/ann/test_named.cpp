@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ann/annss.h"
-#include "nlg/nlg_test_builder.h"
+#include "nlg_builders.h"
 
 namespace {
 

@@ -27,7 +27,7 @@
 #include "ann/annss.h"
 #include "ann_icdb.pb.h"
 #include "icdb/icdb_instance_tree.h"
-#include "nlg/nlg_test_builder.h"
+#include "nlg_builders.h"
 
 namespace FAB_TEST {
 

@@ -12,8 +12,8 @@
 #include "fab_itranslate.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
-#include "nlg/nlg_test_graph.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_sample_graphs.h"
+#include "nlg_builders.h"
 #include "ann/annss.h"
 
 namespace {

@@ -16,7 +16,8 @@
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
 #include "floorplan_svg.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg/nlg_api_impl.h"
+#include "nlg_builders.h"
 
 namespace {
 

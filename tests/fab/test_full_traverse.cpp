@@ -13,7 +13,7 @@
 #include "fab/fab_position.h"
 #include "fab/fab_test_device.h"
 #include "fab/tsl_fab.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 #include "fab/fab_position.h"
 #include "fab/fab_routing_graph.h"
 #include "fab/tsl_fab.h"
-#include "nlg/nlg_test_trace_graph.h"
-#include "nlg/nlg_test_util.h"
+#include "icdb/icdb_instance_tree.h"
+#include "nlg_builders.h"
 #include "fab/fab_test_builder.h"
 #include "fab/fab_test_device.h"
 

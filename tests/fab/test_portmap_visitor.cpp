@@ -8,7 +8,7 @@
 #include <string>
 
 #include "fab/fab_portmap_visitor.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 #include "util/util_hierarchy.h"
 
 namespace {

@@ -4,8 +4,7 @@
 
 #include "fab/fab_graph_traverse.h"
 #include "fab/fab_routing_graph.h"
-#include "nlg/nlg_test_builder.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 
 namespace {
 

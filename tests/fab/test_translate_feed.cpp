@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "fab/tsl_fab.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 #include "util/util_modules.h"
 #include "util/util_symbol_file.h"
 #include "util/util_tlblocks.h"

@@ -11,8 +11,7 @@
 #include "ann/annss.h"
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_hierarchy.h"
-#include "nlg/nlg_test_builder.h"
-#include "nlg/nlg_test_util.h"
+#include "nlg_builders.h"
 #include "util/util_protobuf.h"
 
 namespace {

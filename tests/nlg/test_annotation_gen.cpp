@@ -11,7 +11,7 @@
 #include "ann/blc_data.h"
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;
@@ -54,31 +54,15 @@ struct DEVICE {
 
     explicit DEVICE(const std::string& blc_text = BLC_TEXT) {
         top = rtl.module("top");
-        route = rtl.module("ROUTE");
-        rtl.port(route, "p", NLG_IPORT::INPUT);
-        logic = rtl.module("LOGIC_BOX");
-        rtl.port(logic, "in[0]", NLG_IPORT::INPUT);
-        rtl.port(logic, "in[1]", NLG_IPORT::INPUT);
-        rtl.port(logic, "out", NLG_IPORT::OUTPUT);
-        mux = rtl.module("mux_h");
-        rtl.port(mux, "muxin0", NLG_IPORT::INPUT);
-        rtl.port(mux, "muxout", NLG_IPORT::OUTPUT);
-        rtl.instance(route, "m0", mux);
-        rtl.instance(top, "route", route);
-        rtl.instance(top, "logic", logic);
-
-        blogic = blc.module("LOGIC");
-        blc.port(blogic, "bin[0]", NLG_IPORT::INPUT);
-        blc.port(blogic, "bin[1]", NLG_IPORT::INPUT);
-        blc.port(blogic, "bout", NLG_IPORT::OUTPUT);
-        bcore = blc.module("CORE");
-        blc.port(bcore, "a", NLG_IPORT::INPUT);
-        blc.port(bcore, "y", NLG_IPORT::OUTPUT);
-        bimux = blc.module("IMUX");
-        blc.port(bimux, "i", NLG_IPORT::INPUT);
-        blc.port(bimux, "o", NLG_IPORT::OUTPUT);
-        blc.instance(blogic, "core", bcore);
-        blc.instance(blogic, "imux", bimux);
+        route = rtl.cell("ROUTE", "p");
+        logic = rtl.cell("LOGIC_BOX", "in[0] in[1] >out");
+        mux = rtl.cell("mux_h", "muxin0 >muxout");
+        rtl.instances(route, "m0:mux_h");
+        rtl.instances(top, "route:ROUTE logic:LOGIC_BOX");
+        blogic = blc.cell("LOGIC", "bin[0] bin[1] >bout");
+        bcore = blc.cell("CORE", "a >y");
+        bimux = blc.cell("IMUX", "i >o");
+        blc.instances(blogic, "core:CORE imux:IMUX");
 
         std::istringstream in(blc_text);
         EXPECT_TRUE(data.read(in)) << data.get_error().m_message;
@@ -95,6 +79,13 @@ struct DEVICE {
         return out.str();
     }
 };
+
+// The block-level data with one piece of text replaced.
+std::string blc_with(const std::string& from, const std::string& to) {
+    std::string text = BLC_TEXT;
+    if (!from.empty()) text.replace(text.find(from), from.size(), to);
+    return text;
+}
 
 std::string name_of(const PB::SYMBOL& symbol) {
     return SYM(symbol.value()).get_name();
@@ -248,9 +239,7 @@ TEST(AnnotationGen, BlockPassFatals) {
          "port z on block CORE is not defined by BLC"},
     };
     for (const CASE& c : cases) {
-        std::string text = BLC_TEXT;
-        text.replace(text.find(c.from), std::string(c.from).size(), c.to);
-        DEVICE d(text);
+        DEVICE d(blc_with(c.from, c.to));
         NLG_ANNOTATION_GEN gen = d.gen();
         std::istringstream mux(d.mux_file());
         EXPECT_FATAL(gen.generate(mux), c.fatal);
@@ -294,17 +283,13 @@ TEST(AnnotationGen, TopLevelPortFatals) {
          "More than one logical port maps to ICD port in[0] on moulde LOGIC_BOX!"},
     };
     for (const CASE& c : cases) {
-        std::string text = BLC_TEXT;
-        if (*c.from) text.replace(text.find(c.from), std::string(c.from).size(), c.to);
-        DEVICE d(text);
+        DEVICE d(blc_with(c.from, c.to));
         NLG_ANNOTATION_GEN gen = d.gen();
         std::istringstream top("LOGIC_BOX 0\n"), map(c.mapping), mux(d.mux_file());
         EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux), c.fatal);
     }
     // A route-0 port still needs its index when it stands for an RTL port.
-    std::string text = BLC_TEXT;
-    text.replace(text.find("first_re_index: 2 "), 18, "route: false ");
-    DEVICE d(text);
+    DEVICE d(blc_with("first_re_index: 2 ", "route: false "));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
     EXPECT_FATAL(gen.run(&top, &map, nullptr, nullptr, mux),
@@ -396,9 +381,7 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
 }
 
 TEST(AnnotationGen, CriticalWarnings) {
-    std::string text = BLC_TEXT;
-    text.replace(text.find("icd_port_name: \"out\""), 20, "icd_port_name: \"gone\"");
-    DEVICE d(text);
+    DEVICE d(blc_with("icd_port_name: \"out\"", "icd_port_name: \"gone\""));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
     testing::internal::CaptureStdout();

@@ -1,4 +1,4 @@
-// The graph model: ids, file-lines, look-ups and counts, references, top-level modules, the
+// The graph model: ids, file-lines, look-ups by name and object, references, top-level modules, the
 // port-to-reference table, visitor dispatch and the failure texts of bad indexes.
 #include <gtest/gtest.h>
 
@@ -6,21 +6,19 @@
 #include <string>
 
 #include "nlg/nlg_graph.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 #include "tsl_ivisitor.h"
 
 using namespace NLG_TEST;
 
-TEST(NlgId, PacksKindAndSerial) {
+TEST(NlgId, PacksKindAndSerialAndFileLines) {
     NLG_ID id(NLG_ID::PORT_REF, 0x123456);
     EXPECT_EQ(id.get_value(), 0x05123456u);
     EXPECT_EQ(id.get_kind(), 5u);
     EXPECT_EQ(id.get_serial(), 0x123456u);
     EXPECT_EQ(NLG_ID(NLG_ID::MODULE, 0x1000001).get_value(), 0x01000001u);
     EXPECT_EQ(NLG_ID().get_value(), 0u);
-}
 
-TEST(NlgFileline, PacksFileAndLineAndChecksBounds) {
     NLG_FILELINE largest(4095, 0xFFFFF);
     EXPECT_EQ(largest.get_value(), 0xFFFFFFFFu);
     EXPECT_EQ(largest.get_file_number(), 4095u);
@@ -30,7 +28,6 @@ TEST(NlgFileline, PacksFileAndLineAndChecksBounds) {
     EXPECT_EQ(NLG_FILELINE().get_value(), 0u);
     EXPECT_FATAL(NLG_FILELINE(4096, 1), "File number cannot be greater than 0x00000FFF");
     EXPECT_FATAL(NLG_FILELINE(1, 0x100000), "Line number cannot be greater than 0x000FFFFF");
-
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
     EXPECT_EQ(f.get_file(*g).get_name(), "f3");
     try {
@@ -41,78 +38,42 @@ TEST(NlgFileline, PacksFileAndLineAndChecksBounds) {
     }
 }
 
-TEST(NlgGraph, LookupsAndCounts) {
+// Look-ups by name and by object, found and missed. Counts and links are what every other test
+// walks.
+TEST(NlgGraph, Lookups) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    EXPECT_EQ(g->get_name().get_name(), "root");
-    EXPECT_EQ(g->get_id().get_value(), 0u);
-    EXPECT_EQ(g->get_num_modules(), 3u);
     NLG_IMODULE* top = g->get_top_module();
-    EXPECT_EQ(top, g->get_module(0));
-    EXPECT_EQ(g->get_module(sym(*g, "mid")), g->get_module(2));
-    EXPECT_EQ(g->get_module(sym(*g, "nothing")), nullptr);
-    EXPECT_EQ(g->get_module_index(sym(*g, "leaf")), 1);
-    EXPECT_EQ(g->get_module_index(sym(*g, "nothing")), -1);
+    const std::pair<const void*, const void*> found[] = {
+        {top, g->get_module(0)},
+        {g->get_module(sym(*g, "mid")), g->get_module(2)},
+        {g->get_module(sym(*g, "nothing")), nullptr},
+        {top->get_port(sym(*g, "c")), top->get_port(2)},
+        {top->get_port(sym(*g, "zz")), nullptr},
+        {top->get_instance(sym(*g, "u1")), top->get_instance(1)},
+        {top->get_instance(sym(*g, "zz")), nullptr}};
+    for (size_t k = 0; k < std::size(found); ++k)
+        EXPECT_EQ(found[k].first, found[k].second) << "row " << k;
+    const std::pair<int32_t, int32_t> indexes[] = {
+        {g->get_module_index(sym(*g, "leaf")), 1},
+        {g->get_module_index(sym(*g, "nothing")), -1},
+        {top->get_port_index(top->get_port(3)), 3},
+        {top->get_instance_index(sym(*g, "u2")), 2},
+        {top->get_instance_index(sym(*g, "zz")), -1},
+        {top->get_instance_index(top->get_instance(2)), 2},
+        {top->get_net_index(top->get_net(3)), 3}};
+    for (size_t k = 0; k < std::size(indexes); ++k)
+        EXPECT_EQ(indexes[k].first, indexes[k].second) << "row " << k;
     EXPECT_THROW(g->get_module(3), std::out_of_range);
     EXPECT_THROW(g->get_module(-1), std::out_of_range);
-
-    EXPECT_EQ(top->get_graph(), g.get());
-    EXPECT_EQ(top->get_num_ports(), 4u);
-    EXPECT_EQ(top->get_num_nets(), 4u);
-    EXPECT_EQ(top->get_num_instances(), 3u);
-    EXPECT_EQ(top->get_num_references(), 0u);
-    EXPECT_EQ(top->get_port(sym(*g, "c")), top->get_port(2));
-    EXPECT_EQ(top->get_port(sym(*g, "zz")), nullptr);
-    EXPECT_EQ(top->get_port_index(top->get_port(3)), 3);
-    EXPECT_EQ(top->get_instance(sym(*g, "u1")), top->get_instance(1));
-    EXPECT_EQ(top->get_instance(sym(*g, "zz")), nullptr);
-    EXPECT_EQ(top->get_instance_index(sym(*g, "u2")), 2);
-    EXPECT_EQ(top->get_instance_index(sym(*g, "zz")), -1);
-    EXPECT_EQ(top->get_instance_index(top->get_instance(2)), 2);
-    EXPECT_EQ(top->get_net_index(top->get_net(3)), 3);
-    EXPECT_FALSE(top->is_leaf());
-    EXPECT_FALSE(top->is_primitive());
-
-    NLG_IMODULE* leaf = g->get_module(1);
-    EXPECT_TRUE(leaf->is_leaf());
-    EXPECT_TRUE(leaf->is_primitive());
-    EXPECT_EQ(leaf->get_primitive_type(), 7u);
-    EXPECT_EQ(leaf->get_num_nets(), 0u);
-    EXPECT_EQ(leaf->get_num_instances(), 0u);
-
-    NLG_IPORT* a = top->get_port(0);
-    EXPECT_EQ(a->get_parent(), top);
-    EXPECT_EQ(a->get_index(), 0);
-    EXPECT_EQ(a->get_net(), top->get_net(0));
-    EXPECT_TRUE(a->is_input());
-    EXPECT_TRUE(top->get_port(1)->is_output());
-    EXPECT_TRUE(top->get_port(2)->is_inout());
-    EXPECT_EQ(top->get_port(3)->get_net(), nullptr);
-    EXPECT_EQ(a->get_fileline()->get_line(), 5u);
-
-    NLG_INET* na = top->get_net(0);
-    EXPECT_EQ(na->get_parent(), top);
-    EXPECT_EQ(na->get_num_ports(), 1u);
-    EXPECT_EQ(na->get_port(0), a);
-    EXPECT_EQ(na->get_num_portrefs(), 1u);
-    EXPECT_EQ(na->get_portref(0)->get_instance(), top->get_instance(0));
-    NLG_INET* nmid = top->get_net(2);
-    EXPECT_EQ(nmid->get_num_ports(), 0u);
-    EXPECT_EQ(nmid->get_num_portrefs(), 2u);
 }
 
 TEST(NlgGraph, ModuleWithoutObjectsHasNoVectors) {
     NLG_GRAPH g(nullptr, nullptr, 0);
     EXPECT_EQ(g.get_name().get_name(), "root");
     NLG_MODULE* m = add_module(g, "m", 0, NLG_FILELINE(), false, 0, 0, 0);
-    EXPECT_EQ(m->get_num_ports(), 0u);
-    EXPECT_EQ(m->get_num_nets(), 0u);
-    EXPECT_EQ(m->get_num_instances(), 0u);
-    EXPECT_EQ(m->get_num_references(), 0u);
-    EXPECT_EQ(m->get_index(), 0);
     EXPECT_FATAL(m->get_port_index(nullptr), "m_ports");
     EXPECT_FATAL(m->get_instance_index(static_cast<const NLG_IINSTANCE*>(nullptr)), "m_instances");
     EXPECT_FATAL(m->get_net_index(nullptr), "m_nets");
-
     // Two ports of one name: both kept, the name finds the later.
     add_port(g, m, "p", NLG_IPORT::INPUT);
     add_port(g, m, "p", NLG_IPORT::OUTPUT);
@@ -125,12 +86,9 @@ TEST(NlgGraph, PortReferencesOfAnInstance) {
     NLG_IMODULE* top = g->get_top_module();
     NLG_IMODULE* leaf = g->get_module(1);
     NLG_IINSTANCE* u0 = top->get_instance(0);
-    EXPECT_EQ(u0->get_parent(), top);
-    EXPECT_EQ(u0->get_module(), leaf);
-    EXPECT_EQ(u0->get_index(), 0);
     EXPECT_TRUE(u0->is_leaf());
     EXPECT_FALSE(top->get_instance(2)->is_leaf());
-    // Four ports, three references: x has none, y has one on no net.
+    // Four ports, three references: x has none, y has one on no net, which no net lists.
     EXPECT_EQ(u0->get_num_portrefs(), 3u);
     EXPECT_EQ(u0->get_portref(leaf->get_port(2)), nullptr);
     EXPECT_EQ(u0->get_portref(nullptr), nullptr);
@@ -139,9 +97,7 @@ TEST(NlgGraph, PortReferencesOfAnInstance) {
     EXPECT_EQ(y->get_net(), nullptr);
     EXPECT_EQ(y->get_port(), leaf->get_port(3));
     EXPECT_EQ(y->get_instance(), u0);
-    EXPECT_TRUE(y->is_input());
     EXPECT_EQ(u0->get_portref_index(y), 2);
-    EXPECT_EQ(u0->get_portref(2), y);
     for (uint32_t n = 0; n < top->get_num_nets(); ++n) {
         NLG_INET* net = top->get_net(static_cast<int32_t>(n));
         for (uint32_t r = 0; r < net->get_num_portrefs(); ++r)
@@ -150,14 +106,10 @@ TEST(NlgGraph, PortReferencesOfAnInstance) {
     NLG_IPORT_REF* o = u0->get_portref(leaf->get_port(1));
     EXPECT_EQ(o->get_net(), top->get_net(2));
     EXPECT_TRUE(o->is_output());
-    EXPECT_EQ(o->get_id().get_value(), NLG_ID(NLG_ID::PORT_REF, 1).get_value());
     EXPECT_FATAL(o->get_name(), "Portref does not have a name!");
     EXPECT_FATAL(o->get_fileline(), "Portref does fileline!");
     EXPECT_THROW(u0->get_portref(3), std::out_of_range);
-
-    NLG_IINSTANCE* u1 = top->get_instance(1);
-    EXPECT_EQ(u1->get_num_portrefs(), 2u);
-    EXPECT_EQ(u1->get_portref(leaf->get_port(3)), nullptr);
+    EXPECT_EQ(top->get_instance(1)->get_portref(leaf->get_port(3)), nullptr);
 }
 
 TEST(NlgGraph, ReferencesAndTopLevelModules) {
@@ -255,20 +207,13 @@ TEST(NlgGraph, NetConnectMakesReferenceWithoutId) {
     EXPECT_EQ(n->get_portref(0), r);
     n->add_portref(0, 0);
     EXPECT_EQ(n->get_portref(1), r);
-    u->set_name(sym(g, "renamed"));
-    EXPECT_EQ(u->get_name().get_name(), "renamed");
 }
 
 TEST(NlgGraph, FanListsAreAbsentUntilUsed) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
     NLG_PORT* d = g->module(0)->port(3);
-    EXPECT_EQ(d->get_fanout_ports(), nullptr);
-    EXPECT_EQ(d->get_fanin_ports(), nullptr);
-    EXPECT_EQ(d->get_fanout_refs(), nullptr);
-    EXPECT_EQ(d->get_fanin_refs(), nullptr);
-    NLG_PORT* a = g->module(0)->port(0);
-    ASSERT_NE(a->get_fanout_ports(), nullptr);
-    EXPECT_EQ(a->get_fanout_ports()->size(), 2u);
+    EXPECT_TRUE(!d->get_fanout_ports() && !d->get_fanin_ports() && !d->get_fanout_refs() &&
+                !d->get_fanin_refs());
     NLG_PORT* b = g->module(0)->port(1);
     ASSERT_NE(b->get_fanin_refs(), nullptr);
     b->delete_fanin_refs();
@@ -276,27 +221,25 @@ TEST(NlgGraph, FanListsAreAbsentUntilUsed) {
 }
 
 // Records each dispatch as kind and name.
+#define RECORD(kind, TYPE, letter, name)           \
+    void enter_##kind(TYPE& o) override {          \
+        m_log += std::string("+") + letter + name; \
+    }                                              \
+    void exit_##kind(TYPE& o) override {           \
+        m_log += std::string("-") + letter + name; \
+    }
 class RECORDING_VISITOR : public TSL_IVISITOR {
   public:
     std::string m_log;
-    void enter_port_ref(NLG_IPORT_REF& r) override {
-        m_log += "+r" + std::to_string(r.get_id().get_serial());
-    }
-    void enter_port(NLG_IPORT& p) override { m_log += "+p" + p.get_name().get_name(); }
-    void enter_net(NLG_INET& n) override { m_log += "+n" + n.get_name().get_name(); }
-    void enter_instance(NLG_IINSTANCE& i) override { m_log += "+i" + i.get_name().get_name(); }
-    void enter_module(NLG_IMODULE& m) override { m_log += "+m" + m.get_name().get_name(); }
-    void enter_graph(NLG_IGRAPH& g) override { m_log += "+g" + g.get_name().get_name(); }
-    void exit_port_ref(NLG_IPORT_REF& r) override {
-        m_log += "-r" + std::to_string(r.get_id().get_serial());
-    }
-    void exit_port(NLG_IPORT& p) override { m_log += "-p" + p.get_name().get_name(); }
-    void exit_net(NLG_INET& n) override { m_log += "-n" + n.get_name().get_name(); }
-    void exit_instance(NLG_IINSTANCE& i) override { m_log += "-i" + i.get_name().get_name(); }
-    void exit_module(NLG_IMODULE& m) override { m_log += "-m" + m.get_name().get_name(); }
-    void exit_graph(NLG_IGRAPH& g) override { m_log += "-g" + g.get_name().get_name(); }
+    RECORD(port_ref, NLG_IPORT_REF, "r", std::to_string(o.get_id().get_serial()))
+    RECORD(port, NLG_IPORT, "p", o.get_name().get_name())
+    RECORD(net, NLG_INET, "n", o.get_name().get_name())
+    RECORD(instance, NLG_IINSTANCE, "i", o.get_name().get_name())
+    RECORD(module, NLG_IMODULE, "m", o.get_name().get_name())
+    RECORD(graph, NLG_IGRAPH, "g", o.get_name().get_name())
     void set_traverse(TSL_ITRAVERSE*) override {}
 };
+#undef RECORD
 
 TEST(NlgGraph, ObjectsDispatchToTheirOwnVisitorOperations) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());

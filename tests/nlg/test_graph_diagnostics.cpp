@@ -11,42 +11,13 @@
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_graph_compare.h"
 #include "nlg/nlg_info.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
 
 namespace {
 
 using NS_SYMBOL::SYM;
-
-// What differs from the base graph; NONE is the base.
-enum MUTATION {
-    NONE,
-    EXTRA_MODULE,
-    MODULE_ID,
-    MODULE_NAME,
-    MODULE_FILELINE,
-    EXTRA_PORT,
-    PORT_ID,
-    PORT_NET,
-    PORT_CONNECTION,
-    FAN_LIST,
-    EXTRA_INSTANCE,
-    INSTANCE_ID,
-    PORTREF_COUNT,
-    PORTREF_ID,
-    PORTREF_PORT,
-    PORTREF_NET,
-    PORTREF_CONNECTION,
-    EXTRA_NET,
-    NET_ID,
-    NET_PORT_COUNT,
-    NET_PORTREF_COUNT,
-    NET_PORT,
-    NET_PORTREF,
-    FILENAME_COUNT,
-    FILENAME,
-};
 
 // Objects with the ids the caller gives, so that two builds agree id for id.
 class GRAPH_BUILDER {
@@ -85,54 +56,56 @@ NLG_ID id(NLG_ID::KIND kind, uint32_t serial) {
 //          nets n {a, b; u0.i}, m {}, w {; u0.i listed by hand}; fan list a -> b
 // leaf (1): ports i, j
 // Filenames f0, f1.
-NLG_GRAPH* build(UTIL::SYMBOL_TABLE* table, MUTATION change) {
+// `change` names what differs from this base graph ("" is the base itself).
+NLG_GRAPH* build(UTIL::SYMBOL_TABLE* table, const std::string& change = "") {
     GRAPH_BUILDER g(table);
-    auto when = [change](MUTATION m) { return change == m; };
-    NLG_MODULE* top = g.module("top", id(NLG_ID::MODULE, when(MODULE_ID) ? 5 : 0),
-                               when(MODULE_FILELINE) ? NLG_FILELINE(1, 2) : NLG_FILELINE());
-    NLG_MODULE* leaf = g.module(when(MODULE_NAME) ? "leaf2" : "leaf", id(NLG_ID::MODULE, 1));
-    if (when(EXTRA_MODULE)) g.module("spare", id(NLG_ID::MODULE, 2));
+    auto when = [&change](const char* m) { return change == m; };
+    NLG_MODULE* top = g.module("top", id(NLG_ID::MODULE, when("MODULE_ID") ? 5 : 0),
+                               when("MODULE_FILELINE") ? NLG_FILELINE(1, 2) : NLG_FILELINE());
+    NLG_MODULE* leaf = g.module(when("MODULE_NAME") ? "leaf2" : "leaf", id(NLG_ID::MODULE, 1));
+    if (when("EXTRA_MODULE")) g.module("spare", id(NLG_ID::MODULE, 2));
 
-    NLG_PORT* a = g.port(top, "a", id(NLG_ID::PORT, when(PORT_ID) ? 9 : 0), NLG_IPORT::INPUT);
+    NLG_PORT* a = g.port(top, "a", id(NLG_ID::PORT, when("PORT_ID") ? 9 : 0), NLG_IPORT::INPUT);
     NLG_PORT* b = g.port(top, "b", id(NLG_ID::PORT, 1), NLG_IPORT::OUTPUT);
     NLG_PORT* c = g.port(top, "c", id(NLG_ID::PORT, 2), NLG_IPORT::INOUT);
-    if (when(EXTRA_PORT)) g.port(top, "d", id(NLG_ID::PORT, 3), NLG_IPORT::INPUT);
+    if (when("EXTRA_PORT")) g.port(top, "d", id(NLG_ID::PORT, 3), NLG_IPORT::INPUT);
     g.port(leaf, "i", id(NLG_ID::PORT, 4), NLG_IPORT::INPUT);
     g.port(leaf, "j", id(NLG_ID::PORT, 5), NLG_IPORT::INPUT);
 
-    NLG_NET* n = g.net(top, "n", id(NLG_ID::NET, when(NET_ID) ? 9 : 0));
+    NLG_NET* n = g.net(top, "n", id(NLG_ID::NET, when("NET_ID") ? 9 : 0));
     NLG_NET* m = g.net(top, "m", id(NLG_ID::NET, 1));
     NLG_NET* w = g.net(top, "w", id(NLG_ID::NET, 2));
-    if (when(EXTRA_NET)) g.net(top, "x", id(NLG_ID::NET, 3));
-    if (when(NET_PORT)) {
+    if (when("EXTRA_NET")) g.net(top, "x", id(NLG_ID::NET, 3));
+    if (when("NET_PORT")) {
         n->connect_port(b);
         n->connect_port(a);
-    } else if (when(PORT_NET)) {
+    } else if (when("PORT_NET")) {
         m->connect_port(a);
         n->connect_port(b);
     } else {
         n->connect_port(a);
         n->connect_port(b);
     }
-    if (when(NET_PORT_COUNT)) n->connect_port(a);
-    if (when(PORT_CONNECTION)) m->connect_port(c);
+    if (when("NET_PORT_COUNT")) n->connect_port(a);
+    if (when("PORT_CONNECTION")) m->connect_port(c);
 
-    NLG_INSTANCE* u0 = g.instance(top, "u0", leaf, id(NLG_ID::INSTANCE, when(INSTANCE_ID) ? 7 : 0));
+    NLG_INSTANCE* u0 =
+        g.instance(top, "u0", leaf, id(NLG_ID::INSTANCE, when("INSTANCE_ID") ? 7 : 0));
     NLG_INSTANCE* u1 = g.instance(top, "u1", leaf, id(NLG_ID::INSTANCE, 1));
-    if (when(EXTRA_INSTANCE)) g.instance(top, "u2", leaf, id(NLG_ID::INSTANCE, 2));
-    const int32_t u0_port = when(PORTREF_PORT) ? 1 : 0;
-    const int32_t u0_net = when(PORTREF_NET) ? 1 : when(PORTREF_CONNECTION) ? -1 : 0;
-    u0->add_portref(u0_port, u0_net, id(NLG_ID::PORT_REF, when(PORTREF_ID) ? 5 : 0));
-    if (when(PORTREF_COUNT)) u0->add_portref(1, -1, id(NLG_ID::PORT_REF, 2));
+    if (when("EXTRA_INSTANCE")) g.instance(top, "u2", leaf, id(NLG_ID::INSTANCE, 2));
+    const int32_t u0_port = when("PORTREF_PORT") ? 1 : 0;
+    const int32_t u0_net = when("PORTREF_NET") ? 1 : when("PORTREF_CONNECTION") ? -1 : 0;
+    u0->add_portref(u0_port, u0_net, id(NLG_ID::PORT_REF, when("PORTREF_ID") ? 5 : 0));
+    if (when("PORTREF_COUNT")) u0->add_portref(1, -1, id(NLG_ID::PORT_REF, 2));
     u1->add_portref(0, -1, id(NLG_ID::PORT_REF, 1));
-    w->add_portref(when(NET_PORTREF) ? u1->portref(0) : u0->portref(0));
-    if (when(NET_PORTREF_COUNT)) n->add_portref(u1->portref(0));
+    w->add_portref(when("NET_PORTREF") ? u1->portref(0) : u0->portref(0));
+    if (when("NET_PORTREF_COUNT")) n->add_portref(u1->portref(0));
 
     a->add_fanout_port(b);
-    if (when(FAN_LIST)) a->add_fanout_port(c);
+    if (when("FAN_LIST")) a->add_fanout_port(c);
 
-    std::vector<SYM> files = {g.sym("f0"), g.sym(when(FILENAME) ? "g1" : "f1")};
-    if (when(FILENAME_COUNT)) files.push_back(g.sym("f2"));
+    std::vector<SYM> files = {g.sym("f0"), g.sym(when("FILENAME") ? "g1" : "f1")};
+    if (when("FILENAME_COUNT")) files.push_back(g.sym("f2"));
     g.graph().set_filenames(files);
     return g.release();
 }
@@ -162,7 +135,7 @@ std::string printed(const T& object) {
 
 struct PRINT_FIXTURE : testing::Test {
     UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
-    std::unique_ptr<NLG_GRAPH> graph{build(table, NONE)};
+    std::unique_ptr<NLG_GRAPH> graph{build(table)};
     NLG_MODULE* top = graph->module(0);
     NLG_MODULE* leaf = graph->module(1);
 
@@ -241,7 +214,7 @@ TEST(NlgCheckIds, ReportsEachFinding) {
               "net k's id(4000005) has wrong type\n"
               "module id index is 7, module index is 1\n");
 
-    std::unique_ptr<NLG_GRAPH> clean(build(nullptr, NONE));
+    std::unique_ptr<NLG_GRAPH> clean(build(nullptr));
     testing::internal::CaptureStdout();
     EXPECT_TRUE(clean->check_ids());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
@@ -249,53 +222,55 @@ TEST(NlgCheckIds, ReportsEachFinding) {
 
 TEST(NlgCompareGraphs, NamesTheFirstDifference) {
     const struct {
-        MUTATION change;
+        const char* change;
         const char* line;
     } rows[] = {
-        {EXTRA_MODULE, "different number of modules 2 v.s. 3"},
-        {MODULE_ID, "different module at location 0: {1000000:top:0} v.s. {1000005:top:0}"},
-        {MODULE_NAME, "different module at location 1: {1000001:leaf:0} v.s. {1000001:leaf2:0}"},
-        {MODULE_FILELINE,
+        {"EXTRA_MODULE", "different number of modules 2 v.s. 3"},
+        {"MODULE_ID", "different module at location 0: {1000000:top:0} v.s. {1000005:top:0}"},
+        {"MODULE_NAME", "different module at location 1: {1000001:leaf:0} v.s. {1000001:leaf2:0}"},
+        {"MODULE_FILELINE",
          "different module at location 0: {1000000:top:0} v.s. {1000000:top:100002}"},
-        {EXTRA_PORT, "different number of ports on module top : 3 v.s. 4"},
-        {PORT_ID, "different port on module top at location 0: {33554432:a:0} v.s. {33554441:a:0}"},
-        {PORT_NET, "different net of port a on module top at location 0 : n v.s. m"},
-        {PORT_CONNECTION,
+        {"EXTRA_PORT", "different number of ports on module top : 3 v.s. 4"},
+        {"PORT_ID",
+         "different port on module top at location 0: {33554432:a:0} v.s. {33554441:a:0}"},
+        {"PORT_NET", "different net of port a on module top at location 0 : n v.s. m"},
+        {"PORT_CONNECTION",
          "different connectivity of port c on module top at location 2 : unconnected v.s. "
          "connected"},
-        {FAN_LIST, "different number of fanout on port a of module top : 1 v.s. 2"},
-        {EXTRA_INSTANCE, "different number of instances on module top : 2 v.s. 3"},
-        {INSTANCE_ID,
+        {"FAN_LIST", "different number of fanout on port a of module top : 1 v.s. 2"},
+        {"EXTRA_INSTANCE", "different number of instances on module top : 2 v.s. 3"},
+        {"INSTANCE_ID",
          "different instance on module top at location 0: {67108864:u0:0} v.s. {67108871:u0:0}"},
-        {PORTREF_COUNT,
+        {"PORTREF_COUNT",
          "different number of portrefs on instance u0 on module top at location 0 : 1 v.s. 2"},
-        {PORTREF_ID,
+        {"PORTREF_ID",
          "different portref of instance u0 on module top at location 0 : 83886080 v.s. 83886085"},
-        {PORTREF_PORT,
+        {"PORTREF_PORT",
          "different port on portref of instance u0 on module top at location 0 : i v.s. j"},
-        {PORTREF_NET,
+        {"PORTREF_NET",
          "different net on portref of instance u0 on module top at location 0 : n v.s. m"},
-        {PORTREF_CONNECTION,
+        {"PORTREF_CONNECTION",
          "different connectivity on portref of instance u0 on module top at location 0 : "
          "connected v.s. unconnected"},
-        {EXTRA_NET, "different number of nets on module top : 3 v.s. 4"},
-        {NET_ID, "different net on module top at location 0: {50331648:n:0} v.s. {50331657:n:0}"},
-        {NET_PORT_COUNT,
+        {"EXTRA_NET", "different number of nets on module top : 3 v.s. 4"},
+        {"NET_ID", "different net on module top at location 0: {50331648:n:0} v.s. {50331657:n:0}"},
+        {"NET_PORT_COUNT",
          "different number of ports on net n on module top at location 0 : 2 v.s. 3"},
-        {NET_PORTREF_COUNT,
+        {"NET_PORTREF_COUNT",
          "different number of portrefs on net n on module top at location 0 : 1 v.s. 2"},
-        {NET_PORT, "different port of net n on module top at location 0 : 33554432 v.s. 33554433"},
-        {NET_PORTREF,
+        {"NET_PORT",
+         "different port of net n on module top at location 0 : 33554432 v.s. 33554433"},
+        {"NET_PORTREF",
          "different portref of net w on module top at location 2 : 83886080 v.s. 83886081"},
-        {FILENAME_COUNT, "different number of fileline_filename vector 2 v.s. 3"},
+        {"FILENAME_COUNT", "different number of fileline_filename vector 2 v.s. 3"},
         // Both names come from the first graph.
-        {FILENAME, "fileline differ {f1} v.s. {f1}"},
+        {"FILENAME", "fileline differ {f1} v.s. {f1}"},
     };
     UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
-    std::unique_ptr<NLG_GRAPH> base(build(table, NONE));
+    std::unique_ptr<NLG_GRAPH> base(build(table));
     std::ostringstream same;
     EXPECT_TRUE(compare_graphs(*base, *base, same));
-    std::unique_ptr<NLG_GRAPH> twin(build(table, NONE));
+    std::unique_ptr<NLG_GRAPH> twin(build(table));
     EXPECT_TRUE(compare_graphs(*base, *twin, same));
     EXPECT_EQ(same.str(), "");
     for (const auto& row : rows) {
@@ -327,7 +302,7 @@ TEST(NlgInfo, CountsOfTableAndGraph) {
     EXPECT_EQ(bare.str(), "num_names = 1\nnum_chars = 9\navg_name_size = 9\nmax_name_size = 9\n");
 
     // Names: <UNKNOWN> root top leaf a b c i j n m w u0 u1 f0 f1: 16 names, 36 characters.
-    std::unique_ptr<NLG_GRAPH> graph(build(UTIL::symbol_tables().new_table(), NONE));
+    std::unique_ptr<NLG_GRAPH> graph(build(UTIL::symbol_tables().new_table()));
     std::ostringstream os;
     NLG_INFO(os).print(*static_cast<NLG_IGRAPH*>(graph.get()));
     EXPECT_EQ(os.str(),

@@ -13,7 +13,7 @@
 #include "ann/annss.h"
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_graph_traverse.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 
 namespace {
 
@@ -117,9 +117,8 @@ NLG_GRAPH* make_nested() {
     NLG_MODULE* leaf = b.module("leaf", 2, 0);
     b.port(leaf, "a", NLG_IPORT::INPUT);
     b.port(leaf, "z", NLG_IPORT::OUTPUT);
-    b.instance(top, "u0", mid);
-    b.instance(top, "u1", leaf);
-    b.instance(mid, "v0", leaf);
+    b.instances(top, "u0:mid u1:leaf");
+    b.instances(mid, "v0:leaf");
     return b.graph();
 }
 
@@ -149,16 +148,9 @@ struct DEVICE {
         NLG_MODULE* leaf = b.module("leaf", 2, 0);
         b.port(leaf, "a", NLG_IPORT::INPUT);
         b.port(leaf, "z", NLG_IPORT::OUTPUT);
-        b.instance(top, "s0", sector);
-        b.instance(top, "s1", sector);
-        b.instance(sector, "b0", tile);
-        b.instance(sector, "b1", tile);
-        b.instance(sector, "sp", tile);
-        b.instance(tile, "m0", mux);
-        b.instance(tile, "m1", mux_fs);
-        NLG_INSTANCE* m2 = b.instance(tile, "m2", mux_ni);
-        NLG_INSTANCE* m3 = b.instance(tile, "m3", mux_ni);
-        b.instance(tile, "l0", leaf);
+        b.instances(top, "s0:sector s1:sector");
+        b.instances(sector, "b0:tile b1:tile sp:tile");
+        b.instances(tile, "m0:mux m1:mux_fs m2:mux_ni m3:mux_ni l0:leaf");
         for (NLG_MODULE* m : {mux, mux_fs, mux_ni}) b.instance(m, "x0", leaf);
         graph.reset(b.graph());
 
@@ -175,8 +167,8 @@ struct DEVICE {
         // The module's description says first stage, but is no template: instances decide.
         icdb.get_module(*mux_ni).mutable_mux_desc()->set_is_template(false);
         icdb.get_module(*mux_ni).mutable_mux_desc()->set_is_first_stage(true);
-        icdb.get_instance(*m2).mutable_mux_desc()->set_is_template(false);
-        icdb.get_instance(*m3).mutable_mux_desc()->set_is_first_stage(true);
+        icdb.get_instance(*tile->instance(2)).mutable_mux_desc()->set_is_template(false);
+        icdb.get_instance(*tile->instance(3)).mutable_mux_desc()->set_is_first_stage(true);
 
         tree.reset(new ICDB::INSTANCE_TREE(graph.get()));
         place("s1", -1, -1, "", true);
@@ -358,8 +350,8 @@ TEST(GraphTraverse, MultiTopAndFlatWalks) {
     NLG_MODULE* leaf = b.module("leaf", 2, 0);
     b.port(leaf, "a", NLG_IPORT::INPUT);
     b.port(leaf, "z", NLG_IPORT::OUTPUT);
-    b.instance(top, "u", leaf);
-    b.instance(spare, "w", leaf);
+    b.instances(top, "u:leaf");
+    b.instances(spare, "w:leaf");
     std::unique_ptr<NLG_GRAPH> g(b.graph());
 
     RECORDER r;
@@ -427,20 +419,17 @@ struct SIZED {
         blk = b.module("blk", 0, 2);
         mid = b.module("mid", 0, 1);
         leaf = b.module("leaf", 0, 0);
-        NLG_INSTANCE* a = b.instance(top, "a", blk);
-        NLG_INSTANCE* bb = b.instance(top, "b", blk);
-        b.instance(top, "c", mid);
-        NLG_INSTANCE* t0 = b.instance(blk, "t0", leaf);
-        NLG_INSTANCE* t1 = b.instance(blk, "t1", leaf);
-        b.instance(mid, "t", leaf);
+        b.instances(top, "a:blk b:blk c:mid");
+        b.instances(blk, "t0:leaf t1:leaf");
+        b.instances(mid, "t:leaf");
         graph.reset(b.graph());
         annss.reset(new NLG_ANNSS(*graph));
         annss->add_type(PB::ANNS::ICDB);
         NLG_ICDB_ANNS& icdb = annss->get_icdb();
-        at(icdb.get_instance(*a), 0, 0);
-        at(icdb.get_instance(*bb), 3, 1);
-        at(icdb.get_instance(*t0), 0, 0);
-        at(icdb.get_instance(*t1), 1, 2);
+        at(icdb.get_instance(*top->instance(0)), 0, 0);
+        at(icdb.get_instance(*top->instance(1)), 3, 1);
+        at(icdb.get_instance(*blk->instance(0)), 0, 0);
+        at(icdb.get_instance(*blk->instance(1)), 1, 2);
         icdb.get_module(*blk).set_pnr_width(10);
         icdb.get_module(*mid).set_pnr_height(5);
         icdb.get_module(*mid).set_pnr_width(4);

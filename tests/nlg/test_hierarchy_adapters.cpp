@@ -1,16 +1,19 @@
-// Hierarchy adapters: a graph as a hierarchy description (indexes, names, directions, bad
-// indexes), the union of a netlist and a block-level graph (counts, twins, order, a twin named
-// from below), and the path cursor over an instance stack.
+// Hierarchy adapters and union views: a graph as a hierarchy description; the union of a netlist
+// and a block-level graph under a match, as a description and as the hybrid graph that walks and
+// instance trees take (what it answers, forwards and refuses); the path cursor over a stack.
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
-#include "nlg_test_graph.h"
+#include "nlg/nlg_graph_traverse.h"
 #include "nlg/nlg_hierarchy.h"
+#include "nlg/nlg_hybrid_graph.h"
+#include "nlg_iinstance_tree.h"
+#include "nlg_sample_graphs.h"
 
 using namespace NLG_TEST;
 
@@ -18,6 +21,24 @@ namespace {
 
 std::string name(NS_SYMBOL::SYM s) {
     return s.get_name();
+}
+
+// One entry per module: name(instance:module ... | port/direction ...).
+std::string describe(const UTIL::IHIERARCHY::IMODULES& modules) {
+    std::string text;
+    for (uint32_t m = 0; m < modules.get_n_modules(); ++m) {
+        const UTIL::IHIERARCHY::IMODULE* module = modules.get_module(m);
+        text += (m ? " " : "") + name(module->get_name()) + "(";
+        for (uint32_t i = 0; i < module->get_n_instances(); ++i)
+            text += name(module->get_instance(i)->get_name()) + ":" +
+                    name(module->get_instance(i)->get_module_name()) + " ";
+        text += "|";
+        for (uint32_t p = 0; p < module->get_n_ports(); ++p)
+            text += " " + name(module->get_port(p)->get_name()) + "/" +
+                    std::to_string(module->get_port(p)->get_direction());
+        text += ")";
+    }
+    return text;
 }
 
 void expect_subscript_error(const std::function<void()>& f) {
@@ -29,130 +50,119 @@ void expect_subscript_error(const std::function<void()>& f) {
     }
 }
 
+std::unique_ptr<NLG_IGRAPH> hybrid_of(UNION_GRAPHS& u, TEST_MATCH& match) {
+    return std::unique_ptr<NLG_IGRAPH>(u.rtl->create_hybrid_graph(u.blc.get(), &match));
+}
+
+// Numbers every place the walk enters, instances and ports, in the union's hierarchy.
+class NODE_COLLECTOR : public TSL_VISITOR_BASE {
+  public:
+    NODE_COLLECTOR(const UTIL::IHIERARCHY* hierarchy, const NLG_IGRAPH* graph) : m_path(graph) {
+        m_path.set_hierarchy(hierarchy);
+    }
+    void enter_instance(NLG_IINSTANCE&) override {
+        add(UTIL::IHIERARCHY::IMODULE::PORT_INDEX_INVALID);
+    }
+    // The visitor sees the source module, whose ports are the ones of the view.
+    void enter_module(NLG_IMODULE& module) override {
+        for (uint32_t p = 0; p < module.get_num_ports(); ++p) add(p);
+    }
+    std::multiset<uint64_t> m_nodes{0};
+
+  private:
+    void add(uint32_t port_index) {
+        m_path.set(&m_traverse->get_hier_blks(), port_index, 0u);
+        m_nodes.insert(m_path.get_hierarchy()->get_node(m_path));
+    }
+    NLG::HPATH m_path;
+};
+
 }  // namespace
 
 TEST(NlgHmodules, ShowsTheGraphByIndex) {
     std::unique_ptr<NLG_GRAPH> g(make_tree_graph());
     std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(g->create_hmodules());
     EXPECT_EQ(modules->get_symbol_table(), g->get_symbol_table());
-    ASSERT_EQ(modules->get_n_modules(), 3u);
+    EXPECT_EQ(describe(*modules), "top(u0:m0 u1:m1 | a/0 b/1 c/2) m0(u1:m1 | p/0) m1(| x/0 y/1)");
     const UTIL::IHIERARCHY::IMODULE* top = modules->get_module(0);
-    EXPECT_EQ(name(top->get_name()), "top");
-    ASSERT_EQ(top->get_n_instances(), 2u);
-    EXPECT_EQ(name(top->get_instance(1)->get_name()), "u1");
-    EXPECT_EQ(name(top->get_instance(1)->get_module_name()), "m1");
-    ASSERT_EQ(top->get_n_ports(), 3u);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(top->get_port(static_cast<uint32_t>(i))->get_direction(), i);
-    }
-    EXPECT_EQ(name(top->get_port(2)->get_name()), "c");
-    EXPECT_EQ(name(modules->get_module(2)->get_name()), "m1");
-    EXPECT_EQ(modules->get_module(2)->get_n_instances(), 0u);
-
     expect_subscript_error([&] { modules->get_module(3); });
     expect_subscript_error([&] { top->get_instance(2); });
     expect_subscript_error([&] { top->get_port(3); });
-
     // The hierarchy over it numbers as hand-checked.
     UTIL::HIERARCHY hierarchy(modules.get());
     EXPECT_EQ(hierarchy.get_num_nodes(), 12u);
     EXPECT_EQ(hierarchy.get_num_nodes(1), 5u);
-
     // The description keeps the graph as it was when made.
     add_module(*g, "late", 0, NLG_FILELINE(), false, 0, 0, 0);
     EXPECT_EQ(modules->get_n_modules(), 3u);
+
+    NLG_PORT* odd = add_port(*g, g->module(3), "odd", 3);
+    EXPECT_FATAL(NLG::HPORT(odd).get_direction(), "Unknown direction");
 }
 
-TEST(NlgHmodules, UnknownDirectionStops) {
-    std::unique_ptr<NLG_GRAPH> g(new NLG_GRAPH(nullptr, "root", 1));
-    NLG_MODULE* top = add_module(*g, "top", 0, NLG_FILELINE(), false, 1, 0, 0);
-    NLG_PORT* odd = add_port(*g, top, "odd", 3);
-    NLG::HPORT port(odd);
-    EXPECT_EQ(name(port.get_name()), "odd");
-    EXPECT_FATAL(port.get_direction(), "Unknown direction");
-}
-
-TEST(NlgHymodules, CountsTwinsOnce) {
-    // 5 and 3 modules, 2 matched pairs: 6.
-    {
+// Under each match: the netlist modules in order, then the block-level modules that are no
+// twin; a twin lends its instances, named in the block-level table, to the netlist module,
+// which keeps its name and ports. The hybrid graph shows the same union, its walk enters every
+// node of the union's numbering once, and an instance tree over it is as large.
+TEST(NlgHymodules, UnionUnderEachMatch) {
+    const char* const rtl = "top(t0:r1 t1:r2 | q/0) ";
+    const struct {
+        std::vector<std::pair<int, int>> twins;
+        std::string modules;
+        const char* warning;
+    } cases[] = {
+        {{{1, 0}, {2, 1}},
+         std::string(rtl) + "r1(k0:b2 k1:b2 | i/0) r2(k0:b2 | i/0 o/1) r3(|) r4(|) b2(| w/1)",
+         "  Module r2 has a match, but does not have zero instances \n"},
+        // Two netlist modules on one twin: the count drops by one only.
+        {{{1, 0}, {2, 0}},
+         std::string(rtl) +
+             "r1(k0:b2 k1:b2 | i/0) r2(k0:b2 k1:b2 | i/0 o/1) r3(|) r4(|) b1(k0:b2 |) b2(| w/1)",
+         "  Module r2 has a match, but does not have zero instances \n"},
+        {{{1, 0}},
+         std::string(rtl) +
+             "r1(k0:b2 k1:b2 | i/0) r2(r0:r3 | i/0 o/1) r3(|) r4(|) b1(k0:b2 |) b2(| w/1)",
+         ""},
+        {{},
+         std::string(rtl) + "r1(| i/0) r2(r0:r3 | i/0 o/1) r3(|) r4(|) b0(k0:b2 k1:b2 | z/0) "
+                            "b1(k0:b2 |) b2(| w/1)",
+         ""},
+    };
+    for (const auto& c : cases) {
         UNION_GRAPHS u;
         TEST_MATCH match;
-        match.add(u.r[1], u.b[0]);
-        match.add(u.r[2], u.b[1]);
+        for (auto [r, b] : c.twins) match.add(u.r[r], u.b[b]);
         std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(
             u.rtl->create_hymodules(u.blc.get(), &match));
-        EXPECT_EQ(modules->get_n_modules(), 6u);
         EXPECT_EQ(modules->get_symbol_table(), nullptr);
-        EXPECT_EQ(name(modules->get_module(5)->get_name()), "b2");
-    }
-    // Two netlist modules on one twin: the count drops by one only.
-    {
-        UNION_GRAPHS u;
-        TEST_MATCH match;
-        match.add(u.r[1], u.b[0]);
-        match.add(u.r[2], u.b[0]);
-        std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(
-            u.rtl->create_hymodules(u.blc.get(), &match));
-        ASSERT_EQ(modules->get_n_modules(), 7u);
-        EXPECT_EQ(name(modules->get_module(5)->get_name()), "b1");
-        EXPECT_EQ(name(modules->get_module(6)->get_name()), "b2");
-        EXPECT_EQ(modules->get_module(1)->get_n_instances(), 2u);
-        EXPECT_EQ(modules->get_module(2)->get_n_instances(), 2u);
-    }
-    // No twins: every module of both graphs, netlist first.
-    {
-        UNION_GRAPHS u;
-        TEST_MATCH match;
-        std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(
-            u.rtl->create_hymodules(u.blc.get(), &match));
-        ASSERT_EQ(modules->get_n_modules(), 8u);
-        for (uint32_t i = 0; i < 5; ++i)
-            EXPECT_EQ(modules->get_module(i)->get_name(), u.r[i]->get_name());
-        for (uint32_t i = 0; i < 3; ++i)
-            EXPECT_EQ(modules->get_module(5 + i)->get_name(), u.b[i]->get_name());
-        expect_subscript_error([&] { modules->get_module(8); });
+        EXPECT_EQ(describe(*modules), c.modules);
+        expect_subscript_error([&] { modules->get_module(modules->get_n_modules()); });
+        expect_subscript_error([&] { modules->get_module(1)->get_instance(2); });
+
+        testing::internal::CaptureStderr();
+        std::unique_ptr<NLG_IGRAPH> hybrid = hybrid_of(u, match);
+        const std::string warning = testing::internal::GetCapturedStderr();
+        EXPECT_NE(warning.find(c.warning), std::string::npos) << warning;
+        EXPECT_EQ(warning.rfind("Warning ", 0), *c.warning ? 0u : std::string::npos) << warning;
+        NLG::HMODULES hybrid_modules(hybrid.get());
+        EXPECT_EQ(describe(hybrid_modules), c.modules);
+
+        UTIL::HIERARCHY hierarchy(modules.get());
+        NODE_COLLECTOR collector(&hierarchy, hybrid.get());
+        TSL_TRAVERSE_BASE walk(&collector, nullptr, false);
+        collector.set_traverse(&walk);
+        walk.traverse(hybrid.get());
+        std::multiset<uint64_t> expected;
+        for (uint64_t node = 0; node < hierarchy.get_num_nodes(); ++node) expected.insert(node);
+        EXPECT_EQ(collector.m_nodes, expected);
+        std::unique_ptr<NLG_IINSTANCE_TREE> tree(hybrid->create_instance_tree(false));
+        EXPECT_EQ(static_cast<uint64_t>(tree->get_size()), hierarchy.get_num_nodes());
     }
 }
 
-TEST(NlgHymodules, TwinGivesItsInstances) {
-    UNION_GRAPHS u;
-    TEST_MATCH match;
-    match.add(u.r[2], u.b[0]);
-    std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(
-        u.rtl->create_hymodules(u.blc.get(), &match));
-    // The netlist name and ports, the block-level instances; their modules are named in the
-    // block-level table.
-    const UTIL::IHIERARCHY::IMODULE* r2 = modules->get_module(2);
-    EXPECT_EQ(r2->get_name(), u.r[2]->get_name());
-    ASSERT_EQ(r2->get_n_ports(), 2u);
-    EXPECT_EQ(r2->get_port(1)->get_name(), u.r[2]->get_port(1)->get_name());
-    EXPECT_EQ(r2->get_port(1)->get_direction(), 1);
-    ASSERT_EQ(r2->get_n_instances(), 2u);
-    EXPECT_EQ(r2->get_instance(1)->get_name(), u.b[0]->get_instance(1)->get_name());
-    EXPECT_EQ(r2->get_instance(1)->get_module_name(), u.b[2]->get_name());
-    EXPECT_EQ(name(r2->get_instance(1)->get_module_name()), "b2");
-    expect_subscript_error([&] { r2->get_instance(2); });
-    expect_subscript_error([&] { r2->get_port(2); });
-    // An unmatched module keeps its own instances.
-    EXPECT_EQ(modules->get_module(0)->get_instance(1)->get_module_name(), u.r[2]->get_name());
-
-    // Numbering of the union: top 0, t0 1, t0/i 2, t1 3, t1/k0 4, t1/k0/w 5, t1/k1 6,
-    // t1/k1/w 7, t1/i 8, t1/o 9, q 10.
-    UTIL::HIERARCHY hierarchy(modules.get());
-    EXPECT_EQ(hierarchy.get_num_nodes(), 11u);
-    std::unique_ptr<NLG_IGRAPH::IHPATH> path(u.rtl->create_hpath());
-    path->set_hierarchy(&hierarchy);
-    NLG_IGRAPH::IHPATH::INSTANCES stack = {u.r[0]->get_instance(1), u.b[0]->get_instance(1)};
-    path->set(&stack, u.b[2]->get_port(0), nullptr);
-    EXPECT_EQ(hierarchy.get_node(*path), 7u);
-    stack.pop_back();
-    path->set(&stack, u.r[2]->get_port(1), nullptr);
-    EXPECT_EQ(hierarchy.get_node(*path), 9u);
-}
-
+// A twin has no entry of its own, so another block-level module's instance of it names a
+// module that the union lacks.
 TEST(NlgHymodules, InstanceOfATwinIsUnknownToTheHierarchy) {
-    // b0 is the twin of r2, so it has no entry of its own, and b3's instance of it names a
-    // module that the union lacks.
     UNION_GRAPHS u;
     NLG_MODULE* b3 = add_module(*u.blc, "b3", 0, NLG_FILELINE(), false, 0, 0, 1);
     add_instance(*u.blc, b3, "x", u.b[0], 0);
@@ -162,6 +172,74 @@ TEST(NlgHymodules, InstanceOfATwinIsUnknownToTheHierarchy) {
         u.rtl->create_hymodules(u.blc.get(), &match));
     EXPECT_EQ(modules->get_n_modules(), 8u);
     EXPECT_FATAL(UTIL::HIERARCHY hierarchy(modules.get()), "it != m_module_map.end()");
+    EXPECT_FATAL(hybrid_of(u, match), "Unable to find module named b0");
+}
+
+TEST(NlgHybridGraph, AnswersAndForwards) {
+    UNION_GRAPHS u;
+    TEST_MATCH match;
+    match.add(u.r[1], u.b[0]);
+    std::unique_ptr<NLG_IGRAPH> hybrid = hybrid_of(u, match);
+    UTIL::SYMBOL_TABLE* rtl = u.rtl->get_symbol_table();
+    UTIL::SYMBOL_TABLE* blc = u.blc->get_symbol_table();
+    // The graph: names of either table find the modules of the view.
+    EXPECT_EQ(hybrid->get_name(), u.rtl->get_name());
+    EXPECT_EQ(hybrid->get_top_module(), hybrid->get_module(0));
+    EXPECT_EQ(hybrid->get_module_index(blc->find("b1")), 5);
+    EXPECT_EQ(hybrid->get_module(blc->find("b2")), hybrid->get_module(6));
+    EXPECT_EQ(hybrid->get_module(blc->find("b0")), nullptr);
+    EXPECT_EQ(hybrid->get_module_index(rtl->find("b0")), -1);
+    EXPECT_EQ(hybrid->get_symbol_table(), nullptr);
+    EXPECT_TRUE(!hybrid->create_instance_paths() && !hybrid->create_hmodules() &&
+                !hybrid->create_hpath() && !hybrid->create_hybrid_graph(u.blc.get(), &match) &&
+                !hybrid->create_hymodules(u.blc.get(), &match));
+
+    // A matched module: its own ports, found by netlist names; its twin's instances, found by
+    // block-level names, with no references.
+    NLG_IMODULE* r1 = hybrid->get_module(1);
+    EXPECT_EQ(r1->get_graph(), hybrid.get());
+    EXPECT_EQ(r1->get_index(), 1);
+    NLG_IPORT* i = r1->get_port(rtl->find("i"));
+    ASSERT_EQ(i, r1->get_port(0));
+    EXPECT_EQ(i->get_parent(), r1);
+    EXPECT_EQ(i->get_index(), 0);
+    EXPECT_TRUE(i->is_input());
+    EXPECT_EQ(i->get_net(), nullptr);
+    EXPECT_EQ(i->get_fileline(), u.r[1]->get_port(0)->get_fileline());
+    EXPECT_EQ(r1->get_port(blc->find("z")), nullptr);
+    EXPECT_EQ(r1->get_port_index(u.r[1]->get_port(0)), 0);
+    NLG_IINSTANCE* k1 = r1->get_instance(blc->find("k1"));
+    ASSERT_EQ(k1, r1->get_instance(1));
+    EXPECT_EQ(r1->get_instance_index(blc->find("k1")), 1);
+    EXPECT_EQ(r1->get_instance(rtl->find("t0")), nullptr);
+    EXPECT_EQ(k1->get_index(), 1);
+    EXPECT_EQ(k1->get_parent(), r1);
+    EXPECT_EQ(k1->get_module(), hybrid->get_module(6));
+    EXPECT_EQ(k1->get_num_portrefs(), 0u);
+    EXPECT_TRUE(!k1->get_portref(0) && !k1->get_portref(i) && k1->get_portref_index(nullptr) == -1);
+    EXPECT_TRUE(!r1->get_net(0) && !r1->get_reference(0) && r1->get_net_index(nullptr) == -1);
+    EXPECT_TRUE(k1->is_leaf());
+    EXPECT_FALSE(r1->is_leaf() || r1->is_primitive());
+
+    // The visitor sees the source objects.
+    struct SEEN : TSL_VISITOR_BASE {
+        NLG_IMODULE* module = nullptr;
+        NLG_IINSTANCE* instance = nullptr;
+        void enter_module(NLG_IMODULE& m) override { module = &m; }
+        void enter_instance(NLG_IINSTANCE& inst) override { instance = &inst; }
+    } seen;
+    r1->accept_enter(seen);
+    k1->accept_enter(seen);
+    EXPECT_EQ(seen.module, u.r[1]);
+    EXPECT_EQ(seen.instance, u.b[0]->get_instance(1));
+
+    EXPECT_FATAL(hybrid->get_id(), "false");
+    EXPECT_FATAL(hybrid->populate_fanin_fanout(nullptr), "false");
+    EXPECT_FATAL(r1->get_id(), "false");
+    EXPECT_FATAL(r1->get_num_nets(), "false");
+    EXPECT_FATAL(r1->get_num_references(), "false");
+    EXPECT_FATAL(r1->get_instance(0)->get_id(), "false");
+    EXPECT_FATAL(r1->get_port(0)->get_id(), "false");
 }
 
 TEST(NlgHpath, CursorOverAStack) {

@@ -14,7 +14,7 @@
 
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_instance_tree.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 
 using namespace NLG_TEST;
 
@@ -259,17 +259,6 @@ void check_trees(NLG_IGRAPH& g, const std::vector<OCC>& occs) {
     EXPECT_FALSE(ports->locate(occs.size(), parent_type, type, child_index));
 }
 
-// Twins by netlist module.
-class PLAN_MATCH : public NLG_IMODULE_MATCH {
-  public:
-    std::unordered_map<const NLG_IMODULE*, NLG_IMODULE*> m_twins;
-    NLG_IMODULE* get_match(const NLG_IMODULE* module) const override {
-        auto it = m_twins.find(module);
-        return it == m_twins.end() ? nullptr : it->second;
-    }
-    void get_port_symbols(const NLG_IMODULE*, std::vector<NS_SYMBOL::SYM>&) const override {}
-};
-
 }  // namespace
 
 TEST(NlgHierarchyCrossCheck, RandomDesignsAgreeEverywhere) {
@@ -300,13 +289,13 @@ TEST(NlgHierarchyCrossCheck, RandomUnionsAgreeWithTheirUnfolding) {
 
         // Some netlist modules get a block twin; the union lists the netlist modules, then the
         // block-level modules that are no twin.
-        PLAN_MATCH match;
+        TEST_MATCH match;
         std::vector<bool> is_twin(n_blc, false);
         for (uint32_t m = 0; m < n_rtl; ++m) {
             if (std::uniform_int_distribution<int>(0, 1)(rng) == 0) continue;
             const uint32_t b = std::uniform_int_distribution<uint32_t>(0, n_blocks - 1)(rng);
-            match.m_twins[rtl->get_module(static_cast<int32_t>(m))] =
-                blc->get_module(static_cast<int32_t>(b));
+            match.add(rtl->get_module(static_cast<int32_t>(m)),
+                      blc->get_module(static_cast<int32_t>(b)));
             is_twin[b] = true;
         }
         VIEW view;

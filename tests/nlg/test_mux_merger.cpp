@@ -8,7 +8,7 @@
 #include "ann/annss.h"
 #include "nlg/nlg_mux_merger.h"
 #include "nlg/nlg_mux_translator.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 namespace {
 
@@ -19,51 +19,22 @@ struct WRAPPER_GRAPH {
     // top: w0, w1 of WRAP. WRAP: in0..in3 -> fs0, fs1 (first stages) -> ss -> drv -> out.
     WRAPPER_GRAPH(const std::string& stage_name = "SS", bool with_driver = true) {
         NLG_MODULE* top = t.module("top");
-        NLG_MODULE* wrap = t.module("WRAP");
-        NLG_MODULE* fs = cell("FS", {"muxin0", "muxin1"}, "muxout");
-        NLG_MODULE* ss = cell(stage_name, {"muxin0", "muxin1"}, "muxout");
-        NLG_MODULE* drv = cell("DRV", {"drvin"}, "drvout");
-        std::vector<NLG_PORT*> in;
-        for (int i = 0; i < 4; ++i)
-            in.push_back(t.port(wrap, "in" + std::to_string(i), NLG_IPORT::INPUT));
-        NLG_PORT* out = t.port(wrap, "out", NLG_IPORT::OUTPUT);
-        NLG_INSTANCE* fs0 = t.instance(wrap, "fs0", fs);
-        NLG_INSTANCE* fs1 = t.instance(wrap, "fs1", fs);
-        NLG_INSTANCE* s = t.instance(wrap, "ss", ss);
-        t.pin(fs0, "muxin0", t.net(wrap, "n0", {in[0]}));
-        t.pin(fs0, "muxin1", t.net(wrap, "n1", {in[1]}));
-        t.pin(fs1, "muxin0", t.net(wrap, "n2", {in[2]}));
-        t.pin(fs1, "muxin1", t.net(wrap, "n3", {in[3]}));
-        NLG_NET* a = t.net(wrap, "a");
-        NLG_NET* b = t.net(wrap, "b");
-        t.pin(fs0, "muxout", a);
-        t.pin(fs1, "muxout", b);
-        t.pin(s, "muxin0", a);
-        t.pin(s, "muxin1", b);
-        if (with_driver) {
-            NLG_INSTANCE* d = t.instance(wrap, "drv", drv);
-            NLG_NET* c = t.net(wrap, "c");
-            t.pin(s, "muxout", c);
-            t.pin(d, "drvin", c);
-            t.pin(d, "drvout", t.net(wrap, "o", {out}));
-        } else {
-            t.pin(s, "muxout", t.net(wrap, "o", {out}));
-        }
-        t.instance(top, "w0", wrap);
-        t.instance(top, "w1", wrap);
-
+        NLG_MODULE* wrap = t.cell("WRAP", "in0 in1 in2 in3 >out");
+        t.cell("FS", "muxin0 muxin1 >muxout");
+        t.cell(stage_name, "muxin0 muxin1 >muxout");
+        t.cell("DRV", "drvin >drvout");
+        t.instances(wrap, "fs0:FS fs1:FS ss:" + stage_name + (with_driver ? " drv:DRV" : ""));
+        t.wire(wrap,
+               "n0: in0 fs0.muxin0; n1: in1 fs0.muxin1; n2: in2 fs1.muxin0;"
+               "n3: in3 fs1.muxin1; a: fs0.muxout ss.muxin0; b: fs1.muxout ss.muxin1;" +
+                   std::string(with_driver ? "c: ss.muxout drv.drvin; o: out drv.drvout"
+                                           : "o: out ss.muxout"));
+        t.instances(top, "w0:WRAP w1:WRAP");
         translator.add_mux("FS", true, "\"H\"", "1000", "\"R\"", false,
                            {"muxin0", "muxin1", "muxout"});
         translator.add_mux(stage_name, true, "\"H\"", "4", "\"R\"", false,
                            {"muxin0", "sel", "muxin1", "muxout"});
         translator.add_mux("DRV", true, "\"H\"", "1000", "\"R\"", false, {"drvin", "drvout"});
-    }
-    NLG_MODULE* cell(const std::string& name, std::vector<std::string> ins,
-                     const std::string& out) {
-        NLG_MODULE* m = t.module(name);
-        for (const std::string& in : ins) t.port(m, in, NLG_IPORT::INPUT);
-        t.port(m, out, NLG_IPORT::OUTPUT);
-        return m;
     }
     std::string merge() {
         testing::internal::CaptureStdout();
@@ -74,56 +45,39 @@ struct WRAPPER_GRAPH {
 
 }  // namespace
 
+// A description in one line: name, parameters, subpaths, then per path "in>out" ("!" a HIPI
+// path) with its settings "subpath:value".
+static std::string text_of(const PB::MUX_DESCRIPTION& d) {
+    std::string out = d.name() + (d.is_template() ? " template" : "");
+    for (const auto& p : d.mux_params()) out += " " + p.name() + "=" + p.value();
+    out += " |";
+    for (const auto& s : d.subpaths()) {
+        out += " ";
+        for (const std::string& n : s.name()) out += n;
+    }
+    EXPECT_EQ(d.settings_size(), d.mux_paths_size());
+    for (int i = 0; i < d.mux_paths_size(); ++i) {
+        const auto& p = d.mux_paths(i);
+        EXPECT_TRUE(p.has_is_hipi_path());
+        out += " | " + p.in() + ">" + p.out() + (p.is_hipi_path() ? "!" : "");
+        EXPECT_EQ(d.settings(i).path_index(), static_cast<uint32_t>(i));
+        for (const auto& s : d.settings(i).setting())
+            out += " " + std::to_string(s.subpath_index()) + ":" + s.value();
+    }
+    return out;
+}
+
 TEST(MuxMerger, TwoStageWrapper) {
     WRAPPER_GRAPH g;
     EXPECT_EQ(g.merge(), "");
     const PB::MUX_DESCRIPTIONS& all = g.translator.get_mux_descriptions();
     // Merged once although the wrapper stands twice.
     ASSERT_EQ(all.mux_descriptions_size(), 4);
-    const PB::MUX_DESCRIPTION& d = all.mux_descriptions(3);
-    EXPECT_EQ(d.name(), "WRAP");
-    EXPECT_TRUE(d.is_template());
-    EXPECT_FALSE(d.has_hipi_mux_type());
-    const char* params[][2] = {
-        {"CLASS", "H"}, {"LENGTH", "4"}, {"DIR", "R"}, {"IS_FIRST_STAGE", "0"}};
-    ASSERT_EQ(d.mux_params_size(), 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(d.mux_params(i).name(), params[i][0]);
-        EXPECT_EQ(d.mux_params(i).value(), params[i][1]);
-    }
-    const std::vector<std::string> subpaths = {"ss", "drv", "fs0", "fs1"};
-    ASSERT_EQ(d.subpaths_size(), 4);
-    for (int i = 0; i < 4; ++i) {
-        ASSERT_EQ(d.subpaths(i).name_size(), 1);
-        EXPECT_EQ(d.subpaths(i).name(0), subpaths[i]);
-    }
-    struct PATH {
-        const char* in;
-        const char* stage_in;
-        uint32_t first_stage;
-        const char* first_stage_in;
-    };
-    const PATH paths[] = {{"in0", "muxin0", 2, "muxin0"},
-                          {"in1", "muxin0", 2, "muxin1"},
-                          {"in2", "muxin1", 3, "muxin0"},
-                          {"in3", "muxin1", 3, "muxin1"}};
-    ASSERT_EQ(d.mux_paths_size(), 4);
-    ASSERT_EQ(d.settings_size(), 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(d.mux_paths(i).in(), paths[i].in);
-        EXPECT_EQ(d.mux_paths(i).out(), "out");
-        EXPECT_TRUE(d.mux_paths(i).has_is_hipi_path());
-        EXPECT_FALSE(d.mux_paths(i).is_hipi_path());
-        const PB::MUX_DESCRIPTION::SETTINGS& s = d.settings(i);
-        EXPECT_EQ(s.path_index(), static_cast<uint32_t>(i));
-        ASSERT_EQ(s.setting_size(), 3);
-        EXPECT_EQ(s.setting(0).subpath_index(), 0u);
-        EXPECT_EQ(s.setting(0).value(), paths[i].stage_in);
-        EXPECT_EQ(s.setting(1).subpath_index(), 1u);
-        EXPECT_EQ(s.setting(1).value(), "drvin");
-        EXPECT_EQ(s.setting(2).subpath_index(), paths[i].first_stage);
-        EXPECT_EQ(s.setting(2).value(), paths[i].first_stage_in);
-    }
+    EXPECT_FALSE(all.mux_descriptions(3).has_hipi_mux_type());
+    EXPECT_EQ(text_of(all.mux_descriptions(3)),
+              "WRAP template CLASS=H LENGTH=4 DIR=R IS_FIRST_STAGE=0 | ss drv fs0 fs1 "
+              "| in0>out 0:muxin0 1:drvin 2:muxin0 | in1>out 0:muxin0 1:drvin 2:muxin1 "
+              "| in2>out 0:muxin1 1:drvin 3:muxin0 | in3>out 0:muxin1 1:drvin 3:muxin1");
     EXPECT_EQ(nlg_clock_cell_set().size(), 0u);
 }
 
@@ -154,39 +108,26 @@ struct HIPI_GRAPH {
 
     explicit HIPI_GRAPH(bool with_m_stage) {
         NLG_MODULE* top = t.module("top");
-        NLG_MODULE* wrap = t.module("HWRAP");
-        NLG_MODULE* latch = t.module("LATCH");
-        t.port(latch, "din", NLG_IPORT::INPUT);
-        t.port(latch, "clk", NLG_IPORT::INPUT);
-        t.port(latch, "dout", NLG_IPORT::OUTPUT);
-        NLG_INSTANCE* l = t.instance(wrap, "latch", latch);
-        t.pin(l, "dout", t.net(wrap, "o", {t.port(wrap, "out", NLG_IPORT::OUTPUT)}));
-        stage(wrap, "TM", "tm", "t", l, "clk");
+        NLG_MODULE* wrap =
+            t.cell("HWRAP", with_m_stage ? ">out tin0 tin1 min0 min1" : ">out tin0 tin1");
+        t.cell("LATCH", "din clk >dout");
+        t.cell("TM", "muxin0 muxin1 >muxout");
+        t.instances(wrap, "latch:LATCH tm:TM");
+        t.wire(wrap,
+               "o: out latch.dout; n_tin0: tin0 tm.muxin0; n_tin1: tin1 tm.muxin1;"
+               "n_tm: tm.muxout latch.clk");
         translator.add_mux("LATCH", true, "\"HIPI\"", "1000", "\"\"", false, {});
         translator.add_mux("TM", true, "\"TMUX\"", "4", "\"R\"", false,
                            {"muxin0", "muxin1", "muxout"});
         if (with_m_stage) {
-            stage(wrap, "MM", "mm", "m", l, "din");
+            t.cell("MM", "muxin0 muxin1 >muxout");
+            t.instances(wrap, "mm:MM");
+            t.wire(wrap,
+                   "n_min0: min0 mm.muxin0; n_min1: min1 mm.muxin1; n_mm: mm.muxout latch.din");
             translator.add_mux("MM", true, "\"MMUX\"", "4", "\"R\"", false,
                                {"muxin0", "muxin1", "muxout"});
         }
-        t.instance(top, "w0", wrap);
-    }
-    void stage(NLG_MODULE* wrap, const std::string& module, const std::string& name,
-               const std::string& prefix, NLG_INSTANCE* latch, const std::string& latch_pin) {
-        NLG_MODULE* m = t.module(module);
-        t.port(m, "muxin0", NLG_IPORT::INPUT);
-        t.port(m, "muxin1", NLG_IPORT::INPUT);
-        t.port(m, "muxout", NLG_IPORT::OUTPUT);
-        NLG_INSTANCE* s = t.instance(wrap, name, m);
-        for (int i = 0; i < 2; ++i) {
-            std::string in = prefix + "in" + std::to_string(i);
-            t.pin(s, "muxin" + std::to_string(i),
-                  t.net(wrap, "n_" + in, {t.port(wrap, in, NLG_IPORT::INPUT)}));
-        }
-        NLG_NET* n = t.net(wrap, "n_" + name);
-        t.pin(s, "muxout", n);
-        t.pin(latch, latch_pin, n);
+        t.instances(top, "w0:HWRAP");
     }
     std::string merge() {
         testing::internal::CaptureStdout();
@@ -195,13 +136,6 @@ struct HIPI_GRAPH {
     }
 };
 
-std::string settings_text(const PB::MUX_DESCRIPTION& d, int path) {
-    std::string out;
-    for (const auto& s : d.settings(path).setting())
-        out += std::to_string(s.subpath_index()) + ":" + s.value() + " ";
-    return out;
-}
-
 }  // namespace
 
 TEST(MuxMerger, HipiStagesShareOneDescription) {
@@ -209,28 +143,13 @@ TEST(MuxMerger, HipiStagesShareOneDescription) {
     EXPECT_EQ(g.merge(), "");
     const PB::MUX_DESCRIPTIONS& all = g.translator.get_mux_descriptions();
     ASSERT_EQ(all.mux_descriptions_size(), 4);
-    const PB::MUX_DESCRIPTION& d = all.mux_descriptions(3);
-    EXPECT_EQ(d.name(), "HWRAP");
     // The T stage reaches the output by the latch's clock: it is the HIPI stage, and the
     // parameters are those of the M stage.
-    EXPECT_EQ(d.hipi_mux_type(), PB::MUX_DESCRIPTION::HIPI_T_MUX);
-    ASSERT_EQ(d.mux_params_size(), 4);
-    EXPECT_EQ(d.mux_params(0).value(), "HIPI_M_MUX");
-    EXPECT_EQ(d.mux_params(1).value(), "4");
-    EXPECT_EQ(d.mux_params(2).value(), "R");
-    const char* ins[] = {"tin0", "tin1", "min0", "min1"};
-    const char* settings[] = {"0:muxin0 1:clk ", "0:muxin1 1:clk ", "2:muxin0 1:din ",
-                              "2:muxin1 1:din "};
-    ASSERT_EQ(d.mux_paths_size(), 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(d.mux_paths(i).in(), ins[i]);
-        EXPECT_EQ(d.mux_paths(i).out(), "out");
-        EXPECT_EQ(d.mux_paths(i).is_hipi_path(), i < 2);
-        EXPECT_EQ(settings_text(d, i), settings[i]);
-    }
-    ASSERT_EQ(d.subpaths_size(), 3);
-    EXPECT_EQ(d.subpaths(1).name(0), "latch");
-    EXPECT_EQ(d.subpaths(2).name(0), "mm");
+    EXPECT_EQ(all.mux_descriptions(3).hipi_mux_type(), PB::MUX_DESCRIPTION::HIPI_T_MUX);
+    EXPECT_EQ(text_of(all.mux_descriptions(3)),
+              "HWRAP template CLASS=HIPI_M_MUX LENGTH=4 DIR=R IS_FIRST_STAGE=0 | tm latch mm "
+              "| tin0>out! 0:muxin0 1:clk | tin1>out! 0:muxin1 1:clk | min0>out 2:muxin0 1:din "
+              "| min1>out 2:muxin1 1:din");
 }
 
 TEST(MuxMerger, WrapperWithoutParameters) {

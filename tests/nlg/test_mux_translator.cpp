@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "nlg/nlg_mux_translator.h"
-#include "nlg/nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 using MT = PB::MUX_DESCRIPTION;
 
@@ -30,40 +30,19 @@ std::vector<std::string> params_of(const PB::MUX_DESCRIPTION& desc) {
 }  // namespace
 
 TEST(MuxTranslator, NamingTable) {
-    const std::pair<const char*, MT::MUXTYPE> table[] = {
-        {"H", MT::H},
-        {"V", MT::V},
-        {"L", MT::LL},
-        {"LL", MT::LL},
-        {"LEIM", MT::LEIM},
-        {"LEIM_FIRST_STAGE", MT::LEIM},
-        {"LONG1", MT::WM},
-        {"CLOCK_SEGMENT", MT::CLOCK_SEGMENT},
-        {"CLKMUX", MT::GLOBAL_LOCAL_SEL},
-        {"sb", MT::CLOCK_SEGMENT},
-        {"sb_bi", MT::CLOCK_SEGMENT},
-        {"sb_buf", MT::CLOCK_SEGMENT},
-        {"sbmux_sp", MT::CLOCK_SEGMENT},
-        {"sbmux_np", MT::CLOCK_SEGMENT},
-        {"cs", MT::CLOCK_SPINE},
-        {"vseam", MT::CLOCK_SEGMENT_TAP},
-        {"vseam_bidir", MT::CLOCK_SEGMENT_TAP},
-        {"hseam", MT::HORIZONTAL_CLOCK_SEGMENT},
-        {"rc", MT::SCLK_TO_ROWCLK_BUF},
-        {"dcm", MT::CC_DCM_GMUX_RE},
-        {"CC_DCM_GMUX_RE", MT::CC_DCM_GMUX_RE},
-        {"HIPI", MT::HIPI_LATCH},
-        {"HIPI_LATCH", MT::HIPI_LATCH},
-        {"TMUX", MT::HIPI_T_MUX},
-        {"PMUX", MT::HIPI_P_MUX},
-        {"MMUX", MT::HIPI_M_MUX},
-        {"RED", MT::UNKNOWN},
-        {"FRZBUF", MT::UNKNOWN},
-        {"RPI", MT::UNKNOWN},
-        {"TRI_DRV", MT::UNKNOWN},
-        {"dft", MT::UNKNOWN},
-    };
-    for (const auto& row : table) EXPECT_EQ(nlg_re_type(row.first), row.second) << row.first;
+    // Name in the cell's class : kind of routing element.
+    std::istringstream table(
+        "H:H V:V L:LL LL:LL LEIM:LEIM LEIM_FIRST_STAGE:LEIM LONG1:WM CLOCK_SEGMENT:CLOCK_SEGMENT "
+        "CLKMUX:GLOBAL_LOCAL_SEL sb:CLOCK_SEGMENT sb_bi:CLOCK_SEGMENT sb_buf:CLOCK_SEGMENT "
+        "sbmux_sp:CLOCK_SEGMENT sbmux_np:CLOCK_SEGMENT cs:CLOCK_SPINE vseam:CLOCK_SEGMENT_TAP "
+        "vseam_bidir:CLOCK_SEGMENT_TAP hseam:HORIZONTAL_CLOCK_SEGMENT rc:SCLK_TO_ROWCLK_BUF "
+        "dcm:CC_DCM_GMUX_RE CC_DCM_GMUX_RE:CC_DCM_GMUX_RE HIPI:HIPI_LATCH HIPI_LATCH:HIPI_LATCH "
+        "TMUX:HIPI_T_MUX PMUX:HIPI_P_MUX MMUX:HIPI_M_MUX RED:UNKNOWN FRZBUF:UNKNOWN RPI:UNKNOWN "
+        "TRI_DRV:UNKNOWN dft:UNKNOWN");
+    for (std::string row; table >> row;) {
+        const std::string name = row.substr(0, row.find(':'));
+        EXPECT_EQ(MT::MUXTYPE_Name(nlg_re_type(name)), row.substr(name.size() + 1)) << name;
+    }
     // Exact comparison: neither case nor enumeration names of other kinds are folded.
     EXPECT_FATAL(nlg_re_type("h"), "h is an unsupported node type!");
     EXPECT_FATAL(nlg_re_type("HIPI_T_MUX"), "HIPI_T_MUX is an unsupported node type!");
@@ -74,61 +53,52 @@ TEST(MuxTranslator, NamingTable) {
         EXPECT_EQ(nlg_mux_direction(d), PB::ICDB::NET::NO_DIR);
 }
 
+// Paths from the port names of a template cell, "in>out" ("!" a HIPI path); a cell whose ports
+// fit no rule warns with its class and ports.
 TEST(MuxTranslator, TemplatePortRules) {
-    struct CASE {
+    const struct {
         const char* name;
         const char* mux_class;
-        std::vector<std::string> ports;
-        std::vector<std::string> paths;
-        bool warns;
-    };
-    const CASE cases[] = {
-        {"m1",
-         "\"H\"",
-         {"muxin0", "sel", "muxin1", "muxout"},
-         {"muxin0>muxout", "muxin1>muxout"},
-         false},
-        {"m2", "\"H\"", {"clk_sel", "clkin", "clkout"}, {"clkin>clkout"}, false},
-        {"m3", "\"H\"", {"leimclk0", "in2", "drvout"}, {"leimclk0>drvout"}, false},
-        {"m4", "\"H\"", {"inp", "long_in_dim_out"}, {"inp>long_in_dim_out"}, false},
-        {"m5", "\"H\"", {"muxout", "in0", "drvout"}, {"in0>drvout"}, false},
-        {"m6",
-         "\"V\"",
-         {"data_input", "rowclk", "data_output"},
-         {"data_input>data_output", "rowclk>data_output"},
-         false},
-        {"m7", "\"H\"", {"muxout", "mux_out"}, {}, true},
-        {"m8", "\"H\"", {"muxin0", "muxin1"}, {}, true},
+        const char* ports;
+        const char* paths;
+    } cases[] = {
+        {"m1", "\"H\"", "muxin0 sel muxin1 muxout", "muxin0>muxout muxin1>muxout"},
+        {"m2", "\"H\"", "clk_sel clkin clkout", "clkin>clkout"},
+        {"m3", "\"H\"", "leimclk0 in2 drvout", "leimclk0>drvout"},
+        {"m4", "\"H\"", "inp long_in_dim_out", "inp>long_in_dim_out"},
+        {"m5", "\"H\"", "muxout in0 drvout", "in0>drvout"},
+        {"m6", "\"V\"", "data_input rowclk data_output",
+         "data_input>data_output rowclk>data_output"},
+        {"m7", "\"H\"", "muxout mux_out", nullptr},
+        {"m8", "\"H\"", "muxin0 muxin1", nullptr},
         // Without its quotes the class is no special class: the ports decide.
-        {"m9", "HIPI", {"din", "dout"}, {}, true},
-        {"m10", "\"HIPI\"", {"x"}, {"din>dout", "clk>dout!"}, false},
-        {"m11", "\"HIPI_LATCH\"", {}, {"din>dout", "clk>dout!"}, false},
-        {"a_rt_mux_hio_2to1_frzbuf_b", "\"FRZBUF\"", {}, {"coreout>coreout_buff"}, false},
-        {"rt_mux_buffer_alien",
-         "\"H\"",
-         {},
-         {"core_per_in>muxbuff_out", "h_wires_in>muxbuff_out"},
-         false},
-        {"cc_redmux",
-         "\"RED\"",
-         {"q"},
-         {"muxin[0]>muxout[0]", "muxin[1]>muxout[1]", "muxin[2]>muxout[2]", "muxin[3]>muxout[3]",
-          "muxin[4]>muxout[4]", "muxin[5]>muxout[5]", "muxin[6]>muxout[6]", "muxin[7]>muxout[7]"},
-         false},
+        {"m9", "HIPI", "din dout", nullptr},
+        {"m10", "\"HIPI\"", "x", "din>dout clk>dout!"},
+        {"m11", "\"HIPI_LATCH\"", "", "din>dout clk>dout!"},
+        {"a_rt_mux_hio_2to1_frzbuf_b", "\"FRZBUF\"", "", "coreout>coreout_buff"},
+        {"rt_mux_buffer_alien", "\"H\"", "", "core_per_in>muxbuff_out h_wires_in>muxbuff_out"},
+        {"cc_redmux", "\"RED\"", "q",
+         "muxin[0]>muxout[0] muxin[1]>muxout[1] muxin[2]>muxout[2] muxin[3]>muxout[3] "
+         "muxin[4]>muxout[4] muxin[5]>muxout[5] muxin[6]>muxout[6] muxin[7]>muxout[7]"},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : cases) {
+        std::vector<std::string> ports;
+        std::istringstream in(c.ports);
+        for (std::string p; in >> p;) ports.push_back(p);
         NLG_MUX_TRANSLATOR translator;
         testing::internal::CaptureStdout();
-        translator.add_mux(c.name, true, c.mux_class, "4", "\"R\"", false, c.ports);
+        translator.add_mux(c.name, true, c.mux_class, "4", "\"R\"", false, ports);
         std::string out = testing::internal::GetCapturedStdout();
         const PB::MUX_DESCRIPTION& desc = translator.get_mux_descriptions().mux_descriptions(0);
-        EXPECT_EQ(paths_of(desc), c.paths) << c.name;
+        std::string paths;
+        for (const std::string& p : paths_of(desc)) paths += (paths.empty() ? "" : " ") + p;
+        EXPECT_EQ(paths, c.paths ? c.paths : "") << c.name;
         for (const auto& p : desc.mux_paths()) EXPECT_TRUE(p.has_is_hipi_path());
         std::string warning;
-        if (c.warns) {
+        if (!c.paths) {
             warning = std::string("Warning: Unrecognized ports found on mux: ") + c.name +
                       ", class: " + c.mux_class + " ports: ";
-            for (const std::string& p : c.ports) warning += p + "    ";
+            for (const std::string& p : ports) warning += p + "    ";
             warning += "\n";
         }
         EXPECT_EQ(out, warning) << c.name;
@@ -242,16 +212,9 @@ struct APPLY_GRAPH {
 
     APPLY_GRAPH() {
         top = t.module("top");
-        cell = t.module("cell");
-        t.port(cell, "muxin", NLG_IPORT::INPUT);
-        t.port(cell, "sel", NLG_IPORT::INPUT);
-        t.port(cell, "muxout", NLG_IPORT::OUTPUT);
-        clock = t.module("clk_cell");
-        t.port(clock, "clkin", NLG_IPORT::INPUT);
-        t.port(clock, "clkout", NLG_IPORT::OUTPUT);
-        t.instance(top, "u0", cell);
-        t.instance(top, "a_dolsgn_sb_dolsgn_0", clock);
-        t.instance(top, "b_dolsgn_sb_dolsgn_2", clock);
+        cell = t.cell("cell", "muxin sel >muxout");
+        clock = t.cell("clk_cell", "clkin >clkout");
+        t.instances(top, "u0:cell a_dolsgn_sb_dolsgn_0:clk_cell b_dolsgn_sb_dolsgn_2:clk_cell");
     }
     PB::MUX_DESCRIPTION desc(const std::string& text) {
         PB::MUX_DESCRIPTION d;
@@ -331,35 +294,26 @@ TEST(MuxTranslator, ApplyNonTemplateAndMessages) {
 }
 
 TEST(MuxTranslator, ApplyParameterChecks) {
-    const char* base = "is_template: true name: \"cell\" ";
-    struct CASE {
-        const char* params;
-        const char* fatal;
-    };
-    const CASE cases[] = {
-        {"mux_params { name: \"CLASS\" value: \"H\" }",
-         "third parameter of mux cell is wrong. should be DIR."},
-        {"mux_params { name: \"CLASS\" value: \"H\" } mux_params { name: \"LEN\" value: \"1\" } "
-         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
-         "\"0\" }",
+    const std::pair<const char*, const char*> cases[] = {
+        {"CLASS=H", "third parameter of mux cell is wrong. should be DIR."},
+        {"CLASS=H LEN=1 DIR=L IS_FIRST_STAGE=0",
          "second parameter of mux cell is wrong. should be LENGTH."},
-        {"mux_params { name: \"CLAS\" value: \"H\" } mux_params { name: \"LENGTH\" value: \"1\" } "
-         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
-         "\"0\" }",
+        {"CLAS=H LENGTH=1 DIR=L IS_FIRST_STAGE=0",
          "first parameter of mux cell is wrong. should be CLASS."},
-        {"mux_params { name: \"CLASS\" value: \"H\" } mux_params { name: \"LENGTH\" value: \"1\" } "
-         "mux_params { name: \"DIR\" value: \"L\" }",
+        {"CLASS=H LENGTH=1 DIR=L",
          "forth parameter of mux cell is wrong. should be IS_FIRST_STAGE."},
-        {"mux_params { name: \"CLASS\" value: \"RED\" } mux_params { name: \"LENGTH\" value: \"1\" "
-         "} "
-         "mux_params { name: \"DIR\" value: \"L\" } mux_params { name: \"IS_FIRST_STAGE\" value: "
-         "\"0\" }",
-         "Unknow mux type for module cell"},
+        {"CLASS=RED LENGTH=1 DIR=L IS_FIRST_STAGE=0", "Unknow mux type for module cell"},
     };
-    for (const CASE& c : cases) {
+    for (const auto& [params, fatal] : cases) {
         APPLY_GRAPH g;
-        PB::MUX_DESCRIPTION d = g.desc(std::string(base) + c.params);
-        EXPECT_FATAL(g.apply(d, 0), c.fatal);
+        PB::MUX_DESCRIPTION d = g.desc("is_template: true name: \"cell\"");
+        std::istringstream in(params);
+        for (std::string p; in >> p;) {
+            auto* param = d.add_mux_params();
+            param->set_name(p.substr(0, p.find('=')));
+            param->set_value(p.substr(p.find('=') + 1));
+        }
+        EXPECT_FATAL(g.apply(d, 0), fatal);
     }
     // A first stage may have a kind that the naming table folds to UNKNOWN.
     APPLY_GRAPH g;

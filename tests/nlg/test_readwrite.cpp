@@ -4,6 +4,8 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -12,7 +14,7 @@
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 #include "symbol_table.pb.h"
 #include "util/util_protobuf.h"
 
@@ -35,27 +37,27 @@ bool read_graph(NLG_GRAPH* g, const std::string& bytes, uint32_t format = UTIL::
 std::string ref_name(const NLG_PORT_REF* r) {
     return r->get_instance()->get_name().get_name() + "." + r->get_port()->get_name().get_name();
 }
-
-template <class LIST>
-std::string ports_text(const LIST* list) {
-    if (!list) return "-";
-    std::string text = "[";
-    for (const NLG_PORT* p : *list) text += p->get_name().get_name() + " ";
-    return text + "]";
+std::string port_name(const NLG_IPORT* p) {
+    return p->get_name().get_name();
 }
 
-template <class LIST>
-std::string refs_text(const LIST* list) {
+template <class LIST, class NAME>
+std::string list_text(const LIST* list, NAME name) {
     if (!list) return "-";
     std::string text = "[";
-    for (const NLG_PORT_REF* r : *list) text += ref_name(r) + " ";
+    for (const auto* o : *list) text += name(o) + " ";
     return text + "]";
 }
 
 template <class T>
-std::string fans(const T* object) {
-    return " out " + ports_text(object->get_fanout_ports()) + refs_text(object->get_fanout_refs()) +
-           " in " + ports_text(object->get_fanin_ports()) + refs_text(object->get_fanin_refs());
+std::string fans(const T* o) {
+    return " out " + list_text(o->get_fanout_ports(), port_name) +
+           list_text(o->get_fanout_refs(), ref_name) + " in " +
+           list_text(o->get_fanin_ports(), port_name) + list_text(o->get_fanin_refs(), ref_name);
+}
+
+std::string fl(const NLG_IFILELINE* f) {
+    return " fl " + std::to_string(static_cast<const NLG_FILELINE*>(f)->get_value()) + " ";
 }
 
 // A canonical text of a graph: every object, its connections, fan lists and file-line value.
@@ -65,19 +67,15 @@ std::string describe(const NLG_GRAPH& g) {
     for (uint32_t m = 0; m < g.get_num_modules(); ++m) {
         const NLG_MODULE* module = g.module(static_cast<int32_t>(m));
         os << "module " << module->get_name().get_name() << " prim " << module->get_primitive_type()
-           << " unused " << module->get_unused_nonprimitive() << " fl "
-           << static_cast<const NLG_FILELINE*>(module->get_fileline())->get_value() << " \n";
+           << " unused " << module->get_unused_nonprimitive() << fl(module->get_fileline()) << "\n";
         for (uint32_t i = 0; i < module->get_num_ports(); ++i) {
             const NLG_PORT* p = module->port(static_cast<int32_t>(i));
-            os << " port " << p->get_name().get_name() << " dir " << p->get_direction() << " net "
-               << p->get_net_index() << " fl "
-               << static_cast<const NLG_FILELINE*>(p->get_fileline())->get_value() << " " << fans(p)
-               << "\n";
+            os << " port " << port_name(p) << " dir " << p->get_direction() << " net "
+               << p->get_net_index() << fl(p->get_fileline()) << fans(p) << "\n";
         }
         for (uint32_t i = 0; i < module->get_num_nets(); ++i) {
             const NLG_NET* n = module->net(static_cast<int32_t>(i));
-            os << " net " << n->get_name().get_name() << " fl "
-               << static_cast<const NLG_FILELINE*>(n->get_fileline())->get_value() << " ports";
+            os << " net " << n->get_name().get_name() << fl(n->get_fileline()) << "ports";
             for (uint32_t k = 0; k < n->get_num_ports(); ++k)
                 os << " " << n->get_port(static_cast<int32_t>(k))->get_name().get_name();
             os << " refs";
@@ -89,11 +87,10 @@ std::string describe(const NLG_GRAPH& g) {
         for (uint32_t i = 0; i < module->get_num_instances(); ++i) {
             const NLG_INSTANCE* inst = module->instance(static_cast<int32_t>(i));
             os << " inst " << inst->get_name().get_name() << " of "
-               << inst->get_module()->get_name().get_name() << " fl "
-               << static_cast<const NLG_FILELINE*>(inst->get_fileline())->get_value() << " \n";
+               << inst->get_module()->get_name().get_name() << fl(inst->get_fileline()) << "\n";
             for (uint32_t k = 0; k < inst->get_num_portrefs(); ++k) {
                 const NLG_PORT_REF* r = inst->portref(static_cast<int32_t>(k));
-                os << "  ref " << r->get_port()->get_name().get_name() << " net "
+                os << "  ref " << port_name(r->get_port()) << " net "
                    << (r->get_net() ? r->get_net()->get_name().get_name() : "none") << fans(r)
                    << "\n";
             }
@@ -148,154 +145,114 @@ TEST(NlgReadWrite, ReaderNumbersObjectsInFileOrder) {
     std::unique_ptr<NLG_GRAPH> original(make_small_graph());
     NLG_GRAPH copy(original->get_symbol_table(), "copy", 0);
     ASSERT_TRUE(read_graph(&copy, write_graph(*original)));
-    EXPECT_EQ(copy.module(2)->get_id().get_value(), NLG_ID(NLG_ID::MODULE, 2).get_value());
-    EXPECT_EQ(copy.module(1)->port(0)->get_id().get_value(), NLG_ID(NLG_ID::PORT, 4).get_value());
-    EXPECT_EQ(copy.module(2)->port(1)->get_id().get_value(), NLG_ID(NLG_ID::PORT, 9).get_value());
-    EXPECT_EQ(copy.module(2)->net(0)->get_id().get_value(), NLG_ID(NLG_ID::NET, 4).get_value());
-    EXPECT_EQ(copy.module(2)->instance(0)->get_id().get_value(),
-              NLG_ID(NLG_ID::INSTANCE, 3).get_value());
-    EXPECT_EQ(copy.module(0)->instance(1)->portref(1)->get_id().get_value(),
-              NLG_ID(NLG_ID::PORT_REF, 4).get_value());
-    EXPECT_EQ(copy.module(2)->instance(0)->portref(0)->get_id().get_value(),
-              NLG_ID(NLG_ID::PORT_REF, 6).get_value());
+    const std::pair<const NLG_IGRAPH_NODE*, NLG_ID> ids[] = {
+        {copy.module(2), NLG_ID(NLG_ID::MODULE, 2)},
+        {copy.module(1)->port(0), NLG_ID(NLG_ID::PORT, 4)},
+        {copy.module(2)->port(1), NLG_ID(NLG_ID::PORT, 9)},
+        {copy.module(2)->net(0), NLG_ID(NLG_ID::NET, 4)},
+        {copy.module(2)->instance(0), NLG_ID(NLG_ID::INSTANCE, 3)},
+        {copy.module(0)->instance(1)->portref(1), NLG_ID(NLG_ID::PORT_REF, 4)},
+        {copy.module(2)->instance(0)->portref(0), NLG_ID(NLG_ID::PORT_REF, 6)}};
+    for (const auto& [object, id] : ids) EXPECT_EQ(object->get_id().get_value(), id.get_value());
     EXPECT_EQ(copy.module(1)->get_num_references(), 3u);
     EXPECT_TRUE(copy.module(2)->get_unused_nonprimitive());
 }
 
-TEST(NlgReadWrite, OneSidedFanInsDoNotTravel) {
+// Fan lists travel as fan-out edges in their order; fan-ins are rebuilt from them, so a fan-in
+// with no fan-out behind it is lost.
+TEST(NlgReadWrite, FanListsTravelAsFanOuts) {
     std::unique_ptr<NLG_GRAPH> original(make_small_graph());
     NLG_MODULE* top = original->module(0);
-    // A fan-in of a reference and a fan-in port of a port with no fan-out behind them.
     top->instance(0)->portref_of_port(3)->add_fanin_port(top->port(3));
     top->port(3)->add_fanin_port(top->port(2));
-    NLG_GRAPH copy(original->get_symbol_table(), "copy", 0);
-    ASSERT_TRUE(read_graph(&copy, write_graph(*original)));
-    EXPECT_EQ(copy.module(0)->instance(0)->portref_of_port(3)->get_fanin_ports(), nullptr);
-    EXPECT_EQ(copy.module(0)->port(3)->get_fanin_ports(), nullptr);
-    // The fan-in port list of b was never written, and is rebuilt from a's fan-out.
-    ASSERT_NE(copy.module(0)->port(1)->get_fanin_ports(), nullptr);
-    EXPECT_EQ((*copy.module(0)->port(1)->get_fanin_ports())[0], copy.module(0)->port(0));
-}
-
-TEST(NlgReadWrite, EdgeOrderSurvives) {
-    std::unique_ptr<NLG_GRAPH> original(make_small_graph());
-    NLG_MODULE* top = original->module(0);
     top->port(0)->add_fanout_port(top->port(3));
     top->port(0)->add_fanout_port(top->port(1));
     NLG_GRAPH copy(original->get_symbol_table(), "copy", 0);
     ASSERT_TRUE(read_graph(&copy, write_graph(*original)));
-    const NLG_FAN::PORTS* out = copy.module(0)->port(0)->get_fanout_ports();
-    ASSERT_NE(out, nullptr);
-    std::string names;
-    for (NLG_PORT* p : *out) names += p->get_name().get_name();
-    EXPECT_EQ(names, "bcdb");
+    EXPECT_EQ(copy.module(0)->instance(0)->portref_of_port(3)->get_fanin_ports(), nullptr);
+    EXPECT_EQ(list_text(copy.module(0)->port(3)->get_fanin_ports(), port_name), "[a ]");
+    EXPECT_EQ(list_text(copy.module(0)->port(0)->get_fanout_ports(), port_name), "[b c d b ]");
+    EXPECT_EQ(list_text(copy.module(0)->port(1)->get_fanin_ports(), port_name), "[a a ]");
 }
 
-TEST(NlgReadWrite, MessageCarriesNamesAsFileIndexes) {
-    std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    PB::NLG::GRAPH message;
-    NLG_PB_WRITE pb_write;
-    pb_write.set_target(&message, g->get_symbol_table());
-    NLG_GRAPH_WRITE graph_write;
-    ASSERT_TRUE(graph_write.write(*g, pb_write));
-    ASSERT_EQ(message.graph_objs_size(), 5);
-    EXPECT_EQ(message.graph_objs(0).type(), PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE);
-    EXPECT_EQ(message.graph_objs(1).type(), PB::NLG::GRAPH_OBJ::T_MODULE_DEFS);
-    EXPECT_EQ(message.graph_objs(2).type(), PB::NLG::GRAPH_OBJ::T_MODULE_BODIES);
-    EXPECT_EQ(message.graph_objs(3).type(), PB::NLG::GRAPH_OBJ::T_FILENAME_TABLE);
-    EXPECT_EQ(message.graph_objs(4).type(), PB::NLG::GRAPH_OBJ::T_TERMINATOR);
-    const PB::SYMBOL_TABLE& names = message.graph_objs(0).symbol_table();
-    ASSERT_GE(names.names_size(), 3);
-    EXPECT_EQ(names.names(0), "<UNKNOWN>");
-    EXPECT_EQ(names.names(1), "top");
-    EXPECT_EQ(names.names(2), "a");
-    EXPECT_EQ(message.graph_objs(1).module_defs().module_defs(0).name().value(), 1u);
-
-    // Unconnected instance port y of u0: net index -1 as its unsigned pattern.
-    const PB::NLG::INSTANCE& u0 =
-        message.graph_objs(2).module_bodies().module_bodies(0).instances(0);
-    ASSERT_EQ(u0.port_to_nets_size(), 3);
-    EXPECT_EQ(u0.port_to_nets(2).port_index(), 3u);
-    EXPECT_EQ(u0.port_to_nets(2).net_index(), 4294967295u);
-    // File-lines: only the line, and only when non-zero.
-    const PB::NLG::MODULE_DEF& top = message.graph_objs(1).module_defs().module_defs(0);
-    EXPECT_EQ(top.fileline(), 10u);
-    EXPECT_FALSE(message.graph_objs(1).module_defs().module_defs(1).has_fileline());
-    EXPECT_TRUE(message.graph_objs(1).module_defs().module_defs(1).has_unused_nonprimitive());
-    EXPECT_EQ(top.ports(0).fileline(), 5u);
-    EXPECT_FALSE(top.ports(1).has_fileline());
-}
-
-TEST(NlgReadWrite, EmptyGraphFrameSequence) {
-    NLG_GRAPH empty(nullptr, "root", 0);
-    std::string bytes = write_graph(empty);
-    google::protobuf::io::ArrayInputStream array(bytes.data(), static_cast<int>(bytes.size()));
-    std::vector<PB::NLG::GRAPH_OBJ> frames;
-    for (;;) {
+// The file form: one frame per table head, per module definition and per module body; names
+// as indexes of the symbol frame, an unconnected pin as net index -1 in its unsigned pattern,
+// and only the line of a non-zero file-line.
+TEST(NlgReadWrite, FrameSequence) {
+    auto frames_of = [](const std::string& bytes) {
+        google::protobuf::io::ArrayInputStream array(bytes.data(), static_cast<int>(bytes.size()));
+        std::vector<std::string> frames;
         PB::NLG::GRAPH_OBJ object;
-        if (!UTIL::read_message(&array, &object, UTIL::PB_BIN)) break;
-        frames.push_back(object);
-    }
-    ASSERT_EQ(frames.size(), 5u);
-    EXPECT_EQ(frames[0].type(), PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE);
-    ASSERT_TRUE(frames[0].has_symbol_table());
-    ASSERT_EQ(frames[0].symbol_table().names_size(), 1);
-    EXPECT_EQ(frames[0].symbol_table().names(0), "<UNKNOWN>");
-    EXPECT_EQ(frames[1].type(), PB::NLG::GRAPH_OBJ::T_MODULE_DEFS);
-    EXPECT_TRUE(frames[1].has_count());
-    EXPECT_EQ(frames[1].count(), 0u);
-    EXPECT_FALSE(frames[1].has_module_defs());
-    EXPECT_EQ(frames[2].type(), PB::NLG::GRAPH_OBJ::T_MODULE_BODIES);
-    EXPECT_EQ(frames[2].count(), 0u);
-    EXPECT_FALSE(frames[2].has_module_bodies());
-    EXPECT_EQ(frames[3].type(), PB::NLG::GRAPH_OBJ::T_FILENAME_TABLE);
-    EXPECT_TRUE(frames[3].has_filename_table());
-    EXPECT_EQ(frames[4].type(), PB::NLG::GRAPH_OBJ::T_TERMINATOR);
-    EXPECT_TRUE(frames[4].has_terminator());
-
+        while (UTIL::read_message(&array, &object, UTIL::PB_BIN)) {
+            frames.push_back(object.ShortDebugString());
+            object.Clear();
+        }
+        return frames;
+    };
+    NLG_GRAPH empty(nullptr, "root", 0);
+    EXPECT_EQ(
+        frames_of(write_graph(empty)),
+        std::vector<std::string>({"type: T_SYMBOL_TABLE symbol_table { names: \"<UNKNOWN>\" }",
+                                  "type: T_MODULE_DEFS count: 0", "type: T_MODULE_BODIES count: 0",
+                                  "type: T_FILENAME_TABLE filename_table { }",
+                                  "type: T_TERMINATOR terminator { }"}));
     NLG_GRAPH copy(empty.get_symbol_table(), "copy", 0);
-    EXPECT_TRUE(read_graph(&copy, bytes));
+    EXPECT_TRUE(read_graph(&copy, write_graph(empty)));
     EXPECT_EQ(copy.get_num_modules(), 0u);
-}
 
-TEST(NlgReadWrite, OneFramePerModule) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
     std::string bytes = write_graph(*g);
     // Symbol table, defs head, 3 defs, bodies head, 3 bodies, filename table, terminator.
     std::vector<size_t> ends = frame_ends(bytes);
     ASSERT_EQ(ends.size(), 11u);
     EXPECT_EQ(ends.back(), bytes.size());
-    google::protobuf::io::ArrayInputStream array(bytes.data(), static_cast<int>(bytes.size()));
-    PB::NLG::GRAPH_OBJ object;
-    ASSERT_TRUE(UTIL::read_message(&array, &object, UTIL::PB_BIN));
-    object.Clear();
-    ASSERT_TRUE(UTIL::read_message(&array, &object, UTIL::PB_BIN));
-    EXPECT_EQ(object.type(), PB::NLG::GRAPH_OBJ::T_MODULE_DEFS);
-    EXPECT_EQ(object.count(), 3u);
-    PB::NLG::MODULE_DEF def;
-    ASSERT_TRUE(UTIL::read_message(&array, &def, UTIL::PB_BIN));
-    EXPECT_EQ(def.ports_size(), 4);
+
+    PB::NLG::GRAPH message;
+    NLG_PB_WRITE pb_write;
+    pb_write.set_target(&message, g->get_symbol_table());
+    ASSERT_TRUE(NLG_GRAPH_WRITE().write(*g, pb_write));
+    std::string types;
+    for (const PB::NLG::GRAPH_OBJ& object : message.graph_objs())
+        types += PB::NLG::GRAPH_OBJ::TYPE_Name(object.type()) + " ";
+    EXPECT_EQ(types, "T_SYMBOL_TABLE T_MODULE_DEFS T_MODULE_BODIES T_FILENAME_TABLE T_TERMINATOR ");
+    const std::string names = "names: \"<UNKNOWN>\" names: \"top\" names: \"a\" names: \"b\"";
+    EXPECT_EQ(message.graph_objs(0).symbol_table().ShortDebugString().substr(0, names.size()),
+              names);
+    EXPECT_EQ(
+        message.graph_objs(1).module_defs().ShortDebugString(),
+        "module_defs { name { value: 1 } primitive_type: 0 ports { name { value: 2 } direction: "
+        "INPUT fileline: 5 } ports { name { value: 3 } direction: OUTPUT } ports { name { value: "
+        "4 } direction: INOUT } ports { name { value: 5 } direction: INPUT } fileline: 10 "
+        "unused_nonprimitive: false } module_defs { name { value: 6 } primitive_type: 7 ports { "
+        "name { value: 7 } direction: INPUT } ports { name { value: 8 } direction: OUTPUT } "
+        "ports { name { value: 9 } direction: INOUT } ports { name { value: 10 } direction: "
+        "INPUT } unused_nonprimitive: false } module_defs { name { value: 11 } primitive_type: 0 "
+        "ports { name { value: 12 } direction: INPUT } ports { name { value: 13 } direction: "
+        "OUTPUT } unused_nonprimitive: true }");
+    EXPECT_EQ(
+        message.graph_objs(2).module_bodies().module_bodies(0).ShortDebugString(),
+        "module_index: 0 nets { name { value: 14 } ports: 0 fileline: 7 } nets { name { value: "
+        "15 } ports: 1 } nets { name { value: 16 } } nets { name { value: 17 } ports: 2 } "
+        "instances { name { value: 18 } module_index: 1 port_to_nets { port_index: 0 net_index: "
+        "0 } port_to_nets { port_index: 1 net_index: 2 } port_to_nets { port_index: 3 net_index: "
+        "4294967295 } fileline: 12 } instances { name { value: 19 } module_index: 1 port_to_nets "
+        "{ port_index: 0 net_index: 2 } port_to_nets { port_index: 1 net_index: 1 } } instances "
+        "{ name { value: 20 } module_index: 2 port_to_nets { port_index: 0 net_index: 3 } } "
+        "p2p_edges { src_p_index: 0 dst_p_index: 1 } p2p_edges { src_p_index: 0 dst_p_index: 2 } "
+        "p2pr_edges { src_p_index: 0 dst_i_index: 0 dst_p_index: 0 } pr2p_edges { src_i_index: 1 "
+        "src_p_index: 1 dst_p_index: 1 } pr2pr_edges { src_i_index: 0 src_p_index: 1 "
+        "dst_i_index: 1 dst_p_index: 0 }");
 }
 
 TEST(NlgReadWrite, CutStreamsReadFalse) {
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    std::string bytes = write_graph(*g);
-    std::vector<size_t> ends = frame_ends(bytes);
-    // Every frame boundary before the end, and every point inside a frame.
-    for (size_t cut = 0; cut < bytes.size(); ++cut) {
-        NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
-        EXPECT_FALSE(read_graph(&copy, bytes.substr(0, cut))) << "cut at " << cut;
-    }
-    for (size_t end : ends) {
-        if (end == bytes.size()) continue;
-        NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
-        EXPECT_FALSE(read_graph(&copy, bytes.substr(0, end))) << "cut at frame end " << end;
-    }
-    // Text frames too.
-    std::string text = write_graph(*g, UTIL::PB_TXT);
-    for (size_t cut = 0; cut < text.size(); cut += 7) {
-        NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
-        EXPECT_FALSE(read_graph(&copy, text.substr(0, cut), UTIL::PB_TXT)) << "cut at " << cut;
+    // Every frame boundary before the end, and every point inside a frame; text frames too.
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::string bytes = write_graph(*g, format);
+        for (size_t cut = 0; cut < bytes.size(); cut += format == UTIL::PB_BIN ? 1 : 7) {
+            NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
+            EXPECT_FALSE(read_graph(&copy, bytes.substr(0, cut), format)) << "cut at " << cut;
+        }
     }
 }
 
@@ -387,113 +344,56 @@ TEST(NlgReadWrite, EventOrder) {
     EXPECT_EQ(read.m_log, expected);
 }
 
-TEST(NlgReadWrite, PhaseChecks) {
-    NLG_GRAPH g(nullptr, "g", 0);
+// Plays a script of reader events on a fresh reader: "D2" begins 2 module definitions, "d" adds
+// one, "P1"/"p" ports, "B1" bodies, "b0" the body of module 0, "N1" nets, "I0" instances, "E"
+// edges, and ")X" ends the section that "X" began.
+static void play(NLG_GRAPH& g, const std::string& script) {
+    NLG_GRAPH_READ r;
+    r.set_graph(&g);
     SYM name = g.get_symbol_table()->add("m");
     NLG_FILELINE none;
-    auto reader = [&] {
-        auto r = std::make_unique<NLG_GRAPH_READ>();
-        r->set_graph(&g);
-        return r;
+    const std::map<std::string, std::function<void(int32_t)>> events = {
+        {"D", [&](int32_t n) { r.begin_module_defs(n); }},
+        {"d", [&](int32_t) { r.add_module_def(name, 0, &none, false); }},
+        {"P", [&](int32_t n) { r.begin_module_ports(n); }},
+        {"p", [&](int32_t) { r.add_module_port(name, 0, &none); }},
+        {"B", [&](int32_t n) { r.begin_module_bodies(n); }},
+        {"b", [&](int32_t n) { r.begin_module_body(n); }},
+        {"N", [&](int32_t n) { r.begin_nets(n); }},
+        {"I", [&](int32_t n) { r.begin_instances(n); }},
+        {"E", [&](int32_t) { r.begin_edges(); }},
+        {")P", [&](int32_t) { r.end_module_ports(); }},
+        {")D", [&](int32_t) { r.end_module_defs(); }},
+        {")N", [&](int32_t) { r.end_nets(); }},
+        {")I", [&](int32_t) { r.end_instances(); }},
+        {")b", [&](int32_t) { r.end_module_body(); }},
+        {")B", [&](int32_t) { r.end_module_bodies(); }}};
+    std::istringstream in(script);
+    for (std::string step; in >> step;) {
+        const size_t key = step[0] == ')' ? 2 : 1;
+        events.at(step.substr(0, key))(step.size() > key ? std::stoi(step.substr(key)) : 0);
+    }
+}
+
+TEST(NlgReadWrite, PhaseChecks) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"D2 d P1 d", "m_module == NULL"},
+        {"D2 d P0 )P )D", "expected 2 modules but only got 1!"},
+        {"D1 d P2 p )P", "((int) m_module->get_num_ports()) == m_num_ports"},
+        {"D1 d P0 )P )D B2", "((int)m_graph->get_num_modules()) == n_bodies"},
+        {"D0 D0 B0 N0", "m_module"},
+        {"D1 d P0 )P )D B1 b0 N1 )N", "((int)m_module->get_num_nets()) == m_num_nets"},
+        {"D1 d P0 )P )D B1 b0 b0", "m_module == NULL"},
+        {"D1 d P0 )P )D B1 b0 N0 )N I0 )I E )b )B D0 B1 B1", "m_num_modules == 0"},
     };
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(2);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(1);
-            r->add_module_def(name, 0, &none, false);
-        },
-        "m_module == NULL");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(2);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(0);
-            r->end_module_ports();
-            r->end_module_defs();
-        },
-        "expected 2 modules but only got 1!");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(1);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(2);
-            r->add_module_port(name, 0, &none);
-            r->end_module_ports();
-        },
-        "((int) m_module->get_num_ports()) == m_num_ports");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(1);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(0);
-            r->end_module_ports();
-            r->end_module_defs();
-            r->begin_module_bodies(2);
-        },
-        "((int)m_graph->get_num_modules()) == n_bodies");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(0);
-            r->begin_module_defs(0);
-            r->begin_module_bodies(0);
-            r->begin_nets(0);
-        },
-        "m_module");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(1);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(0);
-            r->end_module_ports();
-            r->end_module_defs();
-            r->begin_module_bodies(1);
-            r->begin_module_body(0);
-            r->begin_nets(1);
-            r->end_nets();
-        },
-        "((int)m_module->get_num_nets()) == m_num_nets");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(1);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(0);
-            r->end_module_ports();
-            r->end_module_defs();
-            r->begin_module_bodies(1);
-            r->begin_module_body(0);
-            r->begin_module_body(0);
-        },
-        "m_module == NULL");
-    EXPECT_FATAL(
-        {
-            auto r = reader();
-            r->begin_module_defs(1);
-            r->add_module_def(name, 0, &none, false);
-            r->begin_module_ports(0);
-            r->end_module_ports();
-            r->end_module_defs();
-            r->begin_module_bodies(1);
-            r->begin_module_body(0);
-            r->begin_nets(0);
-            r->end_nets();
-            r->begin_instances(0);
-            r->end_instances();
-            r->begin_edges();
-            r->end_module_body();
-            r->end_module_bodies();
-            r->begin_module_defs(0);
-            r->begin_module_bodies(1);
-            r->begin_module_bodies(1);
-        },
-        "m_num_modules == 0");
+    for (const auto& [script, text] : cases) {
+        NLG_GRAPH g(nullptr, "g", 0);
+        EXPECT_FATAL(play(g, script), text) << script;
+    }
+    // A whole script of one empty module reads.
+    NLG_GRAPH g(nullptr, "g", 0);
+    play(g, "D1 d P0 )P )D B1 b0 N0 )N I0 )I E )b )B");
+    EXPECT_EQ(g.get_num_modules(), 1u);
 }
 
 TEST(NlgReadWrite, SectionsOutOfOrderInAFile) {

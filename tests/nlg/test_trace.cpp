@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "nlg/nlg_graph_trace.h"
-#include "nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 using NLG_TEST::PRIMITIVES;
 using NLG_TEST::TRACE_GRAPH;
@@ -26,108 +26,48 @@ namespace {
 struct MID_GRAPH {
     TRACE_GRAPH t;
     NLG_MODULE *top, *mid, *lb, *tmux, *pmux, *lmux, *ft;
-    NLG_INSTANCE *mid0, *ft0, *b0, *b1, *b2, *b3, *b4, *b5, *b6, *m0, *p0, *p1, *u_inv3;
+    NLG_INSTANCE *mid0, *ft0, *b0, *b1, *b2, *b3, *b4, *b5, *b6, *m0, *p0, *p1;
     NLG_PORT *ti, *to, *lb_i, *lb_o, *t_in, *t_out, *t_in2, *t_out2, *ft_a;
 
     MID_GRAPH() {
-        top = t.module("top");
+        top = t.cell("top", "T_in >T_out T_in2 >T_out2");
         PRIMITIVES prim(t);
-        mid = t.module("mid");
-        lb = t.module("lb");
-        tmux = t.module("tmux");
-        pmux = t.module("pmux");
-        lmux = t.module("lmux");
-        ft = t.module("ft");
-        t_in = t.port(top, "T_in", NLG_IPORT::INPUT);
-        t_out = t.port(top, "T_out", NLG_IPORT::OUTPUT);
-        t_in2 = t.port(top, "T_in2", NLG_IPORT::INPUT);
-        t_out2 = t.port(top, "T_out2", NLG_IPORT::OUTPUT);
-        ti = t.port(mid, "ti", NLG_IPORT::INPUT);
-        to = t.port(mid, "to", NLG_IPORT::OUTPUT);
-        lb_o = t.port(lb, "o", NLG_IPORT::OUTPUT);
-        lb_i = t.port(lb, "i", NLG_IPORT::INPUT);
-        t.port(tmux, "y", NLG_IPORT::OUTPUT);
-        t.port(tmux, "i0", NLG_IPORT::INPUT);
-        t.port(tmux, "i1", NLG_IPORT::INPUT);
-        t.port(tmux, "i2", NLG_IPORT::INPUT);
-        t.port(pmux, "y", NLG_IPORT::OUTPUT);
-        t.port(pmux, "i0", NLG_IPORT::INPUT);
-        t.port(lmux, "y", NLG_IPORT::OUTPUT);
-        t.port(lmux, "i0", NLG_IPORT::INPUT);
-        ft_a = t.port(ft, "a", NLG_IPORT::INPUT);
-        NLG_PORT* ft_y = t.port(ft, "y", NLG_IPORT::OUTPUT);
-
-        // ft
-        NLG_NET* na = t.net(ft, "na", {ft_a});
-        NLG_NET* ny = t.net(ft, "ny", {ft_y});
-        NLG_INSTANCE* fb0 = t.instance(ft, "fb0", prim.buf);
-        t.pin(fb0, "a", na);
-        t.pin(fb0, "y", ny);
-
-        // top
-        NLG_NET* nt_in = t.net(top, "nt_in", {t_in});
-        NLG_NET* nt_out = t.net(top, "nt_out", {t_out});
-        NLG_NET* nt_in2 = t.net(top, "nt_in2", {t_in2});
-        NLG_NET* nt_out2 = t.net(top, "nt_out2", {t_out2});
-        mid0 = t.instance(top, "mid0", mid);
-        t.pin(mid0, "ti", nt_in);
-        t.pin(mid0, "to", nt_out);
-        ft0 = t.instance(top, "ft0", ft);
-        t.pin(ft0, "a", nt_in2);
-        t.pin(ft0, "y", nt_out2);
-
-        // mid
-        NLG_NET* n_ti = t.net(mid, "n_ti", {ti});
-        NLG_NET* n1 = t.net(mid, "n1");
-        NLG_NET* n2 = t.net(mid, "n2");
-        NLG_NET* n3 = t.net(mid, "n3");
-        NLG_NET* n4 = t.net(mid, "n4");
-        NLG_NET* n6 = t.net(mid, "n6");
-        NLG_NET* n7 = t.net(mid, "n7");
-        NLG_NET* n8 = t.net(mid, "n8");
-        NLG_NET* n9 = t.net(mid, "n9");
-        NLG_NET* n_to = t.net(mid, "n_to", {to});
-        NLG_INSTANCE* u_inv = t.instance(mid, "u_inv", prim.inv);
-        NLG_INSTANCE* u_buf = t.instance(mid, "u_buf", prim.buf);
-        NLG_INSTANCE* o0 = t.instance(mid, "o0", prim.odd);
-        NLG_INSTANCE* t0 = t.instance(mid, "t0", prim.tri);
-        m0 = t.instance(mid, "m0", tmux);
-        p0 = t.instance(mid, "p0", pmux);
-        p1 = t.instance(mid, "p1", lmux);
-        NLG_INSTANCE* u_inv2 = t.instance(mid, "u_inv2", prim.inv);
-        u_inv3 = t.instance(mid, "u_inv3", prim.inv);
-        b0 = t.instance(mid, "b0", lb);
-        b1 = t.instance(mid, "b1", lb);
-        b2 = t.instance(mid, "b2", lb);
-        b3 = t.instance(mid, "b3", lb);
-        b4 = t.instance(mid, "b4", lb);
-        b5 = t.instance(mid, "b5", lb);
-        b6 = t.instance(mid, "b6", lb);
-        t.pin(u_inv, "a", n_ti);
-        t.pin(u_inv2, "a", n_ti);
-        t.pin(u_inv, "y", n1);
-        t.pin(u_buf, "a", n1);
-        t.pin(u_buf, "y", n2);
-        t.pin(o0, "a", n2);
-        t.pin(m0, "i2", n2);
-        t.pin(b0, "i", n2);
-        t.pin(t0, "en", n2);
-        t.pin(m0, "i1", n2);
-        t.pin(p0, "i0", n2);
-        t.pin(p1, "i0", n2);
-        t.pin(t0, "y", n3);
-        t.pin(b2, "i", n3);
-        t.pin(m0, "y", n4);
-        t.pin(b1, "i", n4);
-        t.pin(p0, "y", n6);
-        t.pin(b3, "i", n6);
-        t.pin(p1, "y", n7);
-        t.pin(b4, "i", n7);
-        t.pin(u_inv2, "y", n8);
-        t.pin(u_inv3, "a", n8);
-        t.pin(u_inv3, "y", n9);
-        t.pin(b6, "i", n9);
-        t.pin(b5, "o", n_to);
+        mid = t.cell("mid", "ti >to");
+        lb = t.cell("lb", ">o i");
+        tmux = t.cell("tmux", ">y i0 i1 i2");
+        pmux = t.cell("pmux", ">y i0");
+        lmux = t.cell("lmux", ">y i0");
+        ft = t.cell("ft", "a >y");
+        t.instances(ft, "fb0:BUF");
+        t.wire(ft, "na: a fb0.a; ny: y fb0.y");
+        t.instances(top, "mid0:mid ft0:ft");
+        t.wire(top,
+               "nt_in: T_in mid0.ti; nt_out: T_out mid0.to; nt_in2: T_in2 ft0.a;"
+               "nt_out2: T_out2 ft0.y");
+        t.instances(mid,
+                    "u_inv:INV u_buf:BUF o0:ODD t0:TRI m0:tmux p0:pmux p1:lmux u_inv2:INV "
+                    "u_inv3:INV b0:lb b1:lb b2:lb b3:lb b4:lb b5:lb b6:lb");
+        t.wire(mid,
+               "n_ti: ti u_inv.a u_inv2.a; n1: u_inv.y u_buf.a;"
+               "n2: u_buf.y o0.a m0.i2 b0.i t0.en m0.i1 p0.i0 p1.i0; n3: t0.y b2.i; n4: m0.y b1.i;"
+               "n6: p0.y b3.i; n7: p1.y b4.i; n8: u_inv2.y u_inv3.a; n9: u_inv3.y b6.i; n_to: to "
+               "b5.o");
+        mid0 = t.inst(top, "mid0");
+        ft0 = t.inst(top, "ft0");
+        NLG_INSTANCE** blocks[] = {&b0, &b1, &b2, &b3, &b4, &b5, &b6};
+        for (int i = 0; i < 7; ++i) *blocks[i] = t.inst(mid, "b" + std::to_string(i));
+        m0 = t.inst(mid, "m0");
+        p0 = t.inst(mid, "p0");
+        p1 = t.inst(mid, "p1");
+        ti = mid->port(0);
+        to = mid->port(1);
+        lb_o = lb->port(0);
+        lb_i = lb->port(1);
+        t_in = top->port(0);
+        t_out = top->port(1);
+        t_in2 = top->port(2);
+        t_out2 = top->port(3);
+        ft_a = ft->port(0);
 
         t.rec(lb_o).set_re_name(PB::MUX_DESCRIPTION::H);
         t.rec(lb_i).set_re_name(PB::MUX_DESCRIPTION::V);

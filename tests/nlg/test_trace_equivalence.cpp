@@ -20,7 +20,7 @@
 #include <tuple>
 
 #include "nlg/nlg_graph_trace.h"
-#include "nlg_test_trace_graph.h"
+#include "nlg_builders.h"
 
 using NLG_TEST::PRIMITIVES;
 using NLG_TEST::TRACE_GRAPH;
@@ -86,30 +86,25 @@ struct RANDOM_DESIGN {
     };
 
     explicit RANDOM_DESIGN(unsigned seed) : rng(seed) {
-        top = t.module("top");
+        top = t.cell("top", ">x0 >x1 i0 i1 i2");
         prim.reset(new PRIMITIVES(t));
-        tmux = cell("tmux", {"y"}, {"i0", "i1", "i2"});
-        pmuxn = cell("pmuxn", {"y"}, {"i0", "i1"});
-        lmux = cell("lmux", {"y"}, {"i0"});
-        pm = cell("pm", {"y"}, {"i0", "i1"});
-        lb = cell("lb", {"o", "o2"}, {"i", "p", "q", "r"});
-        ft = cell("ft", {"y"}, {"a"});
-        ft2 = cell("ft2", {"y"}, {"a"});
+        tmux = t.cell("tmux", ">y i0 i1 i2");
+        pmuxn = t.cell("pmuxn", ">y i0 i1");
+        lmux = t.cell("lmux", ">y i0");
+        pm = t.cell("pm", ">y i0 i1");
+        lb = t.cell("lb", ">o >o2 i p q r");
+        ft = t.cell("ft", ">y a");
+        ft2 = t.cell("ft2", ">y a");
         for (int i = 0; i < 3; ++i)
-            mids.push_back(cell("mid" + std::to_string(i), {"x0", "x1"}, {"i0", "i1", "i2"}));
+            mids.push_back(t.cell("mid" + std::to_string(i), ">x0 >x1 i0 i1 i2"));
         for (int i = 0; i < 2; ++i)
-            sects.push_back(cell("sect" + std::to_string(i), {"x0", "x1"}, {"i0", "i1", "i2"}));
-        for (const char* name : {"x0", "x1"}) t.port(top, name, NLG_IPORT::OUTPUT);
-        for (const char* name : {"i0", "i1", "i2"}) t.port(top, name, NLG_IPORT::INPUT);
+            sects.push_back(t.cell("sect" + std::to_string(i), ">x0 >x1 i0 i1 i2"));
 
         // Bodies: the per-instance mux is wired as its paths say; the feed-throughs pass a to y.
-        t.net(pmuxn, "n", {pmuxn->port(0), pmuxn->port(1), pmuxn->port(2)});
-        NLG_NET* na = t.net(ft, "na", {ft->port(1)});
-        NLG_NET* ny = t.net(ft, "ny", {ft->port(0)});
-        NLG_INSTANCE* b = t.instance(ft, "fb", prim->buf);
-        t.pin(b, "a", na);
-        t.pin(b, "y", ny);
-        t.net(ft2, "n", {ft2->port(0), ft2->port(1)});
+        t.wire(pmuxn, "n: y i0 i1");
+        t.instances(ft, "fb:BUF");
+        t.wire(ft, "na: a fb.a; ny: y fb.y");
+        t.wire(ft2, "n: y a");
         for (NLG_MODULE* m : mids) fill(m, {});
         for (NLG_MODULE* m : sects) fill(m, mids);
         std::vector<NLG_MODULE*> all = mids;
@@ -118,13 +113,6 @@ struct RANDOM_DESIGN {
         annotate();
     }
 
-    NLG_MODULE* cell(const std::string& name, std::vector<std::string> outs,
-                     std::vector<std::string> ins) {
-        NLG_MODULE* m = t.module(name);
-        for (auto& o : outs) t.port(m, o, NLG_IPORT::OUTPUT);
-        for (auto& i : ins) t.port(m, i, NLG_IPORT::INPUT);
-        return m;
-    }
     int pick(int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); }
     std::string name(const char* prefix) { return prefix + std::to_string(m_names++); }
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "nlg/nlg_api_impl.h"
-#include "nlg_test_graph.h"
+#include "nlg_sample_graphs.h"
 #include "test_scratch.h"
 
 namespace {
