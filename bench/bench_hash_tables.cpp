@@ -1,7 +1,11 @@
 // Each hash table written for this library beside absl::flat_hash_map doing the same job, in
 // one run, on the shapes the library gives them:
-//  - node map forward: ten million sparse increasing node numbers to 64-bit GIDs;
-//  - node map cells: 38,400 grid cells of about 260 GID keys each to 32-bit indexes;
+//  - node map forward: ten million sparse increasing node numbers to 64-bit GIDs (the map of
+//    further drivers, and the whole forward map while aliases are applied);
+//  - node map indexes: the same nodes to 32-bit record numbers, keys read back from the
+//    records;
+//  - small maps: 38,400 grid cells of about 260 GID keys each to 32-bit numbers (the node
+//    map kept one per cell before; reading checks each cell's keys with one);
 //  - edge cache index: 2,000 module maps of 5,000 subnodes, keys read back from the caller's
 //    array (the absl map holds the key itself);
 //  - symbol table: one million names, interned and found.
@@ -107,6 +111,76 @@ BENCHMARK_TEMPLATE(BM_ForwardBuild, HAND_FORWARD)->Unit(benchmark::kMillisecond)
 BENCHMARK_TEMPLATE(BM_ForwardBuild, ABSL_FORWARD)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK_TEMPLATE(BM_ForwardFind, HAND_FORWARD);
 BENCHMARK_TEMPLATE(BM_ForwardFind, ABSL_FORWARD);
+
+// ---------------------------------------------------------------------------------------------
+// Node map indexes: the same ten million nodes, standing in the node map's records; the
+// index keeps record numbers and reads keys back, the absl map keeps key and number.
+
+struct HAND_RECORDS {
+    const std::vector<uint64_t>& m_keys = forward_keys();
+    UTIL::EC_INDEX m_index;
+    void build() {
+        auto key_at = [this](uint32_t p) { return m_keys[p]; };
+        m_index.reset(m_keys.size());
+        for (size_t i = 0; i < m_keys.size(); ++i)
+            m_index.insert(m_keys[i], static_cast<uint32_t>(i), key_at);
+    }
+    uint32_t find(uint64_t k) const {
+        return m_index.find(k, [this](uint32_t p) { return m_keys[p]; });
+    }
+    size_t bytes() const { return m_index.memory_bytes(); }
+};
+
+struct ABSL_RECORDS {
+    const std::vector<uint64_t>& m_keys = forward_keys();
+    absl::flat_hash_map<uint64_t, uint32_t> m_map;
+    void build() {
+        m_map.reserve(m_keys.size());
+        for (size_t i = 0; i < m_keys.size(); ++i)
+            m_map.emplace(m_keys[i], static_cast<uint32_t>(i));
+    }
+    uint32_t find(uint64_t k) const {
+        auto it = m_map.find(k);
+        return it == m_map.end() ? UTIL::EC_INDEX::ABSENT : it->second;
+    }
+    size_t bytes() const { return absl_bytes(m_map); }
+};
+
+template <class TABLE>
+void BM_RecordIndexBuild(benchmark::State& state) {
+    size_t bytes = 0;
+    for (auto _ : state) {
+        auto table = std::make_unique<TABLE>();
+        table->build();
+        bytes = table->bytes();
+        state.PauseTiming();
+        table.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kForward));
+    state.counters["bytes/entry"] = double(bytes) / double(kForward);
+}
+
+template <class TABLE>
+void BM_RecordIndexFind(benchmark::State& state) {
+    const std::vector<uint64_t>& keys = forward_keys();
+    static TABLE* s_table = [] {
+        auto* table = new TABLE();
+        table->build();
+        return table;
+    }();
+    size_t i = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(s_table->find(keys[i]));
+        i = (i + 7919) % keys.size();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+BENCHMARK_TEMPLATE(BM_RecordIndexBuild, HAND_RECORDS)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK_TEMPLATE(BM_RecordIndexBuild, ABSL_RECORDS)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK_TEMPLATE(BM_RecordIndexFind, HAND_RECORDS);
+BENCHMARK_TEMPLATE(BM_RecordIndexFind, ABSL_RECORDS);
 
 // ---------------------------------------------------------------------------------------------
 // Node map cells: per cell, GID key (type and index bits) -> resource index.
