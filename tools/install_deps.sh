@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, only those that are missing.
 set -euo pipefail
-packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev ccache
+packages=(g++ make cmake libprotobuf-dev protobuf-compiler libgtest-dev libgmock-dev libbenchmark-dev libabsl-dev ccache
           yosys nlohmann-json3-dev nextpnr-generic python3 bc)
 # `install_deps.sh fuzz` adds clang 14 and its runtime for the libFuzzer targets only.
 if [ "${1:-}" = "fuzz" ]; then packages=(clang-14 libclang-rt-14-dev); fi

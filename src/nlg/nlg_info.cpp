@@ -26,14 +26,14 @@ void NLG_INFO::print(const NLG_IGRAPH& graph) {
     m_stream << "num nets = " << n_nets << std::endl;
 }
 
-// The name map holds every name once, "<UNKNOWN>" included, which is what the fast table
+// The table holds every name once, "<UNKNOWN>" included, which is what the fast table
 // lists; reading it leaves the table as it is.
 void NLG_INFO::print(const UTIL::SYMBOL_TABLE& table) {
     uint32_t n_names = 0;
     uint32_t n_chars = 0;
     uint32_t max_size = 0;
-    for (const auto& entry : table.get_map()) {
-        const uint32_t size = static_cast<uint32_t>(entry.first.size());
+    for (const std::string& name : table.get_names()) {
+        const uint32_t size = static_cast<uint32_t>(name.size());
         ++n_names;
         n_chars += size;
         max_size = std::max(max_size, size);

@@ -22,29 +22,6 @@
 
 namespace UTIL {
 
-void EC_INDEX::reset(size_t n, size_t position_bound) {
-    // At most three keys in four slots keeps linear probing short.
-    const size_t capacity = std::max<size_t>(n + n / 3 + 1, 4);
-    std::vector<uint32_t>(capacity, EMPTY).swap(m_slots);
-    m_size = 0;
-    m_position_bound = position_bound;
-    // Positions take the low bits, with one value to spare so that no entry is all ones.
-    m_position_bits = 1;
-    while (m_position_bits < 32 && (uint64_t(1) << m_position_bits) - 1 <= position_bound)
-        ++m_position_bits;
-    m_position_mask = (uint64_t(1) << m_position_bits) - 1;
-    m_tag_mask = (uint64_t(1) << (32 - m_position_bits)) - 1;
-}
-
-void EC_INDEX::place(uint64_t key, uint32_t position) {
-    const size_t n = m_slots.size();
-    const uint64_t h = hash(key);
-    size_t s = slot_of(h);
-    while (m_slots[s] != EMPTY) s = (s + 1 == n) ? 0 : s + 1;
-    m_slots[s] = static_cast<uint32_t>((tag_of(h) << m_position_bits) | position);
-    ++m_size;
-}
-
 namespace {
 
 // One fedge during a build, its subnodes numbered in order of first sight.

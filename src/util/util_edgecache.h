@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fab_export.h"
+#include "util/util_hash64.h"
 #include "util/util_protobuf.h"
 
 namespace PB::UTIL {
@@ -63,70 +64,6 @@ struct EC_EDGE {
 };
 
 std::ostream& operator<<(std::ostream& os, const EC_EDGE& edge);
-
-// Hash map from a 64-bit key to a 32-bit position in a caller's array that holds the keys
-// (open addressing, linear probing). A slot holds the position and, in the bits that the
-// positions leave free, a tag of the key's hash, so that a probe rarely reads the caller's
-// array in vain. The map costs about five bytes a key; the key is read back from the array.
-class EC_INDEX {
-  public:
-    static constexpr uint32_t ABSENT = 0xFFFFFFFFu;
-
-    // Empties the map and sizes it for `n` keys with positions below `position_bound`.
-    void reset(size_t n, size_t position_bound);
-    void reset(size_t n) { reset(n, n); }
-    // Position stored under `key`, or ABSENT. `key_at(position)` gives the key of a position.
-    template <class KEY_AT>
-    uint32_t find(uint64_t key, const KEY_AT& key_at) const {
-        const size_t n = m_slots.size();
-        if (n == 0) return ABSENT;
-        const uint64_t h = hash(key);
-        const uint64_t tag = tag_of(h);
-        for (size_t s = slot_of(h);; s = (s + 1 == n) ? 0 : s + 1) {
-            const uint32_t v = m_slots[s];
-            if (v == EMPTY) return ABSENT;
-            const uint32_t position = static_cast<uint32_t>(v & m_position_mask);
-            if ((static_cast<uint64_t>(v) >> m_position_bits) == tag && key_at(position) == key)
-                return position;
-        }
-    }
-    // Stores `position` under `key`, which must not be in the map yet; grows past 3/4 load.
-    template <class KEY_AT>
-    void insert(uint64_t key, uint32_t position, const KEY_AT& key_at) {
-        if ((m_size + 1) * 4 > m_slots.size() * 3 || position >= m_position_bound) {
-            std::vector<uint32_t> old;
-            old.swap(m_slots);
-            const uint64_t old_mask = m_position_mask;
-            const size_t n = 2 * (m_size + 1);
-            reset(n, std::max({m_position_bound, static_cast<size_t>(position) + 1, n}));
-            for (uint32_t v : old) {
-                if (v == EMPTY) continue;
-                const uint32_t p = static_cast<uint32_t>(v & old_mask);
-                place(key_at(p), p);
-            }
-        }
-        place(key, position);
-    }
-    size_t size() const { return m_size; }
-    size_t memory_bytes() const { return m_slots.capacity() * sizeof(uint32_t); }
-
-  private:
-    static constexpr uint32_t EMPTY = 0xFFFFFFFFu;
-    static uint64_t hash(uint64_t key) { return key * 0x9E3779B97F4A7C15ull; }
-    // The slot comes from the high bits of the hash, the tag from middle bits.
-    size_t slot_of(uint64_t h) const {
-        return static_cast<size_t>((static_cast<unsigned __int128>(h) * m_slots.size()) >> 64);
-    }
-    uint64_t tag_of(uint64_t h) const { return (h >> 16) & m_tag_mask; }
-    void place(uint64_t key, uint32_t position);
-
-    std::vector<uint32_t> m_slots;
-    size_t m_size = 0;
-    size_t m_position_bound = 0;
-    uint32_t m_position_bits = 32;
-    uint64_t m_position_mask = 0xFFFFFFFFu;
-    uint64_t m_tag_mask = 0;
-};
 
 struct EC_NODE {
     uint64_t m_subnode = 0;

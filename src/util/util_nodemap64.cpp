@@ -1,16 +1,19 @@
 // The node map in both directions.
-//  1. add_node: node -> GID in the forward map; the GID is decoded to its cell, and its key k
-//     (low 34 bits) -> cnode index in the cell's map; m_cnodes holds (cached, driver).
-//  2. apply_aliases: each node with a driver leaves the forward map, its driver (or every
-//     driver of a multiply driven net) enters it, and the cnode records the driver.
+//  1. add_node: a record (node, node, GID) per resource; the driver index must not know the
+//     node yet, and the GID index keeps the first record of a GID.
+//  2. apply_aliases: on the forward map as a plain map, each node with a driver leaves it, its
+//     driver (or every driver of a multiply driven net) enters it, and the record of the GID
+//     takes the driver; then the records are indexed by driver again.
 //  3. File: the dimensions, then per cell (x, y, z; z fastest) its keys ascending with the
 //     cached node and, when it differs, the driver. GIDs are rebuilt from cell and key.
-//  4. Reading restores m_cnodes in file order and keys each GID by its stored driver.
+//  4. Reading restores the records in file order and keys each GID by its stored driver; the
+//     indexes are made once at the end, at their final size.
 #include "util/util_nodemap64.h"
 
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "nodemap.pb.h"
 #include "util/util_assert.h"
@@ -24,10 +27,9 @@ static constexpr uint64_t NOT_FOUND = static_cast<uint64_t>(-1);
 static constexpr uint32_t UNSET = static_cast<uint32_t>(-1);
 
 size_t NODEMAP64::cell_index(uint32_t x, uint32_t y, uint32_t z) const {
-    if (x >= m_nx || y >= m_ny || z >= m_nz) throw_vector_subscript();
-    size_t index = (static_cast<size_t>(x) * m_ny + y) * m_nz + z;
-    if (index >= m_xyz_to_cnode_index.size()) throw_vector_subscript();
-    return index;
+    // Before set_dimensions there is no cell at all.
+    if (m_nx == UNSET || x >= m_nx || y >= m_ny || z >= m_nz) throw_vector_subscript();
+    return (static_cast<size_t>(x) * m_ny + y) * m_nz + z;
 }
 
 size_t NODEMAP64::cell_index_of(uint64_t gid) const {
@@ -43,7 +45,6 @@ void NODEMAP64::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
     m_nx = nx;
     m_ny = ny;
     m_nz = nz;
-    m_xyz_to_cnode_index.assign(static_cast<size_t>(nx) * ny * nz, KEY_TO_CNODE_INDEX());
 }
 
 void NODEMAP64::set_gid_builder(IGID_BUILDER* builder) {
@@ -58,42 +59,71 @@ void NODEMAP64::set_hierarchy(const IHIERARCHY* hierarchy) {
 
 void NODEMAP64::add_node(uint64_t gid, uint64_t node) {
     UTIL_ASSERT(m_gid_converter != NULL);
-    auto p = m_node_to_gid.emplace(node, gid);
-    UTIL_ASSERT(p.second);
-    size_t cell = cell_index_of(gid);
-    uint32_t cnode_index = static_cast<uint32_t>(m_cnodes.size());
-    m_cnodes.emplace_back(node, node);
-    // A key already in the cell keeps its resource; the new cnode stays out of reach.
-    m_xyz_to_cnode_index[cell].emplace(m_gid_converter->get_k(gid), cnode_index);
+    const bool is_new = find_driver(node) == EC_INDEX::ABSENT && !m_other_drivers.find(node);
+    UTIL_ASSERT_MSG(is_new, "p.second");
+    cell_index_of(gid);
+    const uint32_t record = static_cast<uint32_t>(m_cnodes.size());
+    m_cnodes.push_back(CNODE{node, node, gid});
+    m_by_driver.insert(node, record, [this](uint32_t p) { return m_cnodes[p].m_driver; });
+    // A GID already known keeps its record; the new record stays out of reach from the GID.
+    if (find_gid(gid) == EC_INDEX::ABSENT) {
+        m_by_gid.insert(gid, record, [this](uint32_t p) { return m_cnodes[p].m_gid; });
+    }
+}
+
+NODEMAP64::NODE_TO_GID NODEMAP64::forward_map() const {
+    NODE_TO_GID forward;
+    forward.reserve(get_n_forward());
+    m_by_driver.for_each_position(
+        [&](uint32_t p) { forward.emplace(m_cnodes[p].m_driver, m_cnodes[p].m_gid); });
+    m_other_drivers.for_each([&](uint64_t node, uint64_t gid) { forward.emplace(node, gid); });
+    return forward;
+}
+
+void NODEMAP64::index_drivers(NODE_TO_GID forward) {
+    // A record answers for its driver when the forward map gives the driver the record's GID;
+    // the first such record of a driver is indexed, and the entry leaves the plain map.
+    m_by_driver.reset(m_cnodes.size());
+    for (uint32_t p = 0; p < m_cnodes.size(); ++p) {
+        const CNODE& cnode = m_cnodes[p];
+        const uint64_t* gid = forward.find(cnode.m_driver);
+        if (gid == nullptr || *gid != cnode.m_gid) continue;
+        m_by_driver.insert(cnode.m_driver, p, [this](uint32_t q) { return m_cnodes[q].m_driver; });
+        forward.erase(cnode.m_driver);
+    }
+    m_other_drivers = NODE_TO_GID();
+    m_other_drivers.reserve(forward.size());
+    forward.for_each([&](uint64_t node, uint64_t gid) { m_other_drivers.emplace(node, gid); });
 }
 
 void NODEMAP64::apply_aliases(const IALIASES& aliases) {
     UTIL_ASSERT(m_gid_converter != NULL);
+    NODE_TO_GID forward = forward_map();
     std::vector<uint64_t> keys;
-    keys.reserve(m_node_to_gid.size());
-    m_node_to_gid.for_each([&](uint64_t node, uint64_t) { keys.push_back(node); });
+    keys.reserve(forward.size());
+    forward.for_each([&](uint64_t node, uint64_t) { keys.push_back(node); });
     for (uint64_t cached : keys) {
-        uint64_t gid = *m_node_to_gid.find(cached);
+        uint64_t gid = *forward.find(cached);
         uint64_t driver = aliases.get_driver(cached);
         if (driver == NOT_FOUND) continue;
-        m_node_to_gid.erase(cached);
+        forward.erase(cached);
         if (aliases.is_multi_driver(cached)) {
-            for (uint64_t node : aliases.get_drivers(cached)) m_node_to_gid.emplace(node, gid);
+            for (uint64_t node : aliases.get_drivers(cached)) forward.emplace(node, gid);
         } else {
-            m_node_to_gid.emplace(driver, gid);
+            forward.emplace(driver, gid);
         }
-        const KEY_TO_CNODE_INDEX& key_to_cnode_index = m_xyz_to_cnode_index[cell_index_of(gid)];
-        const uint32_t* gid_it = key_to_cnode_index.find(m_gid_converter->get_k(gid));
-        UTIL_ASSERT_MSG(gid_it != nullptr, "gid_it != key_to_cnode_index.end()");
-        m_cnodes[*gid_it].second = driver;
+        cell_index_of(gid);
+        const uint32_t record = find_gid(gid);
+        UTIL_ASSERT_MSG(record != EC_INDEX::ABSENT, "gid_it != key_to_cnode_index.end()");
+        m_cnodes[record].m_driver = driver;
     }
+    std::vector<uint64_t>().swap(keys);
+    index_drivers(std::move(forward));
 }
 
 size_t NODEMAP64::heap_bytes() const {
-    size_t bytes = m_cnodes.capacity() * sizeof(CNODE) + m_node_to_gid.heap_bytes() +
-                   m_xyz_to_cnode_index.capacity() * sizeof(KEY_TO_CNODE_INDEX);
-    for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) bytes += cell.heap_bytes();
-    return bytes;
+    return m_cnodes.capacity() * sizeof(CNODE) + m_by_driver.memory_bytes() +
+           m_other_drivers.heap_bytes() + m_by_gid.memory_bytes();
 }
 
 void NODEMAP64::seal() {
@@ -105,19 +135,22 @@ void NODEMAP64::seal() {
 
 uint64_t NODEMAP64::get_gid(uint64_t node) const {
     UTIL_ASSERT(m_seal);
-    const uint64_t* gid = m_node_to_gid.find(node);
+    const uint32_t record = find_driver(node);
+    if (record != EC_INDEX::ABSENT) return m_cnodes[record].m_gid;
+    const uint64_t* gid = m_other_drivers.find(node);
     return gid == nullptr ? NOT_FOUND : *gid;
 }
 
 bool NODEMAP64::get_nodes(uint64_t& cached, uint64_t& driver, uint64_t gid) const {
     UTIL_ASSERT(m_seal);
     UTIL_ASSERT(m_gid_converter != NULL);
-    const KEY_TO_CNODE_INDEX& key_to_cnode_index = m_xyz_to_cnode_index[cell_index_of(gid)];
-    const uint32_t* cnode_index = key_to_cnode_index.find(m_gid_converter->get_k(gid));
-    if (cnode_index == nullptr) return false;
-    const CNODE& cnode = m_cnodes[*cnode_index];
-    cached = cnode.first;
-    driver = cnode.second;
+    // The GID must decode and lie in the grid; it then names one cell and key.
+    cell_index_of(gid);
+    const uint32_t record = find_gid(gid);
+    if (record == EC_INDEX::ABSENT) return false;
+    const CNODE& cnode = m_cnodes[record];
+    cached = cnode.m_cached;
+    driver = cnode.m_driver;
     return true;
 }
 
@@ -125,6 +158,39 @@ uint64_t NODEMAP64::get_driver_node(uint64_t gid) const {
     uint64_t cached;
     uint64_t driver;
     return get_nodes(cached, driver, gid) ? driver : NOT_FOUND;
+}
+
+std::vector<NODEMAP64::CELL_KEY> NODEMAP64::cell_keys() const {
+    // Records in order, those the GID index reaches, counted into their cells; then each
+    // cell's stretch sorted by key.
+    if (m_nx == UNSET) return {};
+    const size_t n = m_cnodes.size();
+    std::vector<bool> reachable(n, false);
+    m_by_gid.for_each_position([&](uint32_t p) { reachable[p] = true; });
+    const size_t cells = static_cast<size_t>(m_nx) * m_ny * m_nz;
+    std::vector<uint32_t> start(cells + 1, 0);
+    std::vector<uint32_t> cell_of(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+        if (!reachable[p]) continue;
+        cell_of[p] = static_cast<uint32_t>(cell_index_of(m_cnodes[p].m_gid));
+        ++start[cell_of[p] + 1];
+    }
+    for (size_t c = 0; c < cells; ++c) start[c + 1] += start[c];
+    std::vector<CELL_KEY> keys(start[cells]);
+    for (size_t p = 0; p < n; ++p) {
+        if (!reachable[p]) continue;
+        CELL_KEY& key = keys[start[cell_of[p]]++];
+        key.m_cell = cell_of[p];
+        key.m_record = static_cast<uint32_t>(p);
+        key.m_key = m_gid_converter->get_k(m_cnodes[p].m_gid);
+    }
+    auto by_key = [](const CELL_KEY& a, const CELL_KEY& b) { return a.m_key < b.m_key; };
+    for (size_t b = 0, e; b < keys.size(); b = e) {
+        for (e = b + 1; e < keys.size() && keys[e].m_cell == keys[b].m_cell;) ++e;
+        std::sort(keys.begin() + static_cast<std::ptrdiff_t>(b),
+                  keys.begin() + static_cast<std::ptrdiff_t>(e), by_key);
+    }
+    return keys;
 }
 
 bool NODEMAP64::write(std::ostream& output, uint32_t format) {
@@ -137,20 +203,19 @@ bool NODEMAP64::write(std::ostream& output, uint32_t format) {
     head.set_ny(m_ny);
     head.set_nz(m_nz);
     bool ok = write_message(head, &zero_copy, format);
-    // One message and one sort buffer serve all cells; Clear keeps their allocations.
+    const std::vector<CELL_KEY> keys = cell_keys();
+    // One message serves all cells; Clear keeps its allocations.
     PB::UTIL::KEY_NODES64 key_nodes;
-    std::vector<std::pair<uint64_t, uint32_t>> sorted;
-    for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) {
-        sorted.clear();
-        cell.for_each([&](uint64_t key, uint32_t index) { sorted.emplace_back(key, index); });
-        std::sort(sorted.begin(), sorted.end());
+    const size_t cells = static_cast<size_t>(m_nx) * m_ny * m_nz;
+    size_t k = 0;
+    for (size_t cell = 0; cell < cells; ++cell) {
         key_nodes.Clear();
-        for (const auto& entry : sorted) {
-            const CNODE& cnode = m_cnodes[entry.second];
+        for (; k < keys.size() && keys[k].m_cell == cell; ++k) {
+            const CNODE& cnode = m_cnodes[keys[k].m_record];
             PB::UTIL::KEY_NODE64* key_node = key_nodes.add_key_nodes();
-            key_node->set_key(entry.first);
-            key_node->set_cached_node(cnode.first);
-            if (cnode.second != cnode.first) key_node->set_driver_node(cnode.second);
+            key_node->set_key(keys[k].m_key);
+            key_node->set_cached_node(cnode.m_cached);
+            if (cnode.m_driver != cnode.m_cached) key_node->set_driver_node(cnode.m_driver);
         }
         ok = write_message(key_nodes, &zero_copy, format) && ok;
     }
@@ -175,6 +240,8 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
     if (!head_ok || cells > GID64_BITS::XYZ_MASK) UTIL_FAIL("Error reading pb_nodemap");
     set_dimensions(head.nx(), head.ny(), head.nz());
     PB::UTIL::KEY_NODES64 key_nodes;
+    // The keys of the cell being read: each must be new in its cell.
+    HASH64_MAP<uint32_t> seen;
     for (uint32_t x = 0; x < m_nx; ++x) {
         for (uint32_t y = 0; y < m_ny; ++y) {
             for (uint32_t z = 0; z < m_nz; ++z) {
@@ -182,21 +249,30 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
                 if (!read_message(input, &key_nodes, format)) {
                     UTIL_FAIL("Error reading pb_key_nodes");
                 }
-                KEY_TO_CNODE_INDEX& cell = m_xyz_to_cnode_index[cell_index(x, y, z)];
-                cell.rehash(
-                    static_cast<size_t>(key_nodes.key_nodes_size() / cell.max_load_factor() + 0.5));
+                seen = HASH64_MAP<uint32_t>();
+                seen.reserve(static_cast<size_t>(key_nodes.key_nodes_size()));
                 for (const PB::UTIL::KEY_NODE64& key_node : key_nodes.key_nodes()) {
                     uint64_t cached = key_node.cached_node();
                     uint64_t driver = key_node.has_driver_node() ? key_node.driver_node() : cached;
-                    uint32_t cnode_index = static_cast<uint32_t>(m_cnodes.size());
-                    m_cnodes.emplace_back(cached, driver);
-                    auto p = cell.emplace(key_node.key(), cnode_index);
+                    auto p = seen.emplace(key_node.key(), 0);
                     UTIL_ASSERT(p.second);
                     uint64_t gid = m_gid_converter->make_gid_from_k(x, y, z, key_node.key());
-                    m_node_to_gid.emplace(driver, gid);
+                    m_cnodes.push_back(CNODE{cached, driver, gid});
                 }
             }
         }
+    }
+    // Both indexes at their final size. GIDs differ, since cells and keys in a cell do; of
+    // several records on one driver the first answers.
+    const size_t n = m_cnodes.size();
+    m_by_gid.reset(n);
+    m_by_driver.reset(n);
+    auto gid_at = [this](uint32_t p) { return m_cnodes[p].m_gid; };
+    auto driver_at = [this](uint32_t p) { return m_cnodes[p].m_driver; };
+    for (uint32_t p = 0; p < n; ++p) {
+        m_by_gid.insert(m_cnodes[p].m_gid, p, gid_at);
+        if (m_by_driver.find(m_cnodes[p].m_driver, driver_at) == EC_INDEX::ABSENT)
+            m_by_driver.insert(m_cnodes[p].m_driver, p, driver_at);
     }
     seal();
     return true;
@@ -241,10 +317,10 @@ void NODEMAP64::print(std::ostream& os) const {
         return;
     }
     NODE_PRINTER printer(m_hierarchy);
-    os << "m_node_to_gid = (" << m_node_to_gid.size() << ")";
+    os << "m_node_to_gid = (" << get_n_forward() << ")";
     if (detail >= 2) {
         std::vector<std::pair<uint64_t, uint64_t>> nodes;
-        m_node_to_gid.for_each([&](uint64_t node, uint64_t gid) { nodes.emplace_back(node, gid); });
+        forward_map().for_each([&](uint64_t node, uint64_t gid) { nodes.emplace_back(node, gid); });
         std::sort(nodes.begin(), nodes.end());
         std::unordered_map<uint64_t, uint32_t> nodes_per_gid;
         for (const auto& entry : nodes) ++nodes_per_gid[entry.second];
@@ -266,19 +342,13 @@ void NODEMAP64::print(std::ostream& os) const {
     os << std::endl << "m_xyz_to_cnode_index = ";
     if (detail >= 2) {
         os << "{" << std::endl << indent;
-        std::vector<std::pair<uint64_t, uint32_t>> keys;
-        for (const KEY_TO_CNODE_INDEX& cell : m_xyz_to_cnode_index) {
-            keys.clear();
-            cell.for_each([&](uint64_t key, uint32_t index) { keys.emplace_back(key, index); });
-            std::sort(keys.begin(), keys.end());
-            for (const auto& key : keys) {
-                const CNODE& cnode = m_cnodes[key.second];
-                os << key.first << "->[cached = ";
-                printer.print(os, cnode.first);
-                os << "],[driver = ";
-                printer.print(os, cnode.second);
-                os << "]" << std::endl;
-            }
+        for (const CELL_KEY& key : cell_keys()) {
+            const CNODE& cnode = m_cnodes[key.m_record];
+            os << key.m_key << "->[cached = ";
+            printer.print(os, cnode.m_cached);
+            os << "],[driver = ";
+            printer.print(os, cnode.m_driver);
+            os << "]" << std::endl;
         }
         os << outdent << "}";
     }

@@ -1,5 +1,7 @@
-// The node map: hierarchy node to GID and back. Forward, a hash map from node to GID; reverse,
-// per grid cell a hash map from the GID's 34-bit key to the resource's (cached, driver) nodes.
+// The node map: hierarchy node to GID and back. One record per resource holds its cached node,
+// its driver node and its GID; two indexes of 32-bit record numbers find a record by driver
+// node (forward) and by GID (reverse), reading the key back from the record. The few forward
+// keys that no record carries (further drivers of a net) sit in a small map of their own.
 // It does not make GIDs (util/util_gid) nor resolve aliases (util/util_aliases).
 #pragma once
 
@@ -45,9 +47,13 @@ class INODEMAP_BUILDER : public INODEMAP, public ISERIALIZABLE {
 
 class NODEMAP64 : public INODEMAP_BUILDER {
   public:
-    // One resource: the node its GID was made under, and the node that finally drives it.
-    using CNODE = std::pair<uint64_t, uint64_t>;
-    using KEY_TO_CNODE_INDEX = HASH64_MAP<uint32_t>;
+    // One resource: the node its GID was made under, the node that finally drives it, and
+    // its GID.
+    struct CNODE {
+        uint64_t m_cached;
+        uint64_t m_driver;
+        uint64_t m_gid;
+    };
     using NODE_TO_GID = HASH64_MAP<uint64_t>;
 
     const IHIERARCHY* get_hierarchy() const override { return m_hierarchy; }
@@ -76,7 +82,7 @@ class NODEMAP64 : public INODEMAP_BUILDER {
 
     bool is_sealed() const { return m_seal; }
     size_t get_n_cnodes() const { return m_cnodes.size(); }
-    size_t get_n_forward() const { return m_node_to_gid.size(); }
+    size_t get_n_forward() const { return m_by_driver.size() + m_other_drivers.size(); }
     // Bytes of the tables, for sizing.
     size_t heap_bytes() const;
 
@@ -87,6 +93,26 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     size_t cell_index(uint32_t x, uint32_t y, uint32_t z) const;
     // Decodes a GID with the converter and gives the position of its cell.
     size_t cell_index_of(uint64_t gid) const;
+    // Record of a GID, or EC_INDEX::ABSENT.
+    uint32_t find_gid(uint64_t gid) const {
+        return m_by_gid.find(gid, [this](uint32_t p) { return m_cnodes[p].m_gid; });
+    }
+    // Record whose driver is `node` and that answers for it, or EC_INDEX::ABSENT.
+    uint32_t find_driver(uint64_t node) const {
+        return m_by_driver.find(node, [this](uint32_t p) { return m_cnodes[p].m_driver; });
+    }
+    // Every forward entry, node to GID.
+    NODE_TO_GID forward_map() const;
+    // Indexes the records by driver: each forward entry that a record carries goes in the
+    // index, the others in m_other_drivers.
+    void index_drivers(NODE_TO_GID forward);
+    // The records the GID index reaches, as (cell, key, record), sorted.
+    struct CELL_KEY {
+        uint32_t m_cell;
+        uint32_t m_record;
+        uint64_t m_key;
+    };
+    std::vector<CELL_KEY> cell_keys() const;
     void print(std::ostream& os) const;
 
     const IHIERARCHY* m_hierarchy = nullptr;
@@ -96,9 +122,12 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     uint32_t m_ny = static_cast<uint32_t>(-1);
     uint32_t m_nz = static_cast<uint32_t>(-1);
     std::vector<CNODE> m_cnodes;
-    NODE_TO_GID m_node_to_gid;
-    // Cells in x, y, z order (z fastest), one flat vector so a lookup is one index.
-    std::vector<KEY_TO_CNODE_INDEX> m_xyz_to_cnode_index;
+    // Forward: node -> record whose driver it is; a record is here only when the node's GID is
+    // the record's. Nodes with a GID but no such record: m_other_drivers.
+    EC_INDEX m_by_driver;
+    NODE_TO_GID m_other_drivers;
+    // Reverse: GID -> its first record. A GID names its cell, so one index serves all cells.
+    EC_INDEX m_by_gid;
     bool m_seal = false;
 };
 

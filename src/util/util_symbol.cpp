@@ -1,6 +1,8 @@
 // Interning of names into SYMBOL_TABLEs, the process-wide registry, and name lookups of SYM.
 #include "util/util_symbol.h"
 
+#include <absl/hash/hash.h>
+
 #include "util/util_assert.h"
 
 namespace NS_SYMBOL {
@@ -31,8 +33,56 @@ namespace UTIL {
 
 static const char* const UNKNOWN_NAME = "<UNKNOWN>";
 
+uint32_t NAME_INDEX::hash(std::string_view name) {
+    const uint64_t h = absl::Hash<std::string_view>()(name);
+    return static_cast<uint32_t>(h ^ (h >> 32));
+}
+
+void NAME_INDEX::insert(std::string_view stored, uint32_t h, uint32_t id) {
+    // At most three names in four slots.
+    if ((m_size + 1) * 4 > m_slots.size() * 3) grow();
+    size_t i = home(h);
+    while (m_slots[i].m_id != ABSENT) i = (i + 1) & m_mask;
+    SLOT& slot = m_slots[i];
+    slot.set(stored);
+    slot.m_hash = h;
+    slot.m_id = id;
+    ++m_size;
+}
+
+void NAME_INDEX::SLOT::set(std::string_view name) {
+    if (name.size() <= SHORT) {
+        m_length = static_cast<uint8_t>(name.size());
+        std::char_traits<char>::copy(m_chars, name.data(), name.size());
+        return;
+    }
+    // Names are far below 4 GB: a frame of the files they come from is smaller.
+    m_length = LONG;
+    const uint32_t length = static_cast<uint32_t>(name.size());
+    const char* data = name.data();
+    std::char_traits<char>::copy(m_chars, reinterpret_cast<const char*>(&length), sizeof(length));
+    std::char_traits<char>::copy(m_chars + sizeof(length), reinterpret_cast<const char*>(&data),
+                                 sizeof(data));
+}
+
+void NAME_INDEX::grow() {
+    std::vector<SLOT> old;
+    old.swap(m_slots);
+    const size_t slots = old.empty() ? 16 : 2 * old.size();
+    m_slots.assign(slots, SLOT());
+    m_mask = slots - 1;
+    m_shift = 64;
+    for (size_t s = slots; s > 1; s /= 2) --m_shift;
+    for (const SLOT& slot : old) {
+        if (slot.m_id == ABSENT) continue;
+        size_t i = home(slot.m_hash);
+        while (m_slots[i].m_id != ABSENT) i = (i + 1) & m_mask;
+        m_slots[i] = slot;
+    }
+}
+
 SYMBOL_TABLE::SYMBOL_TABLE(uint32_t table_id) : m_unknown(table_id << 24), m_table_id(table_id) {
-    m_map.emplace(UNKNOWN_NAME, 0);
+    add(UNKNOWN_NAME);
 }
 
 SYMBOL_TABLE::~SYMBOL_TABLE() {
@@ -42,27 +92,29 @@ SYMBOL_TABLE::~SYMBOL_TABLE() {
 }
 
 SYM SYMBOL_TABLE::add(const std::string& name) {
-    auto inserted = m_map.try_emplace(name, static_cast<uint32_t>(m_map.size()));
-    if (inserted.second && !m_names_fast.empty()) m_names_fast.push_back(&inserted.first->first);
-    return SYM((m_table_id << 24) | (inserted.first->second & 0xFFFFFFu));
+    const uint32_t h = NAME_INDEX::hash(name);
+    uint32_t id = m_index.find(name, h);
+    if (id != NAME_INDEX::ABSENT) return make_symbol(id);
+    id = static_cast<uint32_t>(m_names.size());
+    const std::string& stored = m_names.emplace_back(name);
+    m_index.insert(stored, h, id);
+    if (!m_names_fast.empty()) m_names_fast.push_back(&stored);
+    return make_symbol(id);
 }
 
 SYM SYMBOL_TABLE::find(const std::string& name) const {
-    auto it = m_map.find(name);
-    if (it == m_map.end()) return m_unknown;
-    return SYM((m_table_id << 24) | (it->second & 0xFFFFFFu));
+    const uint32_t id = m_index.find(name, NAME_INDEX::hash(name));
+    return id == NAME_INDEX::ABSENT ? m_unknown : make_symbol(id);
 }
 
 SYM SYMBOL_TABLE::symbol_at(uint32_t index) const {
-    UTIL_ASSERT(index < m_map.size());
-    return SYM((m_table_id << 24) | (index & 0xFFFFFFu));
+    UTIL_ASSERT_MSG(index < m_names.size(), "index < m_map.size()");
+    return make_symbol(index);
 }
 
 const std::string& SYMBOL_TABLE::name_of(SYM symbol) const {
     UTIL_ASSERT((symbol.get_name_id() == 0) || (symbol.get_table_id() == m_table_id));
-    for (const auto& entry : m_map) {
-        if (entry.second == symbol.get_name_id()) return entry.first;
-    }
+    if (symbol.get_name_id() < m_names.size()) return m_names[symbol.get_name_id()];
     UTIL_FAIL("Unknown symbol: name_id = %u table_id = %u", symbol.get_name_id(),
               symbol.get_table_id());
 }
@@ -86,9 +138,9 @@ const std::string* SYMBOL_TABLE::name_at_fast(uint32_t name_id) const {
 }
 
 const std::vector<const std::string*>& SYMBOL_TABLE::init_name_fast() {
-    if (m_names_fast.size() == m_map.size()) return m_names_fast;
-    m_names_fast.assign(m_map.size(), nullptr);
-    for (const auto& entry : m_map) at(m_names_fast, entry.second) = &entry.first;
+    if (m_names_fast.size() == m_names.size()) return m_names_fast;
+    m_names_fast.resize(m_names.size());
+    for (size_t id = 0; id < m_names.size(); ++id) m_names_fast[id] = &m_names[id];
     return m_names_fast;
 }
 

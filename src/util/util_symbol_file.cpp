@@ -131,8 +131,9 @@ void SYMBOL_TABLE::convert_message_to_internal(const PB::SYMBOL_TABLE& names, Me
 
 void SYMBOL_TABLE::convert_message_to_external(const SYMBOL_TABLE* internal,
                                                PB::SYMBOL_TABLE* names, Message* message) {
-    std::vector<const std::string*> by_id(internal->size(), nullptr);
-    for (const auto& entry : internal->get_map()) at(by_id, entry.second) = &entry.first;
+    std::vector<const std::string*> by_id;
+    by_id.reserve(internal->size());
+    for (const std::string& name : internal->get_names()) by_id.push_back(&name);
     WALK_TABLE_TO_EXTERNAL(std::move(by_id), internal->get_table_id(), this).walk(message);
     write_names(names);
 }
@@ -266,8 +267,9 @@ std::ostream& operator<<(std::ostream& os, const SYM_TABLE& abstract_table) {
     os << "m_table_id = " << table.get_table_id() << std::endl;
     os << "m_unknown = " << table.get_unknown() << std::endl;
     os << "m_map = {" << std::endl << UTIL::indent;
-    for (const auto& entry : table.get_map()) {
-        os << "[" << entry.first << "] = " << entry.second << std::endl;
+    const std::deque<std::string>& names = table.get_names();
+    for (size_t id = 0; id < names.size(); ++id) {
+        os << "[" << names[id] << "] = " << id << std::endl;
     }
     os << UTIL::outdent << "}" << std::endl;
     os << UTIL::outdent << "}";
