@@ -36,13 +36,17 @@ size_t NODEMAP64::cell_index_of(uint64_t gid) const {
     return cell_index(converter->get_x(), converter->get_y(), converter->get_z());
 }
 
-void NODEMAP64::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
+void NODEMAP64::set_grid(uint32_t nx, uint32_t ny, uint32_t nz) {
     UTIL_ASSERT_MSG(m_nx == UNSET, "m_nx == (uint32_t) -1");
     UTIL_ASSERT_MSG(m_ny == UNSET, "m_ny == (uint32_t) -1");
     UTIL_ASSERT_MSG(m_nz == UNSET, "m_nz == (uint32_t) -1");
     m_nx = nx;
     m_ny = ny;
     m_nz = nz;
+}
+
+void NODEMAP64::set_dimensions(uint32_t nx, uint32_t ny, uint32_t nz) {
+    set_grid(nx, ny, nz);
     m_xyz_to_cnode_index.assign(static_cast<size_t>(nx) * ny * nz, KEY_TO_CNODE_INDEX());
 }
 
@@ -173,7 +177,11 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
     // it is a damaged head, and building its cells would exhaust memory first.
     uint64_t cells = static_cast<uint64_t>(head.nx()) * head.ny() * head.nz();
     if (!head_ok || cells > GID64_BITS::XYZ_MASK) UTIL_FAIL("Error reading pb_nodemap");
-    set_dimensions(head.nx(), head.ny(), head.nz());
+    // A cell's map is made when its message has been read, not all of them up front: a damaged
+    // head may claim a billion cells, and only a file that holds a message for each of them
+    // makes them all.
+    set_grid(head.nx(), head.ny(), head.nz());
+    m_xyz_to_cnode_index.clear();
     PB::UTIL::KEY_NODES64 key_nodes;
     for (uint32_t x = 0; x < m_nx; ++x) {
         for (uint32_t y = 0; y < m_ny; ++y) {
@@ -182,6 +190,7 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
                 if (!read_message(input, &key_nodes, format)) {
                     UTIL_FAIL("Error reading pb_key_nodes");
                 }
+                m_xyz_to_cnode_index.emplace_back();
                 KEY_TO_CNODE_INDEX& cell = m_xyz_to_cnode_index[cell_index(x, y, z)];
                 cell.rehash(
                     static_cast<size_t>(key_nodes.key_nodes_size() / cell.max_load_factor() + 0.5));

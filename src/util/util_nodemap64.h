@@ -83,6 +83,8 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     friend std::ostream& operator<<(std::ostream& os, const INODEMAP& nodemap);
 
   private:
+    // Takes the dimensions; all three must be unset. The cells are made by the caller.
+    void set_grid(uint32_t nx, uint32_t ny, uint32_t nz);
     // Position of a cell; coordinates out of the grid throw the vector subscript error.
     size_t cell_index(uint32_t x, uint32_t y, uint32_t z) const;
     // Decodes a GID with the converter and gives the position of its cell.
