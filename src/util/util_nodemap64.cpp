@@ -183,6 +183,11 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
     set_grid(head.nx(), head.ny(), head.nz());
     m_xyz_to_cnode_index.clear();
     PB::UTIL::KEY_NODES64 key_nodes;
+    // A grid with a zero dimension has no cells; the loops over the other two would only spin.
+    if (cells == 0) {
+        seal();
+        return true;
+    }
     for (uint32_t x = 0; x < m_nx; ++x) {
         for (uint32_t y = 0; y < m_ny; ++y) {
             for (uint32_t z = 0; z < m_nz; ++z) {

@@ -415,6 +415,23 @@ TEST(NodeMap, HugeGridInHeadIsNotBuiltBeforeItsCellsAreRead) {
         testing::ExitedWithCode(255), "Error reading pb_key_nodes");
 }
 
+// A grid with no cells, because one dimension is 0, reads as an empty table at once, however
+// large the other two dimensions are.
+TEST(NodeMap, ZeroDimensionDoesNotSpinOverTheOtherTwo) {
+    GIDS gids(2, 1, 1);
+    for (int zero = 0; zero < 3; ++zero) {
+        std::ostringstream out;
+        PB::UTIL::NODEMAP64 head;
+        head.set_nx(zero == 0 ? 0 : 0xffffffffu);
+        head.set_ny(zero == 1 ? 0 : 0xffffffffu);
+        head.set_nz(zero == 2 ? 0 : 0xffffffffu);
+        UTIL::write_message(head, out, UTIL::PB_BIN);
+        std::unique_ptr<NODEMAP64> map = read_back(gids, out.str(), UTIL::PB_BIN);
+        EXPECT_TRUE(map->is_sealed()) << zero;
+        EXPECT_EQ(map->get_n_cnodes(), 0u) << zero;
+    }
+}
+
 namespace {
 
 // top holds u : leaf; leaf has 40 ports p0..p39. Nodes: top 0, u 1, u:p0..u:p39 2..41.
