@@ -28,7 +28,7 @@ bench: deps
 	@for b in build-bench/bench/bench_*; do echo "== $$b"; $$b || exit 1; done
 
 # libFuzzer targets of every reader, built with clang 14 in build-fuzz and run one after the
-# other for FUZZ_SECONDS each (default 60).
+# other for FUZZ_SECONDS each (default 60), or to FUZZ_RUNS executions when that comes first.
 FUZZ_SECONDS ?= 60
 fuzz: deps
 	@./tools/install_deps.sh fuzz

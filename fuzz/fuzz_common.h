@@ -28,7 +28,8 @@ bool out_of_range_allowed();
 // Deletes every symbol table and makes table 0 again, so that the 256 table ids of the
 // registry are never used up by millions of inputs.
 void reset_symbols();
-// Sends standard output to /dev/null: readers print their failure lines there.
+// Sends standard output to /dev/null, where readers print their failure lines, and drops the
+// protocol-buffer library's log of text-format errors.
 void quiet_stdout();
 
 // Input layout: the low bit of the first byte is the frame format, the rest is the file.

@@ -1,16 +1,27 @@
-// Writes the seed corpus of every fuzz target from the small in-memory devices: each seed is
-// one format byte (0 binary, 1 text) and then the file, as the targets read it.
-//   fuzz_seeds DIR  ->  DIR/<target>/seed_<n>
+// Writes the seed corpus of every fuzz target from the small in-memory devices and from the
+// generator's tiny device: each seed is one format byte (0 binary, 1 text) and then the file,
+// as the targets read it.
+//   fuzz_seeds DIR  ->  DIR/<target>/seed_<n> and DIR/<target>/tiny_<n>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <fstream>
 #include <functional>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ann/annss.h"
+#include "devgen/devgen_device.h"
+#include "devgen/devgen_direct.h"
+#include "devgen/devgen_files.h"
+#include "devgen/devgen_params.h"
 #include "edgecache.pb.h"
+#include "fab/fab_translate.h"
+#include "fab_api.h"
+#include "fab_floorplan_api.h"
+#include "fab_run_builder.h"
 #include "edgemap.pb.h"
 #include "fuzz_common.h"
 #include "fuzz_device.h"
@@ -28,11 +39,12 @@ namespace {
 
 std::string g_dir;
 
-void put(const std::string& target, const std::vector<std::string>& seeds) {
+void put(const std::string& target, const std::vector<std::string>& seeds,
+         const std::string& stem = "seed_") {
     std::string dir = g_dir + "/" + target;
     mkdir(dir.c_str(), 0755);
     for (size_t i = 0; i < seeds.size(); ++i) {
-        std::ofstream out(dir + "/seed_" + std::to_string(i), std::ios::binary);
+        std::ofstream out(dir + "/" + stem + std::to_string(i), std::ios::binary);
         out << seeds[i];
     }
 }
@@ -246,6 +258,137 @@ void database_seeds() {
     put("edgecache", edgecaches);
 }
 
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The generator's tiny device: its four run files, its text files, and its translation
+// database as the run writes it, cut into the sections the single-table targets read.
+void tiny_seeds() {
+    FUZZ::reset_symbols();
+    DEVGEN::DG_PARAMS params;
+    if (!DEVGEN::dg_preset("tiny", params)) {
+        fprintf(stderr, "fuzz_seeds: no tiny preset\n");
+        exit(1);
+    }
+    DEVGEN::DG_DEVICE device(params);
+    const std::string text_dir = g_dir + "/tiny_device";
+    std::string error;
+    mkdir(text_dir.c_str(), 0755);
+    if (!DEVGEN::dg_write_files(device, text_dir, error)) {
+        fprintf(stderr, "fuzz_seeds: %s\n", error.c_str());
+        exit(1);
+    }
+    put("blc_data", {with_format(0, slurp(text_dir + "/blc_data.pb.txt"))}, "tiny_");
+    put("mux_translator", {with_format(1, slurp(text_dir + "/mux.pb.txt"))}, "tiny_");
+    // The first byte's bits 1..2 pick the file, as for the hand-made seeds.
+    put("annotation_files",
+        {std::string(1, 0) + slurp(text_dir + "/top_blocks.txt"),
+         std::string(1, 2) + slurp(text_dir + "/icd_to_pnr_mapping.txt"),
+         std::string(1, 4) + slurp(text_dir + "/spare_row_flyover.txt"),
+         std::string(1, 6) + slurp(text_dir + "/insert_node.txt")},
+        "tiny_");
+
+    std::stringstream rtl_graph, rtl_ann, blc_graph, blc_ann;
+    std::vector<std::string> graphs, annss;
+    {
+        DEVGEN::DG_VIEW rtl = DEVGEN::dg_make_rtl(device);
+        DEVGEN::DG_VIEW blc = DEVGEN::dg_make_blc(device);
+        NLG_TESSEL tessel;
+        for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+            const int api_format = format ? TESSEL_API::FORMAT_PB_TXT : TESSEL_API::FORMAT_PB_BIN;
+            for (DEVGEN::DG_VIEW* view : {&rtl, &blc}) {
+                std::ostringstream graph, ann;
+                tessel.write_graph(view->m_graph.get(), graph, api_format);
+                tessel.write_annss(view->m_annss.get(), ann, api_format);
+                graphs.push_back(with_format(format, graph.str()));
+                annss.push_back(with_format(format, ann.str()));
+            }
+        }
+        tessel.write_graph(rtl.m_graph.get(), rtl_graph, TESSEL_API::FORMAT_PB_BIN);
+        tessel.write_annss(rtl.m_annss.get(), rtl_ann, TESSEL_API::FORMAT_PB_BIN);
+        tessel.write_graph(blc.m_graph.get(), blc_graph, TESSEL_API::FORMAT_PB_BIN);
+        tessel.write_annss(blc.m_annss.get(), blc_ann, TESSEL_API::FORMAT_PB_BIN);
+    }
+    put("graph", graphs, "tiny_");
+    put("annss", annss, "tiny_");
+
+    // The run, as fab_run makes its database: the API object owns the translate object.
+    std::string databases[2];
+    {
+        FAB::ITRANSLATE* translate = fab_create_translate();
+        std::unique_ptr<FAB::API> api(fab_create(nullptr, translate, false));
+        api->read_rtl_graph(rtl_graph);
+        api->read_rtl_annotation(rtl_ann);
+        api->read_blc_graph(blc_graph);
+        api->read_blc_annotation(blc_ann);
+        std::unique_ptr<FAB::FLOORPLAN> floorplan(api->create_floorplan());
+        std::unique_ptr<FAB::ROUTING_GRAPH> graph(api->create_routing_graph());
+        FAB_RUN::CSR_BUILDER builder;
+        graph->generate(builder);
+        for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+            std::ostringstream out;
+            translate->write(out, format);
+            databases[format] = out.str();
+        }
+    }
+    put("database", {with_format(0, databases[0]), with_format(1, databases[1])}, "tiny_");
+
+    // Each section of the database, after the symbol section where its target reads one.
+    const char* targets[] = {"modules",    "mux_descriptions", "tlblocks",  "portmaps",
+                             "partitions", "gidmap",           "nodemap64", "edgecache"};
+    std::vector<std::string> sections[8];
+    std::vector<std::string> symbols, gids;
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        FUZZ::reset_symbols();
+        const std::string& db = databases[format];
+        FAB::TRANSLATE reader;
+        google::protobuf::io::ArrayInputStream in(db.data(), static_cast<int>(db.size()));
+        std::string failure;
+        std::vector<int64_t> ends;
+        if (!reader.read_sections(&in, format, failure, &ends) || ends.size() != 9) {
+            fprintf(stderr, "fuzz_seeds: tiny database: %s\n", failure.c_str());
+            exit(1);
+        }
+        auto part = [&](size_t from, size_t to) {
+            const size_t begin = from ? static_cast<size_t>(ends[from - 1]) : 0;
+            return db.substr(begin, static_cast<size_t>(ends[to]) - begin);
+        };
+        const std::string head = part(0, 0);
+        symbols.push_back(with_format(format, head));
+        for (size_t t = 0; t < 8; ++t) {
+            const size_t section = t + 1;
+            std::string bytes;
+            if (t == 4 || t == 7) {
+                bytes = part(section, section);  // partitions and edge cache: no symbol section
+            } else if (t == 6) {
+                bytes = head + part(6, 7);  // the node map follows its GID map
+            } else {
+                bytes = head + part(section, section);
+            }
+            sections[t].push_back(with_format(format, bytes));
+        }
+        // GID text as the tiny device's GIDs print.
+        if (format == UTIL::PB_BIN) {
+            std::ostringstream text;
+            int found = 0;
+            for (uint64_t node = 0; node < 100000 && found < 8; ++node) {
+                const uint64_t gid = reader.get_nodemap()->get_gid(node);
+                if (gid == static_cast<uint64_t>(-1)) continue;
+                text << UTIL::GID64(gid) << " ";
+                gids.push_back(with_format(found % 2, text.str()));
+                ++found;
+            }
+        }
+    }
+    put("symbol_file", symbols, "tiny_");
+    for (size_t t = 0; t < 8; ++t) put(targets[t], sections[t], "tiny_");
+    put("gid_text", gids, "tiny_");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -262,5 +405,7 @@ int main(int argc, char** argv) {
     graph_seeds();
     text_seeds();
     database_seeds();
+    tiny_seeds();
+    FUZZ::reset_symbols();
     return 0;
 }

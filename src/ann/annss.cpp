@@ -50,7 +50,17 @@ bool ANNSS::write(std::ostream& stream, uint32_t format) {
     return true;
 }
 
+// Frames the records of one kind take: one per module, instance, port and net record, and the
+// graph frame.
+static uint64_t frames_per_kind(const PB::ANNSS::BOUNDS& b) {
+    uint64_t frames = 1;
+    for (int32_t n : {b.n_modules(), b.n_instances(), b.n_ports(), b.n_nets()})
+        frames += n > 0 ? static_cast<uint64_t>(n) : 0;
+    return frames;
+}
+
 bool ANNSS::read(std::istream& stream, uint32_t format) {
+    const int64_t file_bytes = UTIL::bytes_left(stream);
     google::protobuf::io::IstreamInputStream input(&stream);
     if (m_symbol_file.get_internal_const() == nullptr)
         m_symbol_file.set_internal(UTIL::symbol_tables().new_table());
@@ -67,6 +77,22 @@ bool ANNSS::read(std::istream& stream, uint32_t format) {
     for (const PB::ANNS& anns : head.annotations()) {
         m_types.erase(anns.type());
         m_types.emplace(anns.type(), ANNS(anns.type(), this));
+    }
+    // The stores of the kinds in the head are made at the size of the bounds before their first
+    // record is read. Each record is a frame of at least one byte, so bounds that call for more
+    // records than the rest of the file has bytes are damaged, and sizing to them could ask for
+    // gigabytes.
+    uint64_t frames = 0;
+    for (int type : {PB::ANNS::ICDB, PB::ANNS::FAB}) {
+        for (const PB::ANNS& anns : head.annotations()) {
+            if (anns.type() != type) continue;
+            frames += frames_per_kind(m_bounds);
+            break;
+        }
+    }
+    if (file_bytes >= 0 && frames > static_cast<uint64_t>(file_bytes - input.ByteCount())) {
+        std::cout << "FAILED to read PB::ANNS" << std::endl;
+        return false;
     }
     for (auto& entry : m_types) {
         IANNS_BASE* base = entry.second.get_base();

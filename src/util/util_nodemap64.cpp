@@ -238,7 +238,14 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
     // it is a damaged head, and building its cells would exhaust memory first.
     uint64_t cells = static_cast<uint64_t>(head.nx()) * head.ny() * head.nz();
     if (!head_ok || cells > GID64_BITS::XYZ_MASK) UTIL_FAIL("Error reading pb_nodemap");
+    // Records are made per message read, never per cell announced: a damaged head may claim a
+    // billion cells, and only a file that holds a message for each of them gets that far.
     set_dimensions(head.nx(), head.ny(), head.nz());
+    // A grid with a zero dimension has no cells; the loops over the other two would only spin.
+    if (cells == 0) {
+        seal();
+        return true;
+    }
     PB::UTIL::KEY_NODES64 key_nodes;
     // The keys of the cell being read: each must be new in its cell.
     HASH64_MAP<uint32_t> seen;

@@ -78,6 +78,17 @@ bool write_message(const Message& message, std::ostream& output, uint32_t format
     return write_message(message, &zero_copy, format);
 }
 
+int64_t bytes_left(std::istream& input) {
+    std::streambuf* buffer = input.rdbuf();
+    if (buffer == nullptr) return -1;
+    const std::streampos here = buffer->pubseekoff(0, std::ios::cur, std::ios::in);
+    if (here == std::streampos(-1)) return -1;
+    const std::streampos end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
+    buffer->pubseekpos(here, std::ios::in);
+    if (end == std::streampos(-1) || end < here) return -1;
+    return static_cast<int64_t>(end - here);
+}
+
 bool ISERIALIZABLE::read(ZeroCopyInputStream*, uint32_t) {
     UTIL_FAIL("read from a shared input is not supported by this object");
 }

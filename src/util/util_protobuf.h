@@ -29,6 +29,9 @@ bool read_message(google::protobuf::io::ZeroCopyInputStream* input,
                   google::protobuf::Message* message, uint32_t format);
 // One frame on an ostream, through its own output stream object that flushes at its end.
 bool write_message(const google::protobuf::Message& message, std::ostream& output, uint32_t format);
+// Bytes from the stream's position to its end, or -1 when the stream cannot seek (a pipe).
+// Every frame takes at least one byte, so a reader can check a count of frames against it.
+int64_t bytes_left(std::istream& input);
 
 class ISERIALIZABLE {
   public:

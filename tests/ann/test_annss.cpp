@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
+#include <cstdint>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -224,6 +225,30 @@ TEST(Annss, BadFilesReadFalse) {
     testing::internal::CaptureStdout();
     EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+}
+
+// Bounds are read before any record, and the stores are sized to them: bounds that call for
+// more record frames than the file has bytes left fail the read instead of sizing the stores.
+TEST(Annss, CorruptBoundsDoNotSizeStoresBeyondFile) {
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        for (int32_t n_ports : {3, 4, INT32_MAX}) {
+            std::ostringstream out;
+            // An empty symbol section: the count 0 and no names.
+            ASSERT_TRUE(UTIL::write_message(PB::EXTERNAL_SYMBOLS(), out, format));
+            PB::ANNSS head;
+            head.mutable_bounds()->set_n_ports(n_ports);
+            head.add_annotations()->set_type(PB::ANNS::FAB);
+            ASSERT_TRUE(UTIL::write_message(head, out, format));
+            // Three port frames and the graph frame, each an empty record of one byte.
+            std::istringstream in(out.str() + std::string(4, '\0'));
+            ANNSS reader;
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(reader.read(in, format), n_ports == 3) << n_ports;
+            EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                      n_ports == 3 ? "" : "FAILED to read PB::ANNS\n")
+                << n_ports;
+        }
+    }
 }
 
 TEST(Annss, Equality) {

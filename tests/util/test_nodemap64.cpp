@@ -371,6 +371,45 @@ TEST(NodeMap, CutAndDamagedFilesEndTheProcess) {
     EXPECT_EXIT(read_cut(file_of(1, {twice})), testing::ExitedWithCode(255), "p\\.second");
 }
 
+// The head's grid is taken before any cell is read. A damaged head that claims a billion cells
+// in a file of a few bytes ends at the end of the file, without first making a map per cell.
+TEST(NodeMap, HugeGridInHeadIsNotBuiltBeforeItsCellsAreRead) {
+    GIDS gids(2, 1, 1);
+    std::ostringstream out;
+    PB::UTIL::NODEMAP64 head;
+    head.set_nx(1u << 15);
+    head.set_ny((1u << 15) - 1);
+    head.set_nz(1);
+    UTIL::write_message(head, out, UTIL::PB_BIN);
+    for (int cell = 0; cell < 2; ++cell)
+        UTIL::write_message(PB::UTIL::KEY_NODES64(), out, UTIL::PB_BIN);
+    EXPECT_EXIT(
+        {
+            NODEMAP64 map;
+            map.set_gid_builder(gids.m_builder.get());
+            std::istringstream in(out.str());
+            map.read(in, UTIL::PB_BIN);
+        },
+        testing::ExitedWithCode(255), "Error reading pb_key_nodes");
+}
+
+// A grid with no cells, because one dimension is 0, reads as an empty table at once, however
+// large the other two dimensions are.
+TEST(NodeMap, ZeroDimensionDoesNotSpinOverTheOtherTwo) {
+    GIDS gids(2, 1, 1);
+    for (int zero = 0; zero < 3; ++zero) {
+        std::ostringstream out;
+        PB::UTIL::NODEMAP64 head;
+        head.set_nx(zero == 0 ? 0 : 0xffffffffu);
+        head.set_ny(zero == 1 ? 0 : 0xffffffffu);
+        head.set_nz(zero == 2 ? 0 : 0xffffffffu);
+        UTIL::write_message(head, out, UTIL::PB_BIN);
+        std::unique_ptr<NODEMAP64> map = read_back(gids, out.str(), UTIL::PB_BIN);
+        EXPECT_TRUE(map->is_sealed()) << zero;
+        EXPECT_EQ(map->get_n_cnodes(), 0u) << zero;
+    }
+}
+
 namespace {
 
 // top holds u : leaf; leaf has 40 ports p0..p39. Nodes: top 0, u 1, u:p0..u:p39 2..41.
