@@ -239,10 +239,11 @@ bool GID64_BUILDER::read_stream(google::protobuf::io::ZeroCopyInputStream* input
     if (!read_message(input, &dimension, format)) return false;
     if (!m_gid_types.read_stream(input, format)) return false;
     // Coordinates are 16-bit and cell indexes 30-bit: larger dimensions were never written by
-    // a builder, and building their grid would exhaust memory.
+    // a builder, and building their grid would exhaust memory. Nor was a grid without cells,
+    // which could not hold a GID, and whose empty rows alone could run to gigabytes.
     uint64_t cells = static_cast<uint64_t>(dimension.nx()) * dimension.ny() * dimension.nz();
     if (dimension.nx() > 0x10000 || dimension.ny() > 0x10000 || dimension.nz() > 0x10000 ||
-        cells > GID64_BITS::XYZ_MASK) {
+        cells == 0 || cells > GID64_BITS::XYZ_MASK) {
         return false;
     }
     set_dimensions(dimension.nx(), dimension.ny(), dimension.nz());

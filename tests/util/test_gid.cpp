@@ -318,6 +318,26 @@ TEST(Gid, BuilderFileRoundTripAndCuts) {
     }
 }
 
+// A damaged head with a zero dimension once built gigabytes of empty rows (65536 x 65536 x 0)
+// before it could fail; a grid without cells never came from a builder and now reads false.
+TEST(Gid, BuilderHeadWithAZeroDimensionReadsFalse) {
+    GRID g(3, 4, 2);
+    std::ostringstream out;
+    ASSERT_TRUE(g.m_builder->write(out, UTIL::PB_TXT));
+    std::string file = out.str();
+    for (auto [from, to] : {std::pair<const char*, const char*>{"nx: 3", "nx: 65536"},
+                            {"ny: 4", "ny: 65536"},
+                            {"nz: 2", "nz: 0"}}) {
+        size_t at = file.find(from);
+        ASSERT_NE(at, std::string::npos) << file;
+        file.replace(at, std::string(from).size(), to);
+    }
+    GID64_BUILDER damaged;
+    damaged.set_symbol_file(&g.m_file);
+    std::istringstream in(file);
+    EXPECT_FALSE(damaged.read(in, UTIL::PB_TXT));
+}
+
 TEST(Gid, BuilderWithoutDimensionsAndPrintForm) {
     GID64_BUILDER bare;
     SYMBOL_FILE file;
