@@ -161,6 +161,19 @@ TEST(Annss, FileLayout) {
     PB::ICDB::NET any;
     while (UTIL::read_message(&in, &any, UTIL::PB_BIN)) ++frames;
     EXPECT_EQ(frames, 46);
+
+    // A graph with no nets writes no net frames.
+    NLG_GRAPH bare(nullptr, "bare", 0);
+    NLG_TEST::add_module(bare, "only", 0, NLG_FILELINE(), false, 0, 0, 0);
+    NLG_ANNSS none(bare);
+    none.add_type(PB::ANNS::ICDB);
+    std::string small = write_annss(none);
+    google::protobuf::io::ArrayInputStream in2(small.data(), static_cast<int>(small.size()));
+    int all = 0;
+    PB::ICDB::NET frame;
+    while (UTIL::read_message(&in2, &frame, UTIL::PB_BIN)) ++all;
+    // Count and one name, the head, one module record and the graph record.
+    EXPECT_EQ(all, 5);
 }
 
 TEST(Annss, BadFilesReadFalse) {
