@@ -1,5 +1,5 @@
 // Node numbering of the folded hierarchy: hand-checked trees, agreement with a naive
-// unfolding on random hierarchies, path cursors by name and text, text forms, bad input.
+// unfolding on random and wide hierarchies, path cursors by text, text forms, bad input.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -105,9 +105,6 @@ TEST(Hierarchy, TinyTreeNumberingByHand) {
     EXPECT_EQ(h.get_num_nodes(), 19u);
     EXPECT_EQ(h.get_num_nodes(1), 3u);
     EXPECT_EQ(h.get_num_nodes(2), 8u);
-    EXPECT_EQ(h.get_module_infos()[2].m_sum_left, (std::vector<uint64_t>{0, 3, 6, 7}));
-    EXPECT_EQ(h.get_module_infos()[0].m_sum_left, (std::vector<uint64_t>{0, 8, 16, 18}));
-    EXPECT_EQ(h.get_module_infos()[0].m_instance_module_indexes, (std::vector<uint32_t>{2, 2}));
 
     struct CASE {
         std::vector<uint32_t> instances;
@@ -282,36 +279,7 @@ TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
     EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
 }
 
-TEST(Hierarchy, VisitOccurencesInNodeOrderWithPruning) {
-    MEM_MODULES m;
-    build_random(m, 7);
-    HIERARCHY h(&m);
-    NAIVE_UNFOLDING naive(m, 0);
-
-    struct COLLECT : IHIERARCHY::IOCCURENCE {
-        std::vector<std::tuple<uint32_t, uint64_t, uint64_t>> seen;
-        uint32_t prune = INVALID;
-        bool visit_occurence(uint32_t module, uint64_t start, uint64_t end) override {
-            seen.emplace_back(module, start, end);
-            return module != prune;
-        }
-    } all;
-    h.visit_occurences(all);
-    std::vector<std::tuple<uint32_t, uint64_t, uint64_t>> expected;
-    for (const OCCURRENCE& o : naive.get()) {
-        if (o.m_port == INVALID) expected.emplace_back(o.m_module, o.m_node, o.m_last);
-    }
-    EXPECT_EQ(all.seen, expected);
-
-    // Pruning at the top visits the top only.
-    COLLECT top;
-    top.prune = 0;
-    h.visit_occurences(top);
-    ASSERT_EQ(top.seen.size(), 1u);
-    EXPECT_EQ(std::get<2>(top.seen[0]), naive.size() - 1);
-}
-
-TEST(Hierarchy, PathsByNamesAndText) {
+TEST(Hierarchy, PathsByText) {
     MEM_MODULES m;
     build_tiny(m);
     HIERARCHY h(&m);
@@ -335,20 +303,6 @@ TEST(Hierarchy, PathsByNamesAndText) {
     EXPECT_EQ(a.get_port_index(), INVALID);
     // A failed parse keeps the instances read before the bad name.
     EXPECT_FALSE(a.set_from_string("u0/zz", 0));
-    EXPECT_EQ(a.size(), 1u);
-
-    IHIERARCHY::NAME_PATH names;
-    names.m_instances = {m.sym("u0"), m.sym("a")};
-    ASSERT_TRUE(a.set_from_names(names, 0));
-    EXPECT_EQ(h.get_node(a), 2u);
-    names.m_port = m.sym("i");
-    ASSERT_TRUE(a.set_from_names(names, 0));
-    EXPECT_EQ(h.get_node(a), 3u);
-    names.m_port = m.sym("clk");
-    EXPECT_FALSE(a.set_from_names(names, 0));
-    names.m_port = NS_SYMBOL::SYM();
-    names.m_instances = {m.sym("u0"), m.sym("u1")};
-    EXPECT_FALSE(a.set_from_names(names, 0));
     EXPECT_EQ(a.size(), 1u);
 
     // A description without a symbol table cannot resolve names.
@@ -476,13 +430,6 @@ TEST(Hierarchy, TextForms) {
     build_tiny(m);
     HIERARCHY h(&m);
     auto print = [&](int detail) { return printed(h, detail); };
-    EXPECT_EQ(print(1),
-              "IHIERARCHY {\n"
-              "   m_modules = IMODULES {\n"
-              "      n_modules = 3\n"
-              "   }\n"
-              "   num_nodes = 19\n"
-              "}");
     EXPECT_EQ(print(2),
               "IHIERARCHY {\n"
               "   m_modules = IMODULES {\n"
@@ -511,24 +458,6 @@ TEST(Hierarchy, TextForms) {
               "   }\n"
               "   m_module_map = { top:0, leaf:1, mid:2 }\n"
               "}");
-    const std::string level3 = print(3);
-    EXPECT_NE(level3.find("      IMODULE top {\n"
-                          "         instances = { u0:mid, u1:mid}\n"
-                          "         ports = { clk, rst}\n"
-                          "      }\n"),
-              std::string::npos)
-        << level3;
-    EXPECT_NE(level3.find("      mid {\n"
-                          "         m_num_nodes = 8\n"
-                          "         # instances = 2# ports = 1\n"
-                          "         m_sum_left = {0:leaf:a, 3:leaf:b, 6}\n"
-                          "         m_instance_module_indexes = { 1, 1 }\n"
-                          "         m_instance_map = { a:0, b:1 }\n"
-                          "         m_port_map = { o:0 }\n"
-                          "      }\n"),
-              std::string::npos)
-        << level3;
-    EXPECT_NE(level3.find("m_sum_left = {, 0}"), std::string::npos);
     EXPECT_EQ(print(4),
               "IHIERARCHY_STATISTICS {\n"
               "   m_modules = IMODULES_STATISTICS {\n"

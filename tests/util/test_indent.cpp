@@ -49,8 +49,6 @@ TEST(Indent, ManipulatorsWithoutFilterDoNothing) {
     EXPECT_EQ(os.str(), "z\n");
     EXPECT_EQ(get_detail(os), 1);
     EXPECT_FALSE(get_symbol_detail(os));
-    EXPECT_FALSE(has_indent(os));
-    EXPECT_EQ(get_indent(os), nullptr);
 }
 
 TEST(Indent, ExportedFactoryRestoresStream) {
@@ -66,11 +64,4 @@ TEST(Indent, ExportedFactoryRestoresStream) {
     }
     EXPECT_EQ(buffer_of(os), original);
     EXPECT_EQ(os.str(), "   k");
-}
-
-TEST(Indent, LevelTable) {
-    LOG_LEVELS& levels = log_levels();
-    EXPECT_EQ(levels.m_level, 2);
-    EXPECT_STREQ(LOG_LEVELS::NAMES[0], "NEVER");
-    EXPECT_STREQ(LOG_LEVELS::NAMES[5], "ALWAYS");
 }

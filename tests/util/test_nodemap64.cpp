@@ -1,6 +1,6 @@
-// Node map: the forward and reverse tables, aliases applied to them, the seal, the cell-wise
-// file form (exact records, round trip of a random map, cut and damaged files), bad GIDs and
-// the print forms.
+// Node map: the forward and reverse tables, the seal, the cell-wise file form (exact records),
+// a random map with every kind of alias before and after a round trip, cut and damaged files,
+// bad GIDs and the print forms.
 #include <gtest/gtest.h>
 
 #include <google/protobuf/io/zero_copy_stream_impl.h>
@@ -119,58 +119,6 @@ TEST(NodeMap, BadGidsAndStates) {
     EXPECT_THROW(other->add_node(uint64_t(6) << 34, 1), std::out_of_range);
 }
 
-TEST(NodeMap, AliasesMoveTheForwardKeys) {
-    // Node 1 has no alias; 2 is an alias of 20; 3 and 4 are aliases of 30; 5 is an alias on a
-    // net driven by 50 and 51; 6 is declared as a driver.
-    GIDS gids(2, 2, 2);
-    auto map = filling(gids);
-    std::vector<uint64_t> gid(7);
-    for (uint64_t n = 1; n <= 6; ++n) {
-        gid[n] = gids.h5(n % 2, (n / 2) % 2, 1, static_cast<uint32_t>(n));
-        map->add_node(gid[n], n);
-    }
-    ALIASES_BUILDER aliases;
-    for (uint64_t d : {20, 30, 50, 51, 6}) aliases.add_driver(d);
-    for (uint64_t a : {2, 3, 4, 5}) aliases.add_alias(a);
-    aliases.add_connection(2, 20);
-    aliases.add_connection(3, 30);
-    aliases.add_connection(4, 30);
-    aliases.add_connection(5, 50);
-    aliases.add_connection(5, 51);
-    map->apply_aliases(aliases);
-    map->seal();
-
-    auto nodes_of = [&](uint64_t g) {
-        uint64_t cached = 0, driver = 0;
-        EXPECT_TRUE(map->get_nodes(cached, driver, g));
-        return std::make_pair(cached, driver);
-    };
-    EXPECT_EQ(map->get_gid(1), gid[1]);
-    EXPECT_EQ(nodes_of(gid[1]), std::make_pair(uint64_t(1), uint64_t(1)));
-    EXPECT_EQ(map->get_gid(2), NONE);
-    EXPECT_EQ(map->get_gid(20), gid[2]);
-    EXPECT_EQ(nodes_of(gid[2]), std::make_pair(uint64_t(2), uint64_t(20)));
-    // Two nodes with one driver: one forward entry, both cnodes keep the driver.
-    uint64_t shared = map->get_gid(30);
-    EXPECT_TRUE(shared == gid[3] || shared == gid[4]);
-    EXPECT_EQ(nodes_of(gid[3]), std::make_pair(uint64_t(3), uint64_t(30)));
-    EXPECT_EQ(nodes_of(gid[4]), std::make_pair(uint64_t(4), uint64_t(30)));
-    // Every driver of a multiply driven net knows the GID; the cnode has the first.
-    EXPECT_EQ(map->get_gid(50), gid[5]);
-    EXPECT_EQ(map->get_gid(51), gid[5]);
-    EXPECT_EQ(nodes_of(gid[5]), std::make_pair(uint64_t(5), uint64_t(50)));
-    EXPECT_EQ(map->get_gid(6), gid[6]);
-    EXPECT_EQ(nodes_of(gid[6]), std::make_pair(uint64_t(6), uint64_t(6)));
-
-    // After a round trip, only the stored driver knows the multiply driven GID.
-    auto fresh = read_back(gids, written(*map, UTIL::PB_BIN), UTIL::PB_BIN);
-    EXPECT_EQ(fresh->get_gid(50), gid[5]);
-    EXPECT_EQ(fresh->get_gid(51), NONE);
-    EXPECT_EQ(fresh->get_gid(20), gid[2]);
-    EXPECT_EQ(fresh->get_gid(2), NONE);
-    EXPECT_EQ(fresh->get_gid(1), gid[1]);
-}
-
 TEST(NodeMap, FileHoldsOneMessagePerCellWithSortedKeys) {
     // Grid 2 x 1 x 2: cell (0,0,1) holds keys of i 9 and 2, cell (1,0,0) one aliased node.
     GIDS gids(2, 1, 2);
@@ -274,6 +222,21 @@ TEST(NodeMap, RandomMapRoundTripsInBothFormats) {
     std::vector<uint64_t> absent;
     for (uint32_t x = 0; x < 8; ++x) absent.push_back(gids.h5(x, 5, 1, 5000));
 
+    // Before writing, the aliases moved the forward keys: a GID is known under its resource's
+    // driver, every driver of a multiply driven net knows it, an alias's own node knows none.
+    for (size_t n = 0; n < r.m_gids.size(); ++n) {
+        uint64_t c = 0, d = 0;
+        ASSERT_TRUE(r.m_map->get_nodes(c, d, r.m_gids[n]));
+        EXPECT_EQ(c, r.m_nodes[n]);
+        if (r.m_shared_drivers.count(d) == 0) {
+            EXPECT_EQ(r.m_map->get_gid(d), r.m_gids[n]);
+        } else {
+            EXPECT_EQ(r.m_map->get_driver_node(r.m_map->get_gid(d)), d);
+        }
+        if (d != c) {
+            EXPECT_EQ(r.m_map->get_gid(c), NONE);
+        }
+    }
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         auto fresh = read_back(gids, written(*r.m_map, format), format);
         EXPECT_TRUE(fresh->is_sealed());
@@ -282,7 +245,6 @@ TEST(NodeMap, RandomMapRoundTripsInBothFormats) {
             uint64_t c1 = 0, d1 = 0, c2 = 0, d2 = 0;
             ASSERT_TRUE(r.m_map->get_nodes(c1, d1, r.m_gids[n]));
             ASSERT_TRUE(fresh->get_nodes(c2, d2, r.m_gids[n]));
-            EXPECT_EQ(c1, r.m_nodes[n]);
             EXPECT_EQ(c2, c1);
             EXPECT_EQ(d2, d1);
             // After reading, a GID is known under its stored driver only; a shared driver
@@ -297,6 +259,7 @@ TEST(NodeMap, RandomMapRoundTripsInBothFormats) {
                 EXPECT_EQ(fresh->get_gid(c1), NONE);
             }
         }
+        // After reading, only the stored driver of a multiply driven net knows its GID.
         for (uint64_t second : r.m_second_drivers) {
             EXPECT_NE(r.m_map->get_gid(second), NONE);
             EXPECT_EQ(fresh->get_gid(second), NONE);
@@ -468,14 +431,6 @@ TEST(NodeMap, PrintForms) {
                   "->[cached = 3:/u:p1],[driver = 1:/u]\n"
                   "   }\n"
                   "}\n");
-    EXPECT_EQ(map_text(*map, 1),
-              "INODEMAP {\n"
-              "   m_nx = 2\n"
-              "   m_ny = 1\n"
-              "   m_nz = 1\n"
-              "   m_node_to_gid = (3)\n"
-              "   m_xyz_to_cnode_index = \n"
-              "}\n");
     EXPECT_EQ(map_text(*map, 4),
               "INODEMAP_STATISTICS {\n"
               "   m_nx = 2\n"

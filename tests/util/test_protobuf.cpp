@@ -30,12 +30,6 @@ bool read_from(const std::string& bytes, google::protobuf::Message* m, uint32_t 
 
 }  // namespace
 
-TEST(Frame, EmptyMessagesAreOneZeroByte) {
-    PB::SYMBOL empty;
-    EXPECT_EQ(frame_of(empty, PB_BIN), std::string(1, '\0'));
-    EXPECT_EQ(frame_of(empty, PB_TXT), std::string(1, '\0'));
-}
-
 TEST(Frame, RoundTripBothFormatsAndChains) {
     for (uint32_t format : {PB_BIN, PB_TXT}) {
         PB::SYMBOL_TABLE names;
@@ -101,15 +95,6 @@ TEST(Frame, UnknownFormatIsFatal) {
     EXPECT_EXIT(UTIL::write_message(symbol, out, 2), testing::ExitedWithCode(255),
                 "  Unknown Format \n");
     EXPECT_EXIT(read_from("", &symbol, 3), testing::ExitedWithCode(255), "Unknown Format");
-}
-
-TEST(Transport, FactoriesDefaultToTheTextFormat) {
-    std::istringstream in;
-    std::ostringstream out;
-    std::unique_ptr<UTIL::ITRANSPORT_IN> tin(util_create_transport_in(in));
-    std::unique_ptr<UTIL::ITRANSPORT_OUT> tout(util_create_transport_out(out));
-    EXPECT_EQ(tin->get_format(), 1u);  // PB_TXT
-    EXPECT_EQ(tout->get_format(), 1u);
 }
 
 TEST(ErrorMsg, OpensWithCategoryWord) {

@@ -12,17 +12,6 @@ using NS_SYMBOL::SYM;
 using UTIL::SYMBOL_TABLE;
 using UTIL::symbol_tables;
 
-TEST(Symbol, BitFieldsAndKnownness) {
-    EXPECT_TRUE(SYM(0x05000000).is_unknown());
-    EXPECT_FALSE(SYM(0x05000000).is_known());
-    EXPECT_TRUE(SYM(0x05000001).is_known());
-    EXPECT_EQ(SYM(0x05000001).get_table_id(), 5u);
-    EXPECT_EQ(SYM(0x05000001).get_name_id(), 1u);
-    EXPECT_EQ(SYM().get_value(), 0u);
-    EXPECT_TRUE(SYM(0x01000002) < SYM(0x02000001));
-    EXPECT_EQ(sizeof(SYM), 4u);
-}
-
 TEST(Symbol, InternFindAndLookups) {
     SYMBOL_TABLE* t = symbol_tables().new_table();
     EXPECT_EQ(t->get_table_id(), 1u);

@@ -1,8 +1,9 @@
-// Typed tree: sizes and offsets of small hand-checked trees, node and path round trips against
-// a naive unfolding, parsing of named paths, text forms.
+// Typed tree: sizes, child steps, node and path round trips against a naive unfolding of random
+// trees, parsing of named paths, the text form.
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -116,70 +117,6 @@ void unfold(const MEM_TYPES& t, int32_t type, std::vector<uint32_t>& path,
 
 }  // namespace
 
-TEST(TypedTree, SingleTypeAndLeaves) {
-    MEM_TYPES one;
-    one.add_type("T");
-    TTREE tree(&one);
-    EXPECT_EQ(tree.get_size(0), 1);
-    TPATH path(&tree);
-    EXPECT_TRUE(tree.set_path(path, 0));
-    EXPECT_TRUE(path.get_indexes().empty());
-    int32_t parent = 9, type = 9, index = 9;
-    EXPECT_FALSE(tree.locate(1, parent, type, index));
-    EXPECT_EQ(parent, 9);
-    EXPECT_TRUE(tree.locate(0, parent, type, index));
-    EXPECT_EQ(parent, -1);
-    EXPECT_EQ(type, 0);
-    EXPECT_EQ(index, -1);
-    EXPECT_FALSE(tree.set_path(path, 1));
-
-    MEM_TYPES leaves;
-    const int32_t l = leaves.add_type("L");
-    for (int k = 0; k < 3; ++k) leaves.add_child(l, "p" + std::to_string(k), -1);
-    TTREE tree3(&leaves);
-    EXPECT_EQ(tree3.get_size(0), 4);
-    EXPECT_EQ(tree3.get_children(0),
-              (std::vector<UTIL_ITYPEDTREE::CHILD>{{-1, 1}, {-1, 2}, {-1, 3}}));
-    EXPECT_EQ(tree3.get_n_children(0), 3u);
-    int32_t child_type = 0;
-    uint64_t child_node = 0;
-    tree3.get_child(0, 10, 2, child_type, child_node);
-    EXPECT_EQ(child_type, -1);
-    EXPECT_EQ(child_node, 13u);
-    EXPECT_THROW(tree3.get_child(0, 0, 3, child_type, child_node), std::out_of_range);
-    EXPECT_THROW(tree3.get_size(1), std::out_of_range);
-}
-
-TEST(TypedTree, MixedChildrenOffsetsAndLocate) {
-    MEM_TYPES t;
-    build_mixed(t);
-    TTREE tree(&t);
-    EXPECT_EQ(tree.get_size(0), 9);
-    EXPECT_EQ(tree.get_size(1), 5);
-    EXPECT_EQ(tree.get_size(2), 2);
-    EXPECT_EQ(tree.get_size(3), 7);
-    EXPECT_EQ(tree.get_children(0), (std::vector<UTIL_ITYPEDTREE::CHILD>{{1, 1}, {-1, 6}, {2, 7}}));
-    // Not reachable from the root: no offsets.
-    EXPECT_EQ(tree.get_children(3), (std::vector<UTIL_ITYPEDTREE::CHILD>{{-1, 0}, {1, 0}}));
-
-    TPATH path(&tree);
-    // The first node inside a child is the child itself.
-    ASSERT_TRUE(tree.set_path(path, 1));
-    EXPECT_EQ(path.get_indexes(), (std::vector<uint32_t>{0}));
-    ASSERT_TRUE(tree.set_path(path, 8));
-    EXPECT_EQ(path.get_indexes(), (std::vector<uint32_t>{2, 0}));
-    EXPECT_EQ(text(path), "b/y");
-    EXPECT_FALSE(tree.set_path(path, 9));
-
-    int32_t parent, type, index;
-    for (auto [node, expected] : std::vector<std::pair<uint64_t, std::tuple<int, int, int>>>{
-             {6, {0, -1, 1}}, {4, {1, -1, 2}}, {7, {0, 2, 2}}}) {
-        ASSERT_TRUE(tree.locate(node, parent, type, index));
-        EXPECT_EQ(std::make_tuple(parent, type, index), expected) << node;
-    }
-    EXPECT_FALSE(tree.locate(9, parent, type, index));
-}
-
 TEST(TypedTree, RandomTreesAgreeWithUnfolding) {
     for (uint32_t seed = 1; seed <= 30; ++seed) {
         std::mt19937 rng(seed);
@@ -200,11 +137,38 @@ TEST(TypedTree, RandomTreesAgreeWithUnfolding) {
         std::vector<uint32_t> stack;
         unfold(t, 0, stack, naive);
         ASSERT_EQ(static_cast<size_t>(tree.get_size(0)), naive.size()) << seed;
+        for (int32_t k = 1; k < n; ++k) {
+            std::vector<NAIVE_NODE> below;
+            unfold(t, k, stack, below);
+            EXPECT_EQ(static_cast<size_t>(tree.get_size(k)), below.size() + 1) << seed << " " << k;
+        }
+        EXPECT_THROW(tree.get_size(n), std::out_of_range);
+        // Node numbers by path, for the child steps.
+        std::map<std::vector<uint32_t>, uint64_t> node_of;
+        for (uint64_t node = 0; node < naive.size(); ++node) node_of[naive[node].path] = node;
         TPATH path(&tree), parsed(&tree);
         int32_t parent, type, index;
         for (uint64_t node = 0; node < naive.size(); ++node) {
             ASSERT_TRUE(tree.set_path(path, node));
             EXPECT_EQ(path.get_indexes(), naive[node].path);
+            if (naive[node].type >= 0) {
+                const uint32_t n_children = tree.get_n_children(naive[node].type);
+                EXPECT_EQ(n_children, t.m_types[naive[node].type].m_children.size());
+                for (uint32_t i = 0; i < n_children; ++i) {
+                    std::vector<uint32_t> child = naive[node].path;
+                    child.push_back(i);
+                    int32_t child_type = 0;
+                    uint64_t child_node = 0;
+                    tree.get_child(naive[node].type, node, i, child_type, child_node);
+                    EXPECT_EQ(child_node, node_of.at(child));
+                    EXPECT_EQ(child_type, naive[child_node].type);
+                }
+                int32_t past_type = 0;
+                uint64_t past_node = 0;
+                EXPECT_THROW(
+                    tree.get_child(naive[node].type, node, n_children, past_type, past_node),
+                    std::out_of_range);
+            }
             EXPECT_EQ(tree.get_node(path), node);
             ASSERT_TRUE(tree.locate(node, parent, type, index));
             EXPECT_EQ(std::make_tuple(parent, type, index),
@@ -213,7 +177,11 @@ TEST(TypedTree, RandomTreesAgreeWithUnfolding) {
             ASSERT_TRUE(parsed.set_from_string(text(path), '/')) << text(path);
             EXPECT_EQ(parsed.get_indexes(), naive[node].path);
         }
+        // Past the end: false, and the out values are left alone.
+        parent = 9;
         EXPECT_FALSE(tree.locate(naive.size(), parent, type, index));
+        EXPECT_EQ(parent, 9);
+        EXPECT_FALSE(tree.set_path(path, naive.size()));
     }
 }
 
@@ -240,16 +208,9 @@ TEST(TypedTree, ParsingNamedPaths) {
     // Nothing below a leaf.
     EXPECT_FALSE(path.set_from_string("l/x0", '/'));
     EXPECT_FALSE(path.set_from_string("a//x0", '/'));
-
-    // The named-path operations other than parsing are inert.
-    path.push(table()->add("a"));
-    path.pop();
-    path.set({table()->add("a")});
-    EXPECT_EQ(path.size(), 0u);
-    EXPECT_EQ(path.get(0), SYM());
 }
 
-TEST(TypedTree, SharedTypeAndTextForms) {
+TEST(TypedTree, TextForm) {
     // Root with two children of one type S (a leaf and a typed child of type U with two
     // leaves): S has size 5, so the second occurrence starts at 6; total 11.
     MEM_TYPES t;
@@ -263,12 +224,6 @@ TEST(TypedTree, SharedTypeAndTextForms) {
     t.add_child(r, "s0", s);
     t.add_child(r, "s1", s);
     TTREE tree(&t);
-    EXPECT_EQ(tree.get_size(0), 11);
-    TPATH path(&tree);
-    ASSERT_TRUE(path.set_from_string("s1/inner/q1", '/'));
-    EXPECT_EQ(tree.get_node(path), 10u);
-    EXPECT_EQ(text(path), "s1/inner/q1");
-
     std::ostringstream os;
     os << tree;
     EXPECT_EQ(os.str(),
