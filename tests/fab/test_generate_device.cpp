@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -27,6 +28,7 @@
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_graph_trace.h"
+#include "nlg/nlg_test_util.h"
 #include "translate_fixture.h"
 
 namespace {
@@ -580,6 +582,49 @@ TEST(GenerateDevice, CrfBridgesAndInsertedReEdgesAreFixed) {
     EXPECT_GT(bridges, 0u);
     EXPECT_GT(inserted, 0u);
     EXPECT_GT(traced, bridges + inserted);
+}
+
+// Records that contradict the netlist end with their texts: a merged mux output that no block
+// input took, a block port and a port inside a block without an RE name.
+TEST(GenerateDeathTest, ContradictingRecords) {
+    // The first port of module `name` in `view` that `pick` accepts.
+    auto port = [](DEVGEN::DG_VIEW& view, const char* name,
+                   const std::function<bool(NLG_IPORT*, const PB::ICDB::APORT&)>& pick) {
+        NLG_IMODULE* m = view.m_graph->get_module(view.m_graph->get_symbol_table()->find(name));
+        for (uint32_t k = 0; k < m->get_num_ports(); ++k) {
+            NLG_IPORT* p = m->get_port(static_cast<int32_t>(k));
+            if (pick(p, view.m_annss->get_icdb().get_port(*p))) return p;
+        }
+        return static_cast<NLG_IPORT*>(nullptr);
+    };
+    const std::vector<std::function<std::string(DEVICE_RUN&)>> spoils = {
+        [&](DEVICE_RUN& r) {
+            NLG_IPORT* out = port(r.m_rtl, "rt_mux_h2r", [](NLG_IPORT* p, auto&) {
+                return p->is_output();
+            });
+            r.m_rtl.m_annss->get_icdb().get_port(*out).set_merge_type(PB::ICDB::APORT::MERGE);
+            return std::string("blc_node_iter != m_mux_to_blc_node_map->end()");
+        },
+        [&](DEVICE_RUN& r) {
+            NLG_IPORT* p = port(r.m_blc, "LOGIC", [](NLG_IPORT*, const PB::ICDB::APORT& a) {
+                return a.is_route_type_normal() && a.has_re_name();
+            });
+            r.m_blc.m_annss->get_icdb().get_port(*p).clear_re_name();
+            return "port " + p->get_name().str() + " on module LOGIC doesn't have valid RE name!";
+        },
+        [&](DEVICE_RUN& r) {
+            NLG_IPORT* p = port(r.m_blc, "CELL", [](NLG_IPORT* q, const PB::ICDB::APORT& a) {
+                return q->is_output() && a.is_route_type_normal() && a.has_re_name();
+            });
+            r.m_blc.m_annss->get_icdb().get_port(*p).clear_re_name();
+            return "port " + p->get_name().str() + " on module CELL in BLC doesn't have valid RE name!";
+        }};
+    for (const auto& spoil : spoils) {
+        DEVICE_RUN run("tiny");
+        const std::string text = spoil(run);
+        RECORDING_BUILDER builder;
+        EXPECT_FATAL(run.generate(builder), text);
+    }
 }
 
 }  // namespace
