@@ -166,12 +166,6 @@ TEST(FullTraverse, PairsBlocksByLogicalName) {
     EXPECT_EQ(again.get_match(d.rtl_of("logic_blk")), d.blc_of("LOGIC"));
 }
 
-TEST(RtlToBlcMatch, PairHashIsFoldedFnv1a) {
-    RTL_TO_BLC_MATCH::PAIR_HASH hash;
-    EXPECT_EQ(hash({"", ""}), ~size_t(0));
-    EXPECT_EQ(hash({"LOGIC", "DEFAULT"}), size_t(0xd2d2781de4abe832ull));
-}
-
 TEST(FullTraverse, FatalTexts) {
     using NLG_TEST::fatal;
     WALK w;
