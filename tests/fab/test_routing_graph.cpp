@@ -9,7 +9,6 @@
 
 namespace {
 
-using PB::ICDB_NET;
 using PB::MUX_DESCRIPTION;
 
 void set_grid(int32_t max_x, int32_t max_y) {
