@@ -227,18 +227,6 @@ TEST(Position, BothKindsOfPlace) {
     EXPECT_FALSE(p.get_spare_row());
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Warning: calling get_spare_row() on invalid instance!\n");
-
-    // The diagnostic form names the node and its path.
-    FAB_POSITION& concrete = dynamic_cast<FAB_POSITION&>(p);
-    concrete.set(io0, FAB_TEST::node_of(*w.tree, "io0"));
-    std::ostringstream dump;
-    concrete.dump("here", dump);
-    EXPECT_EQ(dump.str().substr(0, 14), "here\nm_node = ");
-    EXPECT_NE(dump.str().find("path = "), std::string::npos);
-    concrete.set(io0, 1u << 30);
-    EXPECT_FATAL(concrete.dump("here", dump),
-                 "hierarchy.get_path(path, m_node) != "
-                 "UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID");
 }
 
 }  // namespace
