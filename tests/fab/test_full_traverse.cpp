@@ -1,7 +1,6 @@
 // The walk over both views and the position service: what a visitor sees, with nodes, running
 // locations (the offsets inside blocks among them) and reader switches, under both hook
-// variants; the pairing of the two views, by the run and by the walk; placed and unplaced
-// netlist instances; the fatal texts.
+// variants; placed and unplaced netlist instances; the fatal texts.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -117,53 +116,6 @@ TEST(FullTraverse, WalksBothViewsWithNodesAndRunningLocation) {
             "exit rt 2 {t2/rt} 1,3,0\n") +
         blocks[1] + w.nodes_in("exit t2 1 {t2} 0,0,0\n") + blocks[2];
     EXPECT_EQ(w.run<FAB_FULL_TRAVERSE>(), full);
-}
-
-// The run's pairing of the two views compares logical pairs as texts ("DEFAULT" and "-" are not
-// special) and pairs ports by logical name; the walk's pairing of blocks drops DEFAULT but not
-// "-". Routing blocks stay unpaired in both.
-TEST(FullTraverse, PairsBlocksByLogicalName) {
-    WALK w;
-    DEVICE& d = w.d;
-    RTL_TO_BLC_MATCH match;
-    match.init(d.rtl.get(), d.blc.get(), d.rtl_annss.get(), d.blc_annss.get());
-    FAB_FULL_TRAVERSE walk(&w.visitor, d.rtl_annss.get(), d.blc_annss.get(), w.tree.get(),
-                           w.position.get());
-    w.visitor.set_traverse(&walk);
-    walk.traverse(d.rtl.get(), d.blc.get());
-    for (const auto& [rtl, blc] : std::vector<std::pair<const char*, const char*>>{
-             {"logic_blk", "LOGIC"}, {"io_blk", "IO__-"}, {"rt_blk", ""}, {"top", ""}}) {
-        NLG_IMODULE* twin = *blc ? d.blc_of(blc) : nullptr;
-        EXPECT_EQ(match.get_match(d.rtl_of(rtl)), twin) << rtl;
-        EXPECT_EQ(walk.get_blc_module(d.rtl_of(rtl)), twin) << rtl;
-    }
-    EXPECT_EQ(walk.get_blc_module(d.rtl_of("tile")), nullptr);
-
-    // A port goes by its logical name when it has one; block-level ports of unpaired modules
-    // have no netlist port.
-    auto port = [](NLG_IMODULE* m, const char* name) {
-        return m->get_port(m->get_graph()->get_symbol_table()->find(name));
-    };
-    EXPECT_EQ(match.get_rtl_port(port(d.blc_of("LOGIC"), "datain")),
-              port(d.rtl_of("logic_blk"), "in"));
-    EXPECT_EQ(match.get_rtl_port(port(d.blc_of("LOGIC"), "out")),
-              port(d.rtl_of("logic_blk"), "out"));
-    EXPECT_EQ(match.get_rtl_port(port(d.blc_of("IO__-"), "pad")), port(d.rtl_of("io_blk"), "pad"));
-    EXPECT_EQ(match.get_rtl_port(port(d.blc_of("CELL"), "a")), nullptr);
-    std::vector<NS_SYMBOL::SYM> symbols(5);
-    match.get_port_symbols(d.rtl_of("logic_blk"), symbols);
-    EXPECT_EQ(symbols, std::vector<NS_SYMBOL::SYM>({d.blc->get_symbol_table()->find("datain"),
-                                                    d.blc->get_symbol_table()->find("out")}));
-    match.get_port_symbols(d.rtl_of("top"), symbols);
-    EXPECT_TRUE(symbols.empty());
-
-    // A second netlist module with LOGIC's pair shares the twin.
-    d.rtl_module("mux").mutable_logical_name()->CopyFrom(d.rtl_module("logic_blk").logical_name());
-    d.rtl_module("mux").mutable_logical_impl()->CopyFrom(d.rtl_module("logic_blk").logical_impl());
-    RTL_TO_BLC_MATCH again;
-    again.init(d.rtl.get(), d.blc.get(), d.rtl_annss.get(), d.blc_annss.get());
-    EXPECT_EQ(again.get_match(d.rtl_of("mux")), d.blc_of("LOGIC"));
-    EXPECT_EQ(again.get_match(d.rtl_of("logic_blk")), d.blc_of("LOGIC"));
 }
 
 TEST(FullTraverse, FatalTexts) {
