@@ -168,38 +168,6 @@ struct GENERATOR {
     NLG_IMODULE* blc(const char* name) { return d.blc_of(name); }
 };
 
-TEST(FloorplanGenerator, LaterKeyWinsAndExtentsGrowBySize) {
-    GENERATOR t;
-    t.g.begin_serialize();
-    t.g.module_defs_begin(3);
-    t.g.add_module_def(t.rtl("top"), t.d.rtl_module("top"));
-    // Two definitions with key LOGIC: the later one is found.
-    t.g.add_module_def(t.blc("LOGIC"), t.d.blc_module("LOGIC"));
-    t.g.add_module_def(t.rtl("logic_blk"), t.d.rtl_module("logic_blk"));
-    t.g.module_defs_end();
-    t.g.module_bodies_begin(3);
-    t.g.add_module_body(0);
-    t.g.module_instances_begin(2);
-    PB::ICDB::MODULE wide = t.d.rtl_module("logic_blk");
-    wide.set_pnr_width(3);
-    NLG_IINSTANCE* lg = t.rtl("tile")->get_instance(1);
-    t.g.add_rtl_module_instance(lg, wide, {10, 1, 0}, 1.0f, 2.0f, "u");
-    t.g.add_rtl_module_instance(lg, wide, {-1, 7, 0}, 1.0f, 2.0f, "");
-    t.g.module_instances_end();
-    for (uint32_t body : {1u, 2u}) {
-        t.g.add_module_body(body);
-        t.g.module_instances_begin(0);
-        t.g.module_instances_end();
-    }
-    t.g.module_bodies_end();
-    t.g.end_serialize();
-    EXPECT_EQ(&t.fp.get_module(0).get_instance(0).get_module(), &t.fp.get_module(2));
-    EXPECT_EQ(t.fp.get_columns(), 13u);
-    EXPECT_EQ(t.fp.get_rows(), 3u);
-    EXPECT_EQ(t.fp.get_module(1).get_n_instances(), 0);
-    EXPECT_EQ(t.fp.get_module(0).get_n_ports(), 0);
-}
-
 TEST(FloorplanGenerator, FatalTexts) {
     {
         FAB_FLOORPLAN_IMPL fp;
