@@ -137,44 +137,29 @@ TEST(FullTraverse, FatalTexts) {
     EXPECT_FATAL(walk.traverse(w.d.rtl.get(), w.d.blc.get()), "blc_module");
 }
 
-TEST(Position, BothKindsOfPlace) {
+// A placed block's name, and what a node without a placement answers. Places, physical places
+// and uids of placed blocks show in the floorplan's table.
+TEST(Position, NamesAndNodesWithoutAPlacement) {
     WALK w;
     FAB_IPOSITION& p = *w.position;
-    NLG_IMODULE* top = w.d.rtl->get_module(0);
-    NLG_IINSTANCE* io0 = top->get_instance(3);
-    int32_t x = 7, y = 7, z = 7;
-    float fx = 0, fy = 0;
-    std::string uid = "old";
-
-    // A placed netlist instance: grid, physical place, name from the base and the grid.
-    p.set(io0, FAB_TEST::node_of(*w.tree, "io0"));
-    ASSERT_TRUE(p.is_valid());
-    ASSERT_TRUE(p.get_block_position_2(x, y, z));
-    EXPECT_EQ(std::vector<int32_t>({x, y, z}), std::vector<int32_t>({0, 1, 0}));
-    ASSERT_TRUE(p.get_physical_position_2(fx, fy));
-    EXPECT_EQ(fx, 0.0f);
-    EXPECT_EQ(fy, 20.0f);
-    EXPECT_FALSE(p.get_spare_row());
-    p.get_uid(uid);
-    EXPECT_EQ(uid, "");
-    std::ostringstream name;
-    EXPECT_TRUE(p.write_name(name, io0->get_module()->get_name()));
-    EXPECT_EQ(name.str(), "io_blk_r1_c0");
-
-    // A placement with a uid is named by it.
-    p.set(io0, FAB_TEST::node_of(*w.tree, "t0/lg"));
-    name.str("");
-    EXPECT_TRUE(p.write_name(name, io0->get_module()->get_name()));
-    EXPECT_EQ(name.str(), "LOGIC_X1Y0");
-    p.get_uid(uid);
-    EXPECT_EQ(uid, "LOGIC_X1Y0");
-
-    // A node without a record: nothing valid, and a warning for the spare-row question.
+    NLG_IINSTANCE* io0 = w.d.rtl->get_module(0)->get_instance(3);
+    const NS_SYMBOL::SYM base = io0->get_module()->get_name();
+    // Named by the uid, else by the module and the grid place.
+    for (const auto& [path, expected] :
+         {std::make_pair("io0", "io_blk_r1_c0"), std::make_pair("t0/lg", "LOGIC_X1Y0")}) {
+        p.set(io0, FAB_TEST::node_of(*w.tree, path));
+        std::ostringstream name;
+        EXPECT_TRUE(p.write_name(name, base));
+        EXPECT_EQ(name.str(), expected);
+    }
     p.set(io0, FAB_TEST::node_of(*w.tree, "t0"));
+    int32_t x, y, z;
+    float fx, fy;
+    std::ostringstream name;
     EXPECT_FALSE(p.is_valid());
     EXPECT_FALSE(p.get_block_position(x, y, z));
     EXPECT_FALSE(p.get_physical_position(fx, fy));
-    EXPECT_FALSE(p.write_name(name, io0->get_module()->get_name()));
+    EXPECT_FALSE(p.write_name(name, base));
     testing::internal::CaptureStdout();
     EXPECT_FALSE(p.get_spare_row());
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
