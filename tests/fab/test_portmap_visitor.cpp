@@ -1,0 +1,123 @@
+// The port map visitor on a small netlist: three parents (a block whose mux ports reach its
+// ports, a block with no mux, a second block), one request, and what enters the map.
+#include <gtest/gtest.h>
+
+#include <google/protobuf/text_format.h>
+
+#include <memory>
+#include <string>
+
+#include "fab/fab_portmap_visitor.h"
+#include "nlg/nlg_test_trace_graph.h"
+#include "util/util_hierarchy.h"
+
+namespace {
+
+//   MUX: a, b, c (in), y (out), paths a->y, b->y      MUX2: a (in), y (out), no request
+//   BLK: i0, i1 (in), o (out); m0:MUX with a on the net of i1 and i0, b without a pin, c on a
+//        net that reaches no port, y on the net of o; m1:MUX2 with a on the net of i0
+//   EMPTY: port e, no mux          BLK2: j (in); n0:MUX with a on the net of j
+//   TOP: b:BLK e:EMPTY c:BLK2
+struct PORTMAP_GRAPH {
+    NLG_TEST::TRACE_GRAPH t;
+    NLG_MODULE *mux, *mux2, *blk, *empty, *blk2, *top;
+
+    PORTMAP_GRAPH() {
+        mux = t.module("MUX");
+        for (const char* in : {"a", "b", "c"}) t.port(mux, in, NLG_IPORT::INPUT);
+        t.port(mux, "y", NLG_IPORT::OUTPUT);
+        mux2 = t.module("MUX2");
+        t.port(mux2, "a", NLG_IPORT::INPUT);
+        t.port(mux2, "y", NLG_IPORT::OUTPUT);
+
+        blk = t.module("BLK");
+        NLG_PORT* i0 = t.port(blk, "i0", NLG_IPORT::INPUT);
+        NLG_PORT* i1 = t.port(blk, "i1", NLG_IPORT::INPUT);
+        NLG_PORT* o = t.port(blk, "o", NLG_IPORT::OUTPUT);
+        NLG_NET* n_in = t.net(blk, "n_in", {i1, i0});
+        NLG_NET* n_c = t.net(blk, "n_c");
+        NLG_NET* n_o = t.net(blk, "n_o", {o});
+        NLG_INSTANCE* m0 = t.instance(blk, "m0", mux);
+        t.pin(m0, "a", n_in);
+        t.pin(m0, "c", n_c);
+        t.pin(m0, "y", n_o);
+        NLG_INSTANCE* m1 = t.instance(blk, "m1", mux2);
+        t.pin(m1, "a", n_in);
+
+        empty = t.module("EMPTY");
+        t.port(empty, "e", NLG_IPORT::INPUT);
+        blk2 = t.module("BLK2");
+        NLG_PORT* j = t.port(blk2, "j", NLG_IPORT::INPUT);
+        NLG_INSTANCE* n0 = t.instance(blk2, "n0", mux);
+        t.pin(n0, "a", t.net(blk2, "n_j", {j}));
+
+        top = t.module("TOP");
+        t.instance(top, "b", blk);
+        t.instance(top, "e", empty);
+        t.instance(top, "c", blk2);
+
+        for (NLG_MODULE* m : {mux, mux2}) {
+            t.rec(m).set_level(PB::ICDB::MODULE::PRIM_MUX);
+            t.set_mux(m, true, false, {{0, 3}, {1, 3}});
+        }
+        for (NLG_MODULE* m : {blk, empty, blk2}) t.rec(m).set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
+    }
+};
+
+}  // namespace
+
+TEST(PortmapVisitor, MuxPortsMapToTheBlockPortsTheyReach) {
+    PORTMAP_GRAPH g;
+    std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(g.t.graph().create_hmodules());
+    UTIL::HIERARCHY hierarchy(modules.get());
+    std::unique_ptr<NLG_IGRAPH::IHPATH> path(g.t.graph().create_hpath());
+    path->set_hierarchy(&hierarchy);
+
+    // Request "blocks" walks the three parents, request "none" has no parents.
+    PB::PORTMAPS::SPECIFICATIONS specs;
+    auto* parents = specs.add_parents();
+    for (NLG_MODULE* parent : {g.blk, g.empty, g.blk2}) {
+        parents->add_parent_module_indexes(parent->get_index());
+    }
+    specs.add_parents();
+    auto* mports = specs.add_children()->add_mports();
+    mports->set_module_index(g.mux->get_index());
+    for (int p : {0, 1, 2, 3}) mports->add_port_index(p);
+    for (int index : {0, 1}) {
+        const char* name = index == 0 ? "blocks" : "none";
+        g.t.sym(name);
+        auto* spec = specs.add_specs();
+        spec->set_name(name);
+        spec->set_parents_index(index);
+        spec->set_children_index(0);
+    }
+
+    UTIL::PORTMAPS_BUILDER portmaps;
+    portmaps.set_hierarchy(&hierarchy);
+    portmaps.set_specifications(specs);
+    FAB::generate_portmaps(&g.t.graph(), &g.t.annotations(), path.get(), portmaps);
+
+    // "blocks": BLK's m0:a reaches i0 and i1 and m0:y reaches o (m0:b has no pin, m0:c reaches
+    // no port, MUX2 is not asked for); EMPTY has no mux; BLK2's n0:a reaches j. "none": nothing.
+    auto subnode = [&](const char* text, NLG_MODULE* base) {
+        UTIL::HPATH_SETTABLE p(&hierarchy);
+        EXPECT_TRUE(p.set_from_string(text, static_cast<uint32_t>(base->get_index())));
+        return std::to_string(hierarchy.get_node(p));
+    };
+    auto entry = [&](const char* text, NLG_MODULE* base, const char* ports) {
+        return " subnode_to_ports { child_subnode: " + subnode(text, base) + " parent_ports { " +
+               ports + " } }";
+    };
+    PB::PORTMAPS expected;
+    ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(
+        "portmaps { module_to_subnode_to_ports { parent_module_index: " +
+            std::to_string(g.blk->get_index()) + entry("m0:a", g.blk, "ports: 0 ports: 1") +
+            entry("m0:y", g.blk, "ports: 2") +
+            " } module_to_subnode_to_ports { parent_module_index: " +
+            std::to_string(g.blk2->get_index()) + entry("n0:a", g.blk2, "ports: 0") +
+            " } } portmaps { }",
+        &expected));
+    PB::PORTMAPS made = portmaps.get_pb();
+    made.clear_specifications();
+    EXPECT_EQ(made.DebugString(), expected.DebugString());
+}
