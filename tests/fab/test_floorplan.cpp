@@ -168,6 +168,22 @@ struct GENERATOR {
     NLG_IMODULE* blc(const char* name) { return d.blc_of(name); }
 };
 
+// Two definitions with one key: the later one is found.
+TEST(FloorplanGenerator, LaterDefinitionOfAKeyWins) {
+    GENERATOR t;
+    t.g.module_defs_begin(2);
+    t.g.add_module_def(t.blc("LOGIC"), t.d.blc_module("LOGIC"));
+    t.g.add_module_def(t.rtl("logic_blk"), t.d.rtl_module("logic_blk"));
+    t.g.module_defs_end();
+    t.g.module_bodies_begin(2);
+    t.g.add_module_body(0);
+    t.g.module_instances_begin(1);
+    t.g.add_rtl_module_instance(t.rtl("tile")->get_instance(1), t.d.rtl_module("logic_blk"),
+                                {1, 0, 0}, 1.0f, 2.0f, "");
+    t.g.module_instances_end();
+    EXPECT_EQ(&t.fp.get_module(0).get_instance(0).get_module(), &t.fp.get_module(1));
+}
+
 TEST(FloorplanGenerator, FatalTexts) {
     {
         FAB_FLOORPLAN_IMPL fp;

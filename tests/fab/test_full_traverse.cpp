@@ -118,6 +118,18 @@ TEST(FullTraverse, WalksBothViewsWithNodesAndRunningLocation) {
     EXPECT_EQ(w.run<FAB_FULL_TRAVERSE>(), full);
 }
 
+// Netlist modules that share a logical pair share its block-level twin.
+TEST(RtlToBlcMatch, ModulesOfOnePairShareTheTwin) {
+    DEVICE d;
+    FAB_TEST::build(d);
+    d.rtl_module("mux").mutable_logical_name()->CopyFrom(d.rtl_module("logic_blk").logical_name());
+    d.rtl_module("mux").mutable_logical_impl()->CopyFrom(d.rtl_module("logic_blk").logical_impl());
+    RTL_TO_BLC_MATCH match;
+    match.init(d.rtl.get(), d.blc.get(), d.rtl_annss.get(), d.blc_annss.get());
+    EXPECT_EQ(match.get_match(d.rtl_of("mux")), d.blc_of("LOGIC"));
+    EXPECT_EQ(match.get_match(d.rtl_of("logic_blk")), d.blc_of("LOGIC"));
+}
+
 TEST(FullTraverse, FatalTexts) {
     using NLG_TEST::fatal;
     WALK w;
