@@ -1,4 +1,5 @@
-// The routing graph model: the fatal texts of the node views and the numbering.
+// The routing graph model: the path adapter, and the fatal texts of the node views and the
+// numbering.
 #include <gtest/gtest.h>
 
 #include "fab/fab_graph_traverse.h"
@@ -15,6 +16,28 @@ void set_grid(int32_t max_x, int32_t max_y) {
     g_min_y = 0;
     g_max_x = max_x;
     g_max_y = max_y;
+}
+
+TEST(RoutingGraphPath, AdaptsAStackWithoutCopying) {
+    NLG_TEST::BUILDER b;
+    NLG_MODULE* leaf = b.module("leaf", 2, 0);
+    b.port(leaf, "a", 0);
+    NLG_PORT* y = b.port(leaf, "y", 1);
+    NLG_MODULE* top = b.module("top", 0, 3);
+    b.instance(top, "u0", leaf);
+    b.instance(top, "u1", leaf);
+    NLG_IINSTANCE* u2 = b.instance(top, "u2", leaf);
+    FAB_INSTANCES stack = {u2};
+    RE_PATH path(nullptr, &stack, y);
+    EXPECT_EQ(path.size(), 1u);
+    EXPECT_EQ(path.get_instance(0), 2u);
+    EXPECT_EQ(path.get_port_index(), 1u);
+    EXPECT_EQ(path.get_base_module_index(), 0u);
+    RE_PATH to_instance(nullptr, &stack, nullptr);
+    EXPECT_EQ(to_instance.get_port_index(), UTIL::IHIERARCHY::IMODULE::PORT_INDEX_INVALID);
+    stack.clear();
+    EXPECT_EQ(path.size(), 0u);
+    delete b.graph();
 }
 
 class REFUSING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
