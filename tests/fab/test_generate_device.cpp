@@ -1,6 +1,7 @@
 // generate on generated devices: the call sequence, endpoints, locations, numbering per cell
-// and type, shadows and their VIRTUAL edges, the same edges without the memo, and the same
-// graph from a whole run with a translation database that answers for it.
+// and type, shadows and their VIRTUAL edges, the same edges without the memo, the same graph
+// from a whole run with a translation database that answers for it, and what records that
+// contradict the netlist get.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -427,9 +428,8 @@ TEST(GenerateDeathTest, ContradictingRecords) {
     };
     const std::vector<std::function<std::string(DEVICE_RUN&)>> spoils = {
         [&](DEVICE_RUN& r) {
-            NLG_IPORT* out = port(r.m_rtl, "rt_mux_h2r", [](NLG_IPORT* p, auto&) {
-                return p->is_output();
-            });
+            NLG_IPORT* out =
+                port(r.m_rtl, "rt_mux_h2r", [](NLG_IPORT* p, auto&) { return p->is_output(); });
             r.m_rtl.m_annss->get_icdb().get_port(*out).set_merge_type(PB::ICDB::APORT::MERGE);
             return std::string("blc_node_iter != m_mux_to_blc_node_map->end()");
         },
@@ -445,7 +445,8 @@ TEST(GenerateDeathTest, ContradictingRecords) {
                 return q->is_output() && a.is_route_type_normal() && a.has_re_name();
             });
             r.m_blc.m_annss->get_icdb().get_port(*p).clear_re_name();
-            return "port " + p->get_name().str() + " on module CELL in BLC doesn't have valid RE name!";
+            return "port " + p->get_name().str() +
+                   " on module CELL in BLC doesn't have valid RE name!";
         }};
     for (const auto& spoil : spoils) {
         DEVICE_RUN run("tiny");
