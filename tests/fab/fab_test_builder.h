@@ -34,7 +34,6 @@ class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
     struct NODE_DATA {
         uint32_t m_class, m_type, m_direction, m_index;
         int32_t m_length, m_clipped, m_x, m_y, m_z;
-        uint32_t m_re_type;  // the RE type of every node, block ports included
     };
 
     uint32_t add_node(const FAB::ROUTING_GRAPH::NODE& node) override {
@@ -42,9 +41,7 @@ class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
         node.get_location(x, y, z);
         const uint32_t re_class = node.get_re_class();
         m_data.push_back({re_class, re_class == 3 ? node.get_node_type() : 0, node.get_direction(),
-                          node.get_index(), node.get_length(), node.get_clipped_length(), x, y, z,
-                          0});
-        record_place(node);
+                          node.get_index(), node.get_length(), node.get_clipped_length(), x, y, z});
         std::ostringstream os;
         os << node.get_unique_port().get_module_name() << "."
            << node.get_unique_port().get_port_name() << " class " << node.get_re_class();
@@ -61,16 +58,6 @@ class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
     }
     void end_nodes() override { m_calls += "n"; }
 
-    static std::string place(const FAB_INSTANCES& instances, NLG_IPORT* port) {
-        std::ostringstream os;
-        const char* sep = "";
-        for (const NLG_IINSTANCE* i : instances) {
-            os << sep << i->get_name();
-            sep = "/";
-        }
-        if (port) os << "." << port->get_name();
-        return os.str();
-    }
     void begin_edges(uint32_t kind) override {
         m_calls += "E" + std::to_string(kind);
         m_kind = kind;
@@ -82,22 +69,8 @@ class RECORDING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
     void end_edges() override { m_calls += "e"; }
     void end_graph() override { m_calls += "g"; }
 
-    // The library's own nodes also tell their RE type and place; other nodes keep type 0.
-    void record_place(const FAB::ROUTING_GRAPH::NODE& node) {
-        const NODE_IMPL* impl = dynamic_cast<const NODE_IMPL*>(&node);
-        std::ostringstream os;
-        if (impl && impl->m_path) {
-            m_data.back().m_re_type = impl->m_type;
-            os << place(*impl->m_path, nullptr) << "." << node.get_unique_port().get_port_name();
-        }
-        m_places.push_back(os.str());
-    }
-
     std::string m_calls;
     std::vector<std::string> m_nodes;
-    // Each node's place as "inst/inst.port", instance names from the top, for the sweeps that
-    // look a node up by where it lies.
-    std::vector<std::string> m_places;
     std::vector<NODE_DATA> m_data;
     EDGES m_edges;
     uint32_t m_kind = 99;

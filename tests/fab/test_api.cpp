@@ -1,5 +1,5 @@
-// The run object: default interface, reads through TESSEL_API, guards, timers, ownership of a
-// translate object and the release order of the destructor.
+// The run object: reads through TESSEL_API, guards, timers, ownership of a translate object and
+// the release order of the destructor.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -72,28 +72,6 @@ std::string small_graph_file() {
 
 }  // namespace
 
-TEST(FabApi, DefaultInterfaceReadsGraphs) {
-    std::unique_ptr<FAB::API> api(fab_create(nullptr, nullptr, false));
-    EXPECT_STREQ(api->get_version(), "v0.1");
-    FAB_IMPL* impl = static_cast<FAB_IMPL*>(api.get());
-    ASSERT_NE(impl->get_api(), nullptr);
-    EXPECT_STREQ(impl->get_api()->get_version(), "Tessel_api_impl/1.0");
-    std::string file = small_graph_file();
-    std::istringstream rtl(file), blc(file);
-    api->read_rtl_graph(rtl);
-    api->read_blc_graph(blc);
-    ASSERT_NE(impl->get_rtl_graph(), nullptr);
-    EXPECT_EQ(impl->get_rtl_graph()->get_num_modules(), 3u);
-    EXPECT_EQ(impl->get_blc_graph()->get_num_modules(), 3u);
-    // Each graph has a symbol table of its own.
-    EXPECT_NE(impl->get_rtl_graph()->get_symbol_table(), impl->get_blc_graph()->get_symbol_table());
-    // Without annotation sets the floorplan step stops at the first missing input.
-    EXPECT_FATAL(api->create_floorplan(), "m_rtl_annss");
-    EXPECT_FATAL(api->create_routing_graph(),
-                 "Can't create routing graph without a floorplan. Call "
-                 "create_floorplan first.");
-}
-
 TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
     FAKE_TESSEL tessel;
     std::string file = small_graph_file();
@@ -101,8 +79,13 @@ TEST(FabApi, ReadsGoThroughTheGivenInterfaceInBinaryFormat) {
     FAB_IMPL* impl = static_cast<FAB_IMPL*>(api.get());
     std::istringstream rtl(file), blc(file), ann("");
     api->read_rtl_graph(rtl);
-    api->read_rtl_annotation(ann);
     api->read_blc_graph(blc);
+    // Without annotation sets the floorplan step stops at the first missing input.
+    EXPECT_FATAL(api->create_floorplan(), "m_rtl_annss");
+    EXPECT_FATAL(api->create_routing_graph(),
+                 "Can't create routing graph without a floorplan. Call "
+                 "create_floorplan first.");
+    api->read_rtl_annotation(ann);
     api->read_blc_annotation(ann);
     EXPECT_EQ(tessel.m_formats, std::vector<int>(4, TESSEL_API::FORMAT_PB_BIN));
     ASSERT_EQ(tessel.m_annotated.size(), 2u);

@@ -1,6 +1,5 @@
 // The floorplan of a small device read through the run object: a hand-computed table of
-// modules, ports, instances and grid; the same run as a listing of the protocol calls; the
-// generator's edge cases and fatal texts.
+// modules, ports, instances and grid; the generator's edge cases and fatal texts.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +25,6 @@ using FAB_TEST::DEVICE;
 // The run object after reading the four files of the small device, as a caller would.
 struct RUN {
     std::unique_ptr<FAB::API> api{fab_create(nullptr, nullptr, false)};
-    FAB_IMPL& impl() { return static_cast<FAB_IMPL&>(*api); }
 
     explicit RUN(const std::function<void(DEVICE&)>& change = nullptr) {
         DEVICE d;
@@ -36,11 +34,9 @@ struct RUN {
     }
 };
 
-// The floorplan of the small device, and the same run as a listing of the protocol calls.
-TEST(Floorplan, SmallDeviceTableAndProtocolListing) {
+// The floorplan of the small device.
+TEST(Floorplan, SmallDeviceTable) {
     RUN run;
-    std::ostringstream trace;
-    run.impl().set_floorplan_trace(&trace);
     std::unique_ptr<FAB::FLOORPLAN> fp(run.api->create_floorplan());
     // Module 0 is the device with the placed non-routing blocks (the spare tile's and the
     // routing blocks are absent); then every block-level module but the primitive mux.
@@ -69,29 +65,6 @@ TEST(Floorplan, SmallDeviceTableAndProtocolListing) {
     EXPECT_EQ(g_max_y, 4);
     // The run keeps the pieces it made; a second floorplan is refused.
     EXPECT_FATAL(run.api->create_floorplan(), "m_instance_tree == NULL");
-    EXPECT_EQ(trace.str(),
-              "begin serialize()\nmodule_defs_begin(5)\n"
-              "add_module_def(top, -, -)\n"
-              "add_module_def(LOGIC, LOGIC, DEFAULT)\nmodule_ports_begin(2)\n"
-              "add_module_port(datain, 1)\nadd_module_port(out, 0)\nmodule_ports_end()\n"
-              "add_module_def(IO__-, IO, -)\nmodule_ports_begin(1)\n"
-              "add_module_port(pad, 0)\nmodule_ports_end()\n"
-              "add_module_def(CELL, CELL, DEFAULT)\nmodule_ports_begin(2)\n"
-              "add_module_port(a, 0)\nadd_module_port(q, 1)\nmodule_ports_end()\n"
-              "add_module_def(SUB, SUB, DEFAULT)\nmodule_ports_begin(0)\nmodule_ports_end()\n"
-              "module_defs_end()\nmodule_bodies_begin(5)\n"
-              "add_module_body(0)\nmodule_instances_begin(3)\n"
-              "add_rtl_module_instance(lg, LOGIC, DEFAULT, 1, 0, 0, 12.5, 0, LOGIC_X1Y0)\n"
-              "add_rtl_module_instance(lg, LOGIC, DEFAULT, 1, 3, 0, 12.5, 60, )\n"
-              "add_rtl_module_instance(io0, IO, -, 0, 1, 0, 0, 20, )\nmodule_instances_end()\n"
-              "add_module_body(1)\nmodule_instances_begin(3)\n"
-              "add_blc_module_instance(c0, 0, 0, 0)\nadd_blc_module_instance(c1, 0, 1, 1)\n"
-              "add_blc_module_instance(c2, -1, -1, -1)\nmodule_instances_end()\n"
-              "add_module_body(2)\nmodule_instances_begin(0)\nmodule_instances_end()\n"
-              "add_module_body(3)\nmodule_instances_begin(1)\n"
-              "add_blc_module_instance(s, 1, 0, 0)\nmodule_instances_end()\n"
-              "add_module_body(4)\nmodule_instances_begin(0)\nmodule_instances_end()\n"
-              "module_bodies_end()\nend serialize()\n");
 }
 
 TEST(Floorplan, UnplacedBlockKeepsUnknownPlaceAndLeavesTheGrid) {
@@ -196,36 +169,20 @@ struct GENERATOR {
     NLG_IMODULE* blc(const char* name) { return d.blc_of(name); }
 };
 
-TEST(FloorplanGenerator, LaterKeyWinsAndExtentsGrowBySize) {
+// Two definitions with one key: the later one is found.
+TEST(FloorplanGenerator, LaterDefinitionOfAKeyWins) {
     GENERATOR t;
-    t.g.begin_serialize();
-    t.g.module_defs_begin(3);
-    t.g.add_module_def(t.rtl("top"), t.d.rtl_module("top"));
-    // Two definitions with key LOGIC: the later one is found.
+    t.g.module_defs_begin(2);
     t.g.add_module_def(t.blc("LOGIC"), t.d.blc_module("LOGIC"));
     t.g.add_module_def(t.rtl("logic_blk"), t.d.rtl_module("logic_blk"));
     t.g.module_defs_end();
-    t.g.module_bodies_begin(3);
+    t.g.module_bodies_begin(2);
     t.g.add_module_body(0);
-    t.g.module_instances_begin(2);
-    PB::ICDB::MODULE wide = t.d.rtl_module("logic_blk");
-    wide.set_pnr_width(3);
-    NLG_IINSTANCE* lg = t.rtl("tile")->get_instance(1);
-    t.g.add_rtl_module_instance(lg, wide, {10, 1, 0}, 1.0f, 2.0f, "u");
-    t.g.add_rtl_module_instance(lg, wide, {-1, 7, 0}, 1.0f, 2.0f, "");
+    t.g.module_instances_begin(1);
+    t.g.add_rtl_module_instance(t.rtl("tile")->get_instance(1), t.d.rtl_module("logic_blk"),
+                                {1, 0, 0}, 1.0f, 2.0f, "");
     t.g.module_instances_end();
-    for (uint32_t body : {1u, 2u}) {
-        t.g.add_module_body(body);
-        t.g.module_instances_begin(0);
-        t.g.module_instances_end();
-    }
-    t.g.module_bodies_end();
-    t.g.end_serialize();
-    EXPECT_EQ(&t.fp.get_module(0).get_instance(0).get_module(), &t.fp.get_module(2));
-    EXPECT_EQ(t.fp.get_columns(), 13u);
-    EXPECT_EQ(t.fp.get_rows(), 3u);
-    EXPECT_EQ(t.fp.get_module(1).get_n_instances(), 0);
-    EXPECT_EQ(t.fp.get_module(0).get_n_ports(), 0);
+    EXPECT_EQ(&t.fp.get_module(0).get_instance(0).get_module(), &t.fp.get_module(1));
 }
 
 TEST(FloorplanGenerator, FatalTexts) {

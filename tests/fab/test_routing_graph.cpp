@@ -1,5 +1,5 @@
-// The routing graph model: clipping and location of wires at the grid's edges, the path
-// adapter, and the fatal texts of the node views and the numbering.
+// The routing graph model: the path adapter, and the fatal texts of the node views and the
+// numbering.
 #include <gtest/gtest.h>
 
 #include "fab/fab_graph_traverse.h"
@@ -8,7 +8,6 @@
 
 namespace {
 
-using PB::ICDB_NET;
 using PB::MUX_DESCRIPTION;
 
 void set_grid(int32_t max_x, int32_t max_y) {
@@ -16,59 +15,6 @@ void set_grid(int32_t max_x, int32_t max_y) {
     g_min_y = 0;
     g_max_x = max_x;
     g_max_y = max_y;
-}
-
-struct CLIP_CASE {
-    const char* m_what;
-    uint32_t m_type;
-    uint32_t m_direction;
-    int32_t m_length;
-    int32_t m_x, m_y;
-    int32_t m_clipped;
-    int32_t m_loc_x, m_loc_y;
-};
-
-// Grid of 6 columns and 6 rows (0..5).
-const CLIP_CASE CLIP_CASES[] = {
-    {"RIGHT past the edge", MUX_DESCRIPTION::H, ICDB_NET::RIGHT, 6, 3, 2, 2, 3, 2},
-    {"RIGHT inside", MUX_DESCRIPTION::H, ICDB_NET::RIGHT, 2, 3, 2, 2, 3, 2},
-    {"RIGHT at the last column", MUX_DESCRIPTION::H, ICDB_NET::RIGHT, 2, 5, 2, 0, 5, 2},
-    {"LEFT past the edge", MUX_DESCRIPTION::H, ICDB_NET::LEFT, 6, 4, 1, 4, 0, 1},
-    {"LEFT inside, located at its far end", MUX_DESCRIPTION::H, ICDB_NET::LEFT, 2, 4, 1, 2, 2, 1},
-    {"LEFT at column 0", MUX_DESCRIPTION::H, ICDB_NET::LEFT, 2, 0, 1, 0, 0, 1},
-    {"UP past the edge", MUX_DESCRIPTION::V, ICDB_NET::UP, 2, 1, 4, 1, 1, 4},
-    {"UP at the last row", MUX_DESCRIPTION::V, ICDB_NET::UP, 2, 1, 5, 0, 1, 5},
-    {"DOWN past the edge", MUX_DESCRIPTION::V, ICDB_NET::DOWN, 2, 1, 1, 1, 1, 0},
-    {"DOWN inside", MUX_DESCRIPTION::V, ICDB_NET::DOWN, 2, 1, 3, 2, 1, 1},
-    {"no direction", MUX_DESCRIPTION::WM, ICDB_NET::NO_DIR, 3, 5, 5, 3, 5, 5},
-    {"length 0", MUX_DESCRIPTION::H, ICDB_NET::RIGHT, 0, 5, 5, 0, 5, 5},
-    {"length -1 (block and shadow nodes)", MUX_DESCRIPTION::BLOCK_PORT, ICDB_NET::LEFT, -1, 3, 3,
-     -1, 3, 3},
-    {"LL RIGHT moves by one", MUX_DESCRIPTION::LL, ICDB_NET::RIGHT, 1, 4, 2, 1, 5, 2},
-    {"LL RIGHT moves whatever the length", MUX_DESCRIPTION::LL, ICDB_NET::RIGHT, -1, 2, 2, -1, 3,
-     2},
-    {"LL RIGHT at the last column stays", MUX_DESCRIPTION::LL, ICDB_NET::RIGHT, 1, 5, 2, 0, 5, 2},
-    {"LL LEFT is a plain wire", MUX_DESCRIPTION::LL, ICDB_NET::LEFT, 1, 2, 2, 1, 1, 2},
-};
-
-TEST(RoutingGraphNode, ClippedLengthAndLocationAtTheGridEdges) {
-    set_grid(5, 5);
-    for (const CLIP_CASE& c : CLIP_CASES) {
-        NODE_IMPL node;
-        node.m_type = c.m_type;
-        node.m_direction = c.m_direction;
-        node.m_length = c.m_length;
-        node.m_x = c.m_x;
-        node.m_y = c.m_y;
-        node.m_z = 1;
-        int32_t x = -9, y = -9, z = -9;
-        node.get_location(x, y, z);
-        EXPECT_EQ(node.get_clipped_length(), c.m_clipped) << c.m_what;
-        EXPECT_EQ(x, c.m_loc_x) << c.m_what;
-        EXPECT_EQ(y, c.m_loc_y) << c.m_what;
-        EXPECT_EQ(z, 1) << c.m_what;
-        EXPECT_LE(node.get_clipped_length(), node.get_length()) << c.m_what;
-    }
 }
 
 TEST(RoutingGraphPath, AdaptsAStackWithoutCopying) {

@@ -1,9 +1,7 @@
 // The floorplan feed's pieces on a small netlist: mux descriptions by mux index with gaps
 // filled, the first module of an index kept, every mux module reported to the block table,
-// the global GID types, and the sector list's print form.
+// and the global GID types.
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 #include "fab/tsl_fab.h"
 #include "nlg_builders.h"
@@ -28,13 +26,6 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
         t.set_mux(m, true, false, {{0, 1}});
         r.mutable_paths(0)->set_is_hipi_path(true);
     }
-    PB::ICDB::MODULE& r = t.rec(first);
-    r.add_subpaths()->add_name("cfg");
-    PB::ICDB::MODULE::SETTINGS* settings = r.add_settings();
-    settings->set_path_index(0);
-    PB::ICDB::MODULE::SETTING* setting = settings->add_setting();
-    setting->set_subpath_index(0);
-    setting->set_value("v0");
 
     std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(t.graph().create_hmodules());
     UTIL::HIERARCHY hierarchy(modules.get());
@@ -61,10 +52,6 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
               "Unknown description for mux_index = 4\n");
     EXPECT_EQ(tlblocks.get_mux_index(static_cast<uint32_t>(first->get_index())), 5u);
     EXPECT_EQ(tlblocks.get_mux_index(static_cast<uint32_t>(second->get_index())), 5u);
-    std::vector<std::vector<UTIL::TL_SETTING_PAIR>> by_path;
-    tlblocks.get_settings(by_path, static_cast<uint32_t>(first->get_index()));
-    ASSERT_EQ(by_path.size(), 1u);
-    EXPECT_EQ(UTIL::fast_name(by_path[0].at(0).second), "v0");
 
     NLG_TEST::TRACE_GRAPH none;
     none.module("TOP");
@@ -81,10 +68,4 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
     EXPECT_EQ(types[14].second, 2);
     EXPECT_EQ(UTIL::fast_name(types[27].first), "V");
     EXPECT_EQ(types[27].second, 32);
-
-    FAB_SECTORS sectors{{t.sym("S0"), t.sym("S1")}};
-    t.graph().get_symbol_table()->init_name_fast();
-    std::ostringstream os;
-    os << sectors;
-    EXPECT_EQ(os.str(), "FAB_SECTORS {\nS0, S1, \n}");
 }
