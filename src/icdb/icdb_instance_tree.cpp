@@ -34,7 +34,7 @@ void INSTANCE_TREE::load(NLG_ICDB_ANNS& reader) {
         const uint64_t node = static_cast<uint64_t>(entry.node());
         PB::ICDB::FLAT_INSTANCE& record = m_flat_instances[node];
         record.MergeFrom(entry.instance());
-        m_index.emplace(node, &record);
+        add_to_index(node, &record);
     }
 }
 
@@ -72,13 +72,36 @@ UTIL::IHIERARCHY* INSTANCE_TREE::get_hierarchy() {
 }
 
 const PB::ICDB::FLAT_INSTANCE* INSTANCE_TREE::get_flat_instance(uint64_t node) const {
+    if (m_filter.empty()) return nullptr;
+    const size_t bit = filter_bit(node);
+    if (!(m_filter[bit / 64] >> (bit % 64) & 1)) return nullptr;
     const PB::ICDB::FLAT_INSTANCE* const* record = m_index.find(node);
     return record ? *record : nullptr;
 }
 
+void INSTANCE_TREE::add_to_index(uint64_t node, const PB::ICDB::FLAT_INSTANCE* record) {
+    if (!m_index.emplace(node, record).second) return;
+    const size_t wanted_bits = 16 * m_index.size();
+    if (64 * m_filter.size() < wanted_bits) {
+        // Grown: the bits for the new count, refilled from the index.
+        size_t bits = 64;
+        while (bits < wanted_bits) bits *= 2;
+        m_filter.assign(bits / 64, 0);
+        m_filter_shift = 64;
+        for (size_t b = bits; b > 1; b /= 2) --m_filter_shift;
+        m_index.for_each([this](uint64_t key, const PB::ICDB::FLAT_INSTANCE*) {
+            const size_t bit = filter_bit(key);
+            m_filter[bit / 64] |= uint64_t(1) << (bit % 64);
+        });
+        return;
+    }
+    const size_t bit = filter_bit(node);
+    m_filter[bit / 64] |= uint64_t(1) << (bit % 64);
+}
+
 bool INSTANCE_TREE::add_flat_instance(uint64_t node, const PB::ICDB::FLAT_INSTANCE& record) {
     auto inserted = m_flat_instances.try_emplace(node, record);
-    if (inserted.second) m_index.emplace(node, &inserted.first->second);
+    if (inserted.second) add_to_index(node, &inserted.first->second);
     return inserted.second;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <unordered_map>
+#include <vector>
 
 #include "ann_icdb.pb.h"
 #include "icdb_iinstance_tree.h"
@@ -40,6 +41,16 @@ class INSTANCE_TREE : public IINSTANCE_TREE {
     // adjacent slots instead of a division and a chain of scattered nodes. The records stay in
     // the map, whose values never move.
     UTIL::HASH64_MAP<const PB::ICDB::FLAT_INSTANCE*> m_index;
+    // Sixteen to thirty-two bits per record, the bit of each node that has a record set:
+    // small enough to stay in the nearest caches, it turns away nearly all misses before
+    // the index is touched.
+    std::vector<uint64_t> m_filter;
+    unsigned m_filter_shift = 64;
+
+    void add_to_index(uint64_t node, const PB::ICDB::FLAT_INSTANCE* record);
+    size_t filter_bit(uint64_t node) const {
+        return static_cast<size_t>((node * 0x9E3779B97F4A7C15ULL) >> m_filter_shift);
+    }
 };
 
 }  // namespace ICDB
