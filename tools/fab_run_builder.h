@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -120,13 +121,15 @@ class CSR_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
             csr.m_generated[at] = e.m_generated;
             csr.m_fixed[at] = e.m_fixed;
         }
-        std::vector<PENDING_EDGE>().swap(m_pending);
+        std::deque<PENDING_EDGE>().swap(m_pending);
         m_kind = -1;
     }
 
     std::vector<NODE_RECORD> m_nodes;
     std::array<CSR, N_KINDS> m_csr;
-    std::vector<PENDING_EDGE> m_pending;
+    // A deque: the CRF kind alone holds tens of millions of edges, and a vector's last growth
+    // would hold the old and the new array at once, more than the finished graph.
+    std::deque<PENDING_EDGE> m_pending;
     int m_kind = -1;
     // Set by the first edge of the kind that no trace made: every later edge is fixed.
     bool m_past_generated = false;

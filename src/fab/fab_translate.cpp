@@ -259,7 +259,7 @@ bool TRANSLATE::write(std::ostream& output, uint32_t format) {
     UTIL_ASSERT(m_mux_descriptions != NULL);
     UTIL_ASSERT(m_edgemap != NULL);
     UTIL::PARTITIONS_SERIALIZABLE partitions(m_partitions, nullptr);
-    std::ostringstream body(std::ios::out | std::ios::binary);
+    std::stringstream body(std::ios::in | std::ios::out | std::ios::binary);
     m_modulesmap->write(body, format);
     m_mux_descriptions->write(body, format);
     m_tlblocks->write(body, format);
@@ -269,8 +269,8 @@ bool TRANSLATE::write(std::ostream& output, uint32_t format) {
     m_nodemap->write(body, format);
     m_edgemap->write(body, format);
     m_symbol_file.write(output, format);
-    const std::string& bytes = body.str();
-    output.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    // Straight from the buffer: str() would copy the whole file once more.
+    if (body.tellp() > 0) output << body.rdbuf();
     return true;
 }
 

@@ -29,8 +29,13 @@ INSTANCE_TREE::~INSTANCE_TREE() {
 void INSTANCE_TREE::load(NLG_ICDB_ANNS& reader) {
     const PB::ICDB::MODULE& top = reader.get_module(*m_graph->get_module(0));
     m_flat_instances.reserve(m_flat_instances.size() + top.flat_instance_nodes_size());
-    for (const PB::ICDB::FLAT_INSTANCE_NODE& entry : top.flat_instance_nodes())
-        m_flat_instances[static_cast<uint64_t>(entry.node())].MergeFrom(entry.instance());
+    m_index.reserve(m_flat_instances.size() + top.flat_instance_nodes_size());
+    for (const PB::ICDB::FLAT_INSTANCE_NODE& entry : top.flat_instance_nodes()) {
+        const uint64_t node = static_cast<uint64_t>(entry.node());
+        PB::ICDB::FLAT_INSTANCE& record = m_flat_instances[node];
+        record.MergeFrom(entry.instance());
+        add_to_index(node, &record);
+    }
 }
 
 bool INSTANCE_TREE::store(NLG_ICDB_ANNS& reader, const std::vector<uint32_t>& sector_modules) {
@@ -67,12 +72,37 @@ UTIL::IHIERARCHY* INSTANCE_TREE::get_hierarchy() {
 }
 
 const PB::ICDB::FLAT_INSTANCE* INSTANCE_TREE::get_flat_instance(uint64_t node) const {
-    auto it = m_flat_instances.find(node);
-    return it == m_flat_instances.end() ? nullptr : &it->second;
+    if (m_filter.empty()) return nullptr;
+    const size_t bit = filter_bit(node);
+    if (!(m_filter[bit / 64] >> (bit % 64) & 1)) return nullptr;
+    const PB::ICDB::FLAT_INSTANCE* const* record = m_index.find(node);
+    return record ? *record : nullptr;
+}
+
+void INSTANCE_TREE::add_to_index(uint64_t node, const PB::ICDB::FLAT_INSTANCE* record) {
+    if (!m_index.emplace(node, record).second) return;
+    const size_t wanted_bits = 16 * m_index.size();
+    if (64 * m_filter.size() < wanted_bits) {
+        // Grown: the bits for the new count, refilled from the index.
+        size_t bits = 64;
+        while (bits < wanted_bits) bits *= 2;
+        m_filter.assign(bits / 64, 0);
+        m_filter_shift = 64;
+        for (size_t b = bits; b > 1; b /= 2) --m_filter_shift;
+        m_index.for_each([this](uint64_t key, const PB::ICDB::FLAT_INSTANCE*) {
+            const size_t bit = filter_bit(key);
+            m_filter[bit / 64] |= uint64_t(1) << (bit % 64);
+        });
+        return;
+    }
+    const size_t bit = filter_bit(node);
+    m_filter[bit / 64] |= uint64_t(1) << (bit % 64);
 }
 
 bool INSTANCE_TREE::add_flat_instance(uint64_t node, const PB::ICDB::FLAT_INSTANCE& record) {
-    return m_flat_instances.try_emplace(node, record).second;
+    auto inserted = m_flat_instances.try_emplace(node, record);
+    if (inserted.second) add_to_index(node, &inserted.first->second);
+    return inserted.second;
 }
 
 IINSTANCE_TREE* create_instance_tree(NLG_IGRAPH* graph) {
