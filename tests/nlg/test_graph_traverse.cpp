@@ -279,16 +279,6 @@ TEST(GraphTraverse, BaseWalkNodesRecordsAndSpareRows) {
 TEST(GraphTraverse, LevelWalksStopAtTheirLevel) {
     DEVICE d;
 
-    // Sectors: only the two sector instances, no module events; the spare mark of s1 is never
-    // read because sector pushes read no records.
-    RECORDER sectors;
-    std::unique_ptr<TSL_TRAVERSE_BASE> ts(
-        tsl_create_traverse_sector(&sectors, d.annss.get(), d.tree.get()));
-    sectors.set_traverse(ts.get());
-    ts->traverse(d.graph.get());
-    EXPECT_EQ(sectors.m_log, LOG({"+G", "+I s0", "-I s0", "+I s1", "-I s1", "-G"}));
-    EXPECT_EQ(sectors.m_nodes.at("s1"), d.node("s1"));
-
     // Top-level IP blocks, with their own positions; spare tiles only when asked.
     RECORDER tops;
     tops.m_details = true;

@@ -37,6 +37,10 @@ struct WRAPPER_GRAPH {
         translator.add_mux("DRV", true, "\"H\"", "1000", "\"R\"", false, {"drvin", "drvout"});
     }
     std::string merge() {
+        // The merger's cell sets are process-wide and keyed by module address: entries left by
+        // an earlier, freed graph could name a module of this one.
+        nlg_buffer_cell_set().clear();
+        nlg_clock_cell_set().clear();
         testing::internal::CaptureStdout();
         translator.merge_muxes(&t.graph());
         return testing::internal::GetCapturedStdout();
@@ -130,6 +134,10 @@ struct HIPI_GRAPH {
         t.instances(top, "w0:HWRAP");
     }
     std::string merge() {
+        // The merger's cell sets are process-wide and keyed by module address: entries left by
+        // an earlier, freed graph could name a module of this one.
+        nlg_buffer_cell_set().clear();
+        nlg_clock_cell_set().clear();
         testing::internal::CaptureStdout();
         translator.merge_muxes(&t.graph());
         return testing::internal::GetCapturedStdout();

@@ -1,5 +1,5 @@
 // Graph files: round trips in both formats (what survives and what does not), the frame
-// sequence, cut and over-long streams, the event order, and the phase checks of the reader.
+// sequence, cut and over-long streams, and the phase checks of the reader.
 #include <gtest/gtest.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
@@ -287,61 +287,6 @@ TEST(NlgReadWrite, MessageWithoutTerminatorStops) {
     graph_read.set_graph(&g);
     message.mutable_graph_objs(0)->mutable_symbol_table()->add_names("<UNKNOWN>");
     EXPECT_FALSE(NLG_PB_READ().read(message, g.get_symbol_table(), &graph_read));
-}
-
-// Records the events that reach it, one letter group per event.
-class RECORDING_SINK : public NLG_RTL_ISERIALIZER {
-  public:
-    std::string m_log;
-    SYM intern(const std::string&) override { return SYM(); }
-    void begin_graph() override { m_log += "G("; }
-    void end_graph() override { m_log += ")G"; }
-    void begin_module_defs(int32_t n) override { m_log += "D" + std::to_string(n) + "("; }
-    void add_module_def(SYM, uint32_t, const NLG_IFILELINE*, bool) override { m_log += "d"; }
-    void begin_module_ports(int32_t n) override { m_log += "P" + std::to_string(n) + "("; }
-    void add_module_port(SYM, uint32_t, const NLG_IFILELINE*) override { m_log += "p"; }
-    void end_module_ports() override { m_log += ")"; }
-    void end_module_defs() override { m_log += ")"; }
-    void begin_module_bodies(int32_t n) override { m_log += "B" + std::to_string(n) + "("; }
-    void begin_module_body(int32_t i) override { m_log += "b" + std::to_string(i) + "("; }
-    void begin_nets(int32_t n) override { m_log += "N" + std::to_string(n) + "("; }
-    void add_net(SYM, std::vector<int32_t>&&, const NLG_IFILELINE*) override { m_log += "n"; }
-    void end_nets() override { m_log += ")"; }
-    void begin_instances(int32_t n) override { m_log += "I" + std::to_string(n) + "("; }
-    void add_instance(SYM, int32_t, std::vector<NLG_PORT_TO_NET>&&, const NLG_IFILELINE*) override {
-        m_log += "i";
-    }
-    void end_instances() override { m_log += ")"; }
-    void begin_edges() override { m_log += "E"; }
-    void add_p2p_edge(uint32_t, uint32_t) override { m_log += "1"; }
-    void add_p2pr_edge(uint32_t, uint32_t, uint32_t) override { m_log += "2"; }
-    void add_pr2p_edge(uint32_t, uint32_t, uint32_t) override { m_log += "3"; }
-    void add_pr2pr_edge(uint32_t, uint32_t, uint32_t, uint32_t) override { m_log += "4"; }
-    void end_module_body() override { m_log += ")"; }
-    void end_module_bodies() override { m_log += ")"; }
-    void add_filename_table(const std::vector<SYM>& f) override {
-        m_log += "F" + std::to_string(f.size());
-    }
-};
-
-TEST(NlgReadWrite, EventOrder) {
-    std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    RECORDING_SINK written;
-    ASSERT_TRUE(NLG_GRAPH_WRITE().write(*g, written));
-    // Modules without nets or instances still open and close both sections.
-    const char* expected =
-        "G(D3(dP4(pppp)dP4(pppp)dP2(pp))B3(b0(N4(nnnn)I3(iii)E11234)b1(N0()I0()E)"
-        "b2(N1(n)I1(i)E))F4)G";
-    EXPECT_EQ(written.m_log, expected);
-
-    // The message reader sends the same events.
-    PB::NLG::GRAPH message;
-    NLG_PB_WRITE pb_write;
-    pb_write.set_target(&message, g->get_symbol_table());
-    ASSERT_TRUE(NLG_GRAPH_WRITE().write(*g, pb_write));
-    RECORDING_SINK read;
-    ASSERT_TRUE(NLG_PB_READ().read(message, g->get_symbol_table(), &read));
-    EXPECT_EQ(read.m_log, expected);
 }
 
 // Plays a script of reader events on a fresh reader: "D2" begins 2 module definitions, "d" adds

@@ -1,6 +1,6 @@
 // Tracers on a hand-checked netlist: the net walk with its marks, first-stage muxes and
-// primitives, each variant's stop rule, the fan lists and their compression, the debug log,
-// and the fatal texts of bad input.
+// primitives, each variant's stop rule, the list walk's buffers, and the fatal texts of bad
+// input. What the fan lists hold is swept by the list-walk equivalence on random netlists.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -145,52 +145,19 @@ TEST(Trace, NetWalkMarksMuxesAndPrimitives) {
     EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
 }
 
-TEST(Trace, FanListsAndCompression) {
+TEST(Trace, ListWalkReusesItsBuffers) {
     MID_GRAPH g;
     NLG_GRAPH& graph = g.t.graph();
     graph.populate_fanin_fanout(g.annss());
     EXPECT_TRUE(graph.get_fanin_fanout_done());
-
-    auto refs = [](const NLG_FAN::REFS* list) {
-        std::string out;
-        if (list)
-            for (NLG_PORT_REF* r : *list)
-                out += r->get_instance()->get_name().get_name() + "." +
-                       r->get_port()->get_name().get_name() + " ";
-        return out;
-    };
-    auto ports = [](const NLG_FAN::PORTS* list) {
-        std::string out;
-        if (list)
-            for (NLG_PORT* p : *list) out += p->get_name().get_name() + " ";
-        return out;
-    };
-    // Through primitives and first-stage muxes (the per-instance one included) to real blocks;
-    // the mux that is not first-stage is a neighbour itself.
-    EXPECT_EQ(refs(g.ti->get_fanout_refs()), "b0.i b2.i b1.i b3.i p1.i0 b6.i ");
-    EXPECT_EQ(g.ti->get_fanout_ports(), nullptr);
-    EXPECT_EQ(refs(g.to->get_fanin_refs()), "b5.o ");
-    NLG_PORT_REF* b1_i = g.b1->portref_of_port(1);
-    EXPECT_EQ(ports(b1_i->get_fanin_ports()), "ti ");
-    EXPECT_EQ(b1_i->get_fanin_refs(), nullptr);
-    NLG_PORT_REF* b5_o = g.b5->portref_of_port(0);
-    EXPECT_EQ(ports(b5_o->get_fanout_ports()), "to ");
-    // The feed-through block is compressed away; the driven-by-a-leaf output is not.
-    EXPECT_EQ(g.t_out2->get_fanin_refs(), nullptr);
-    EXPECT_EQ(ports(g.t_out2->get_fanin_ports()), "T_in2 ");
-    EXPECT_EQ(refs(g.t_out->get_fanin_refs()), "mid0.to ");
-    // Primitives and muxes get no lists.
-    EXPECT_EQ(g.lmux->port(1)->get_fanout_refs(), nullptr);
-    // A second call does nothing.
+    // A second call adds nothing.
     graph.populate_fanin_fanout(g.annss());
-    EXPECT_EQ(refs(g.ti->get_fanout_refs()), "b0.i b2.i b1.i b3.i p1.i0 b6.i ");
 
-    // The list walk: no marks, and the per-instance first-stage mux is passed forward, which the
-    // net walk does not do.
+    // What the lists hold is swept against the net walk on random netlists; here the list walk
+    // itself: no marks, and the per-instance first-stage mux is passed forward.
     TSL_RTL_TRACER_SIMPLE simple(g.annss());
     EXPECT_EQ(run(simple, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti),
               "/mid0/b0:i; /mid0/b2:i; /mid0/b1:i; /mid0/b3:i; /mid0/b6:i; ");
-    EXPECT_EQ(run(simple, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
     // Results keep their buffers across starts: the same walk again reuses every vector.
     simple.clear();
     simple.set_instances({g.mid0});
@@ -209,10 +176,6 @@ TEST(Trace, FanListsAndCompression) {
     EXPECT_EQ(buffers, again);
     EXPECT_EQ(simple.get_results().data(), results_buffer);
     EXPECT_EQ(simple.get_instances().data(), stack_buffer);
-    // After compression the backward walk from T_out2 reaches T_in2 straight, where a rule that
-    // records the top port ends it.
-    TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), true);
-    EXPECT_EQ(run(fcl, {}, &TSL_RTL_ITRACE::trace_down_output, g.t_out2), ":T_in2; ");
 }
 
 TEST(Trace, StopRulesOfVariants) {
@@ -325,39 +288,6 @@ TEST(Trace, Trace2ForwardsToTheVisitor) {
     EXPECT_EQ(trace->get_instances(), STACK({g.mid0, g.b1}));
     EXPECT_FATAL(trace->trace(2, 0, g.lb_i), "false");
     EXPECT_FATAL(trace->trace(0, 2, g.lb_i), "false");
-}
-
-TEST(Trace, DebugLog) {
-    MID_GRAPH g;
-    TSL_RTL_TRACER tracer(g.annss());
-    std::ostringstream log;
-    tracer.set_trace_log(log);
-    testing::internal::CaptureStdout();
-    run(tracer, {g.mid0, g.b6}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(log.str(),
-              "trace_up_input: i /mid0/b6\n"
-              "trace_down_output: y /mid0/u_inv3\n"
-              "trace inv input a\n/mid0/u_inv3\n"
-              "trace_up_input: a /mid0/u_inv3\n"
-              "trace_down_output: y /mid0/u_inv2\n"
-              "trace inv input a\n/mid0/u_inv2\n"
-              "trace_up_input: a /mid0/u_inv2\n");
-    EXPECT_EQ(out, "<-- Found RE LL\n");
-    log.str("");
-    run(tracer, {g.mid0, g.b5}, &TSL_RTL_ITRACE::trace_up_input, g.lb_o);
-    EXPECT_EQ(log.str(), "trace_up_input: o /mid0/b5\n<-- hit output\n");
-    log.str("");
-    testing::internal::CaptureStdout();
-    run(tracer, {g.mid0, g.m0}, &TSL_RTL_ITRACE::trace_down_output, g.tmux->port(0));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "<-- Found RE LL\n");
-    EXPECT_EQ(log.str().substr(0, log.str().find('\n', log.str().find('\n') + 1) + 1),
-              "trace_down_output: y /mid0/m0\ntrace first stage mux input: y /mid0/m0\n");
-    // Disabled: nothing more.
-    tracer.set_verbose(false);
-    log.str("");
-    run(tracer, {g.mid0, g.b6}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
-    EXPECT_EQ(log.str(), "");
 }
 
 TEST(Trace, BadInput) {
