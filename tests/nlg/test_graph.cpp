@@ -1,4 +1,4 @@
-// The graph model: file-line bounds, the port-to-reference table, and the failure
+// The graph model: ids and file-lines, the port-to-reference table, and the failure
 // texts of bad indexes and misuse. Look-ups, links and visitor dispatch are walked by every round
 // trip and walk.
 #include <gtest/gtest.h>
@@ -11,10 +11,21 @@
 
 using namespace NLG_TEST;
 
-// Packing is read back by every print form, file-line and id check; here the bounds.
-TEST(NlgId, FileLineBounds) {
-    EXPECT_EQ(NLG_FILELINE(4095, 0xFFFFF).get_value(), 0xFFFFFFFFu);
+TEST(NlgId, PacksKindAndSerialAndFileLines) {
+    NLG_ID id(NLG_ID::PORT_REF, 0x123456);
+    EXPECT_EQ(id.get_value(), 0x05123456u);
+    EXPECT_EQ(id.get_kind(), 5u);
+    EXPECT_EQ(id.get_serial(), 0x123456u);
+    EXPECT_EQ(NLG_ID(NLG_ID::MODULE, 0x1000001).get_value(), 0x01000001u);
+    EXPECT_EQ(NLG_ID().get_value(), 0u);
+
+    NLG_FILELINE largest(4095, 0xFFFFF);
+    EXPECT_EQ(largest.get_value(), 0xFFFFFFFFu);
+    EXPECT_EQ(largest.get_file_number(), 4095u);
+    EXPECT_EQ(largest.get_line(), 0xFFFFFu);
     NLG_FILELINE f(3, 12);
+    EXPECT_EQ(f.get_value(), (3u << 20) | 12u);
+    EXPECT_EQ(NLG_FILELINE().get_value(), 0u);
     EXPECT_FATAL(NLG_FILELINE(4096, 1), "File number cannot be greater than 0x00000FFF");
     EXPECT_FATAL(NLG_FILELINE(1, 0x100000), "Line number cannot be greater than 0x000FFFFF");
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
