@@ -175,64 +175,17 @@ TEST(NlgHymodules, InstanceOfATwinIsUnknownToTheHierarchy) {
     EXPECT_FATAL(hybrid_of(u, match), "Unable to find module named b0");
 }
 
-TEST(NlgHybridGraph, AnswersAndForwards) {
+// What the view's walk and counts use is checked through the union above; the questions the
+// view cannot answer stop.
+TEST(NlgHybridGraph, RefusesWhatItCannotAnswer) {
     UNION_GRAPHS u;
     TEST_MATCH match;
     match.add(u.r[1], u.b[0]);
     std::unique_ptr<NLG_IGRAPH> hybrid = hybrid_of(u, match);
-    UTIL::SYMBOL_TABLE* rtl = u.rtl->get_symbol_table();
-    UTIL::SYMBOL_TABLE* blc = u.blc->get_symbol_table();
-    // The graph: names of either table find the modules of the view.
-    EXPECT_EQ(hybrid->get_name(), u.rtl->get_name());
-    EXPECT_EQ(hybrid->get_top_module(), hybrid->get_module(0));
-    EXPECT_EQ(hybrid->get_module_index(blc->find("b1")), 5);
-    EXPECT_EQ(hybrid->get_module(blc->find("b2")), hybrid->get_module(6));
-    EXPECT_EQ(hybrid->get_module(blc->find("b0")), nullptr);
-    EXPECT_EQ(hybrid->get_module_index(rtl->find("b0")), -1);
-    EXPECT_EQ(hybrid->get_symbol_table(), nullptr);
     EXPECT_TRUE(!hybrid->create_instance_paths() && !hybrid->create_hmodules() &&
                 !hybrid->create_hpath() && !hybrid->create_hybrid_graph(u.blc.get(), &match) &&
                 !hybrid->create_hymodules(u.blc.get(), &match));
-
-    // A matched module: its own ports, found by netlist names; its twin's instances, found by
-    // block-level names, with no references.
     NLG_IMODULE* r1 = hybrid->get_module(1);
-    EXPECT_EQ(r1->get_graph(), hybrid.get());
-    EXPECT_EQ(r1->get_index(), 1);
-    NLG_IPORT* i = r1->get_port(rtl->find("i"));
-    ASSERT_EQ(i, r1->get_port(0));
-    EXPECT_EQ(i->get_parent(), r1);
-    EXPECT_EQ(i->get_index(), 0);
-    EXPECT_TRUE(i->is_input());
-    EXPECT_EQ(i->get_net(), nullptr);
-    EXPECT_EQ(i->get_fileline(), u.r[1]->get_port(0)->get_fileline());
-    EXPECT_EQ(r1->get_port(blc->find("z")), nullptr);
-    EXPECT_EQ(r1->get_port_index(u.r[1]->get_port(0)), 0);
-    NLG_IINSTANCE* k1 = r1->get_instance(blc->find("k1"));
-    ASSERT_EQ(k1, r1->get_instance(1));
-    EXPECT_EQ(r1->get_instance_index(blc->find("k1")), 1);
-    EXPECT_EQ(r1->get_instance(rtl->find("t0")), nullptr);
-    EXPECT_EQ(k1->get_index(), 1);
-    EXPECT_EQ(k1->get_parent(), r1);
-    EXPECT_EQ(k1->get_module(), hybrid->get_module(6));
-    EXPECT_EQ(k1->get_num_portrefs(), 0u);
-    EXPECT_TRUE(!k1->get_portref(0) && !k1->get_portref(i) && k1->get_portref_index(nullptr) == -1);
-    EXPECT_TRUE(!r1->get_net(0) && !r1->get_reference(0) && r1->get_net_index(nullptr) == -1);
-    EXPECT_TRUE(k1->is_leaf());
-    EXPECT_FALSE(r1->is_leaf() || r1->is_primitive());
-
-    // The visitor sees the source objects.
-    struct SEEN : TSL_VISITOR_BASE {
-        NLG_IMODULE* module = nullptr;
-        NLG_IINSTANCE* instance = nullptr;
-        void enter_module(NLG_IMODULE& m) override { module = &m; }
-        void enter_instance(NLG_IINSTANCE& inst) override { instance = &inst; }
-    } seen;
-    r1->accept_enter(seen);
-    k1->accept_enter(seen);
-    EXPECT_EQ(seen.module, u.r[1]);
-    EXPECT_EQ(seen.instance, u.b[0]->get_instance(1));
-
     EXPECT_FATAL(hybrid->get_id(), "false");
     EXPECT_FATAL(hybrid->populate_fanin_fanout(nullptr), "false");
     EXPECT_FATAL(r1->get_id(), "false");
