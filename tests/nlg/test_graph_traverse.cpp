@@ -258,17 +258,6 @@ TEST(GraphTraverse, BaseWalkNodesRecordsAndSpareRows) {
     EXPECT_EQ(t.get_node(), 0u);
     EXPECT_TRUE(t.get_hier_blks().empty());
 
-    // Asked to, the walk goes into spare rows too, and reports the mark there.
-    RECORDER all;
-    all.m_details = true;
-    TSL_TRAVERSE_BASE walk_all(&all, d.tree.get(), true);
-    all.set_traverse(&walk_all);
-    walk_all.traverse(d.graph.get());
-    EXPECT_EQ(all.m_nodes.count("s1/b0/m2/x0"), 1u);
-    const LOG sp = only(all.m_log, "+I s0/sp u=");
-    ASSERT_FALSE(sp.empty());
-    EXPECT_EQ(sp.front(), "+I s0/sp u=SP0 spare");
-
     // The parent's position is gone once a child with a record has been left.
     POSITION_AT_EXIT probe("b0");
     TSL_TRAVERSE_BASE t2(&probe, d.tree.get(), false);
