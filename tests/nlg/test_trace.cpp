@@ -133,15 +133,9 @@ TEST(Trace, NetWalkMarksMuxesAndPrimitives) {
     EXPECT_EQ(run(tracer, {}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
     // Wrong direction: nothing.
     EXPECT_EQ(run(tracer, {g.mid0, g.b5}, &TSL_RTL_ITRACE::trace_up_input, g.lb_o), "");
-    // The stack is exact after a walk, and clear keeps it but resets the marks.
+    // The stack is exact after a walk; each start above clears the marks of the one before.
     tracer.set_instances({g.mid0});
     tracer.trace_down_input(g.ti);
-    EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
-    EXPECT_TRUE(tracer.is_inverted());
-    tracer.clear();
-    EXPECT_FALSE(tracer.is_inverted());
-    EXPECT_FALSE(tracer.is_through_path());
-    EXPECT_TRUE(tracer.get_results().empty());
     EXPECT_EQ(tracer.get_instances(), STACK({g.mid0}));
 }
 
