@@ -404,6 +404,10 @@ void NLG_MUX_TRANSLATOR::merge_muxes(NLG_IGRAPH* graph) {
     annss.add_type(PB::ANNS::ICDB);
     nlg_apply_mux_descriptions(*graph, annss.get_icdb(), m_pb);
 
+    // The sets name modules of the graph being merged only: entries of an earlier graph, freed
+    // since, could share an address with a module of this one.
+    nlg_clock_cell_set().clear();
+    nlg_buffer_cell_set().clear();
     for (uint32_t i = 0, n = graph->get_num_modules(); i < n; ++i) {
         const NLG_IMODULE* module = graph->get_module(static_cast<int32_t>(i));
         const std::string& name = module->get_name().str_fast();
