@@ -2,7 +2,7 @@
 // file.
 #include "fuzz_common.h"
 #include "fuzz_device.h"
-#include "fuzz_graph_device.h"
+#include "support/annotation_device.h"
 #include "nlg/nlg_annotation_gen.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint32_t pass = size ? (data[0] >> 1) & 3u : 0u;
     const std::string file = FUZZ::file_of(data, size);
     FUZZ::run([&] {
-        FUZZ::GRAPH_DEVICE device;
+        NLG_TEST::ANNOTATION_DEVICE device;
         NLG_ANNOTATION_GEN gen = device.gen();
         std::istringstream in(file);
         if (pass == 0) gen.read_top_blocks(in);

@@ -2,7 +2,7 @@
 #include "fuzz_common.h"
 #include "fuzz_device.h"
 #include "ann/annss.h"
-#include "fuzz_graph_device.h"
+#include "support/annotation_device.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     FUZZ::quiet_stdout();
@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint32_t format = FUZZ::format_of(data, size);
     const std::string file = FUZZ::file_of(data, size);
     FUZZ::run([&] {
-        FUZZ::GRAPH_DEVICE device;
+        NLG_TEST::ANNOTATION_DEVICE device;
         NLG_ANNSS annss(device.m_rtl.graph());
         std::istringstream in(file);
         annss.get_annss()->read(in, format);

@@ -25,7 +25,7 @@
 #include "edgemap.pb.h"
 #include "fuzz_common.h"
 #include "fuzz_device.h"
-#include "fuzz_graph_device.h"
+#include "support/annotation_device.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_mux_translator.h"
 #include "nodemap.pb.h"
@@ -86,7 +86,7 @@ void graph_seeds() {
     std::vector<std::string> graphs, annss;
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         FUZZ::reset_symbols();
-        FUZZ::GRAPH_DEVICE device;
+        NLG_TEST::ANNOTATION_DEVICE device;
         NLG_TESSEL api;
         std::ostringstream out;
         api.write_graph(&device.m_rtl.graph(), out,
@@ -116,7 +116,7 @@ void text_seeds() {
     std::ostringstream mux;
     translator.write(mux, UTIL::PB_TXT);
     put("mux_translator", {with_format(1, mux.str())});
-    put("blc_data", {with_format(0, FUZZ::blc_text())});
+    put("blc_data", {with_format(0, NLG_TEST::ANNOTATION_BLC_TEXT)});
     // The first byte's bits 1..2 pick the file: top blocks, IP mapping, fly-overs, insertions.
     put("annotation_files",
         {std::string(1, 0) + "top\nLOGIC_BOX\n# comment\n",

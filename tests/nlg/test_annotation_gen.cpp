@@ -11,65 +11,18 @@
 #include "ann/blc_data.h"
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
-#include "nlg_builders.h"
+#include "annotation_device.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;
 
 namespace {
 
-const char* const BLC_TEXT = R"(
-entries {
-  module: "LOGIC" logical_name: "LOGIC" logical_impl: "DEFAULT"
-  ports { name: "bout" first_re_index: 2 icd_port_name: "out" }
-  ports { name: "bin" width: 2 first_re_index: 0 icd_port_name: "in" icd_msb: 1 icd_lsb: 0 }
-  placements { instance: "core" pnr_x: 1 pnr_y: 0 pnr_z: 0 }
-  placements { instance: "imux" pnr_x: 0 pnr_y: 0 pnr_z: 1 }
-}
-entries {
-  module: "CORE" logical_name: "CORE" logical_impl: "DEFAULT"
-  ports { name: "a" first_re_index: 3 }
-  ports { name: "y" first_re_index: 4 }
-}
-entries {
-  module: "IMUX" logical_name: "IMUX" logical_impl: "DEFAULT" internal: true
-  ports { name: "i" first_re_index: 5 }
-  ports { name: "o" route: false }
-}
-)";
-
-// RTL: top holds a routing block `route` (one H mux cell, port p) and a logic block `logic`
-// (an empty box with in[0], in[1], out). BLC: the LOGIC block with an atom and an internal mux.
-struct DEVICE {
-    NLG_TEST::TRACE_GRAPH rtl;
-    NLG_TEST::TRACE_GRAPH blc;
-    NLG_MODULE* top;
-    NLG_MODULE* route;
-    NLG_MODULE* logic;
-    NLG_MODULE* mux;
-    NLG_MODULE* blogic;
-    NLG_MODULE* bcore;
-    NLG_MODULE* bimux;
-    BLC_DATA data;
-
-    explicit DEVICE(const std::string& blc_text = BLC_TEXT) {
-        top = rtl.module("top");
-        route = rtl.cell("ROUTE", "p");
-        logic = rtl.cell("LOGIC_BOX", "in[0] in[1] >out");
-        mux = rtl.cell("mux_h", "muxin0 >muxout");
-        rtl.instances(route, "m0:mux_h");
-        rtl.instances(top, "route:ROUTE logic:LOGIC_BOX");
-        blogic = blc.cell("LOGIC", "bin[0] bin[1] >bout");
-        bcore = blc.cell("CORE", "a >y");
-        bimux = blc.cell("IMUX", "i >o");
-        blc.instances(blogic, "core:CORE imux:IMUX");
-
-        std::istringstream in(blc_text);
-        EXPECT_TRUE(data.read(in)) << data.get_error().m_message;
-    }
-    NLG_ANNOTATION_GEN gen() {
-        return NLG_ANNOTATION_GEN(&rtl.graph(), &rtl.annotations(), &blc.graph(),
-                                  &blc.annotations(), &data);
+// The shared device; the data must read, else a fatal below could come from an empty table.
+struct DEVICE : NLG_TEST::ANNOTATION_DEVICE {
+    explicit DEVICE(const std::string& text = NLG_TEST::ANNOTATION_BLC_TEXT)
+        : ANNOTATION_DEVICE(text) {
+        EXPECT_TRUE(m_data.get_error().m_ok) << m_data.get_error().m_message;
     }
     std::string mux_file() {
         NLG_MUX_TRANSLATOR translator;
@@ -82,7 +35,7 @@ struct DEVICE {
 
 // The block-level data with one piece of text replaced.
 std::string blc_with(const std::string& from, const std::string& to) {
-    std::string text = BLC_TEXT;
+    std::string text = NLG_TEST::ANNOTATION_BLC_TEXT;
     if (!from.empty()) text.replace(text.find(from), from.size(), to);
     return text;
 }
@@ -104,12 +57,12 @@ std::string run_pass(PASS pass, const std::string& text) {
 
 TEST(BlcData, ReadAndReject) {
     DEVICE d;
-    const BLC_DATA::ENTRY* entry = d.data.find("LOGIC");
+    const BLC_DATA::ENTRY* entry = d.m_data.find("LOGIC");
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->m_ports.begin()->first, "bin");  // name order
     EXPECT_EQ(entry->m_placements.at("imux")->pnr_z(), 1);
-    EXPECT_EQ(d.data.find("IMUX")->m_ports.at("o")->first_re_index(), -1);
-    EXPECT_EQ(d.data.find("nothing"), nullptr);
+    EXPECT_EQ(d.m_data.find("IMUX")->m_ports.at("o")->first_re_index(), -1);
+    EXPECT_EQ(d.m_data.find("nothing"), nullptr);
 
     struct CASE {
         const char* text;
@@ -139,21 +92,21 @@ TEST(BlcData, ReadAndReject) {
 
 TEST(AnnotationGen, TopBlocks) {
     DEVICE d;
-    NLG_MODULE* spaced = d.rtl.module("my blk");
+    NLG_MODULE* spaced = d.m_rtl.module("my blk");
     NLG_ANNOTATION_GEN gen = d.gen();
     std::string out = run_pass([&](std::istream& in) { gen.read_top_blocks(in); },
                                "ROUTE 1\n\nLOGIC_BOX 0 # not this\nLOGIC_BOX 0\n#x 1\nmy$blk 2\n"
                                "zz 1\n");
     EXPECT_EQ(out, "Warning: Can't find module zz listed in top_blocks.txt file in RTL\n");
-    const PB::ICDB::MODULE& r = d.rtl.rec(d.route);
+    const PB::ICDB::MODULE& r = d.m_rtl.rec(d.m_route);
     EXPECT_EQ(r.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
     EXPECT_TRUE(r.is_routing());
     EXPECT_FALSE(r.has_has_port_with_re());
-    const PB::ICDB::MODULE& l = d.rtl.rec(d.logic);
+    const PB::ICDB::MODULE& l = d.m_rtl.rec(d.m_logic);
     EXPECT_FALSE(l.is_routing());
     EXPECT_TRUE(l.has_port_with_re());
-    EXPECT_EQ(d.rtl.rec(spaced).level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
-    EXPECT_FALSE(d.rtl.rec(spaced).is_routing());
+    EXPECT_EQ(d.m_rtl.rec(spaced).level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
+    EXPECT_FALSE(d.m_rtl.rec(spaced).is_routing());
 }
 
 TEST(AnnotationGen, IcdToPnrMapping) {
@@ -163,10 +116,10 @@ TEST(AnnotationGen, IcdToPnrMapping) {
                                "zz a b\nLOGIC_BOX logic Default\ntop - -\nROUTE r r # skip\n");
     EXPECT_EQ(out,
               "Warning: can't find IP block zz listed in icd_to_pnr_mapping.txt file in RTL\n");
-    EXPECT_EQ(name_of(d.rtl.rec(d.logic).logical_name()), "LOGIC");
-    EXPECT_EQ(name_of(d.rtl.rec(d.logic).logical_impl()), "DEFAULT");
-    EXPECT_EQ(name_of(d.rtl.rec(d.top).logical_impl()), "-");
-    EXPECT_FALSE(d.rtl.rec(d.route).has_logical_name());
+    EXPECT_EQ(name_of(d.m_rtl.rec(d.m_logic).logical_name()), "LOGIC");
+    EXPECT_EQ(name_of(d.m_rtl.rec(d.m_logic).logical_impl()), "DEFAULT");
+    EXPECT_EQ(name_of(d.m_rtl.rec(d.m_top).logical_impl()), "-");
+    EXPECT_FALSE(d.m_rtl.rec(d.m_route).has_logical_name());
 }
 
 TEST(AnnotationGen, SpareRowFlyover) {
@@ -184,8 +137,8 @@ TEST(AnnotationGen, SpareRowFlyover) {
               "unrecognized port name.\n"
               "Warning: ignoring module zz in spare_row_flyover.txt due to unrecognized module "
               "name.\n");
-    EXPECT_EQ(d.rtl.rec(d.logic->port(0)).spare_row_flyover_out(), 2);
-    EXPECT_FALSE(d.rtl.rec(d.logic->port(1)).has_spare_row_flyover_out());
+    EXPECT_EQ(d.m_rtl.rec(d.m_logic->port(0)).spare_row_flyover_out(), 2);
+    EXPECT_FALSE(d.m_rtl.rec(d.m_logic->port(1)).has_spare_row_flyover_out());
 
     std::istringstream conflict("LOGIC_BOX in[0] out\nLOGIC_BOX in[0] in[1]\n");
     EXPECT_FATAL(gen.read_spare_row_flyover(conflict),
@@ -206,11 +159,11 @@ TEST(AnnotationGen, InsertNode) {
               "Warning: ignoring module zz in insert_node.txt due to unrecognized module name.\n"
               "Warning: ignoring port gone on module LOGIC_BOX in insert_node.txt due to "
               "unrecognized port name.\n");
-    const PB::ICDB::APORT& p = d.rtl.rec(d.route->port(0));
+    const PB::ICDB::APORT& p = d.m_rtl.rec(d.m_route->port(0));
     EXPECT_TRUE(p.is_inserted_re());
     EXPECT_EQ(p.re_name(), MT::LEIM);
-    EXPECT_TRUE(d.rtl.rec(d.route).has_port_with_re());
-    EXPECT_EQ(d.rtl.rec(d.logic->port(2)).merge_type(), PB::ICDB::APORT::MERGE);
+    EXPECT_TRUE(d.m_rtl.rec(d.m_route).has_port_with_re());
+    EXPECT_EQ(d.m_rtl.rec(d.m_logic->port(2)).merge_type(), PB::ICDB::APORT::MERGE);
 
     // Another name is another type, even where both fold to one kind.
     std::istringstream mismatch("ROUTE p L\nROUTE p LL\n");
@@ -245,18 +198,18 @@ TEST(AnnotationGen, BlockPassFatals) {
         EXPECT_FATAL(gen.generate(mux), c.fatal);
     }
     DEVICE bidir;
-    bidir.blc.port(bidir.bcore, "io", NLG_IPORT::INOUT);
-    PB::BLC_DATA pb = bidir.data.get_pb();
+    bidir.m_blc.port(bidir.m_bcore, "io", NLG_IPORT::INOUT);
+    PB::BLC_DATA pb = bidir.m_data.get_pb();
     auto* port = pb.mutable_entries(1)->add_ports();
     port->set_name("io");
     port->set_first_re_index(9);
-    ASSERT_TRUE(bidir.data.set_pb(pb));
+    ASSERT_TRUE(bidir.m_data.set_pb(pb));
     NLG_ANNOTATION_GEN gen = bidir.gen();
     std::istringstream mux(bidir.mux_file());
     EXPECT_FATAL(gen.generate(mux), "BIDIR port is not allowed on atoms! (CORE:io)");
 
     DEVICE unlisted;
-    unlisted.blc.module("EXTRA");
+    unlisted.m_blc.module("EXTRA");
     NLG_ANNOTATION_GEN gen2 = unlisted.gen();
     std::istringstream mux2(unlisted.mux_file());
     EXPECT_FATAL(gen2.generate(mux2), "module EXTRA is not processed by BLC_DATA");
@@ -309,7 +262,7 @@ TEST(AnnotationGen, MuxFileFaults) {
 TEST(AnnotationGen, DeviceThroughEveryPass) {
     DEVICE d;
     // The BLC port of a logical port that the RTL lacks: a critical warning, no stop.
-    d.rtl.port(d.logic, "spare", NLG_IPORT::INPUT);
+    d.m_rtl.port(d.m_logic, "spare", NLG_IPORT::INPUT);
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("ROUTE 1\nLOGIC_BOX 0\n");
     std::istringstream map("top - -\nLOGIC_BOX logic default\n");
@@ -323,21 +276,21 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
     EXPECT_EQ(out, "setting spare row flyover to out on port in[0]\n");
 
     // BLC records.
-    const PB::ICDB::MODULE& bl = d.blc.rec(d.blogic);
+    const PB::ICDB::MODULE& bl = d.m_blc.rec(d.m_blogic);
     EXPECT_EQ(name_of(bl.logical_name()), "LOGIC");
     EXPECT_EQ(bl.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
     EXPECT_EQ(bl.pnr_width(), 2);
     EXPECT_EQ(bl.pnr_height(), 1);
     EXPECT_TRUE(bl.has_port_with_re());
-    EXPECT_EQ(d.blc.rec(d.bimux).level(), PB::ICDB::MODULE::PRIM_MUX);
-    EXPECT_EQ(d.blc.rec(d.blogic->instance(0)).pnr_x(), 1);
-    EXPECT_EQ(d.blc.rec(d.blogic->instance(1)).pnr_z(), 1);
+    EXPECT_EQ(d.m_blc.rec(d.m_bimux).level(), PB::ICDB::MODULE::PRIM_MUX);
+    EXPECT_EQ(d.m_blc.rec(d.m_blogic->instance(0)).pnr_x(), 1);
+    EXPECT_EQ(d.m_blc.rec(d.m_blogic->instance(1)).pnr_z(), 1);
     const MT::MUXTYPE blc_types[][2] = {{MT::ATOM_INPUT, MT::ATOM_OUTPUT},
                                         {MT::BLC_INTERNAL_RE, MT::UNKNOWN}};
-    NLG_MODULE* atoms[] = {d.bcore, d.bimux};
+    NLG_MODULE* atoms[] = {d.m_bcore, d.m_bimux};
     for (int m = 0; m < 2; ++m) {
         for (int p = 0; p < 2; ++p) {
-            const PB::ICDB::APORT& r = d.blc.rec(atoms[m]->port(p));
+            const PB::ICDB::APORT& r = d.m_blc.rec(atoms[m]->port(p));
             EXPECT_EQ(r.has_re_name(), blc_types[m][p] != MT::UNKNOWN);
             if (r.has_re_name()) {
                 EXPECT_EQ(r.re_name(), blc_types[m][p]);
@@ -345,37 +298,38 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
             EXPECT_EQ(r.is_route_type_normal(), m == 0 || p == 0);
         }
     }
-    EXPECT_EQ(d.blc.rec(d.bcore->port(1)).re_index(), 4);
+    EXPECT_EQ(d.m_blc.rec(d.m_bcore->port(1)).re_index(), 4);
 
     // RTL records: block ports carry their BLC twin's RE; the mux cell is a primitive mux.
-    const PB::ICDB::MODULE& rl = d.rtl.rec(d.logic);
+    const PB::ICDB::MODULE& rl = d.m_rtl.rec(d.m_logic);
     EXPECT_EQ(rl.pnr_width(), 2);
     EXPECT_EQ(rl.pnr_height(), 1);
     const char* logical[] = {"bin[0]", "bin[1]", "bout"};
     for (int p = 0; p < 3; ++p) {
-        const PB::ICDB::APORT& r = d.rtl.rec(d.logic->port(p));
+        const PB::ICDB::APORT& r = d.m_rtl.rec(d.m_logic->port(p));
         EXPECT_EQ(name_of(r.logical_name()), logical[p]);
         EXPECT_EQ(r.re_name(), MT::BLOCK_PORT);
         EXPECT_EQ(r.re_index(), p);
         EXPECT_TRUE(r.is_route_type_normal());
-        EXPECT_EQ(d.blc.rec(d.blogic->port(p)).re_index(), p);
+        EXPECT_EQ(d.m_blc.rec(d.m_blogic->port(p)).re_index(), p);
     }
-    EXPECT_EQ(d.rtl.rec(d.logic->port(0)).spare_row_flyover_out(), 2);
-    EXPECT_FALSE(d.rtl.rec(d.logic->port(3)).has_re_name());
-    EXPECT_EQ(d.rtl.rec(d.mux).level(), PB::ICDB::MODULE::PRIM_MUX);
-    EXPECT_EQ(d.rtl.rec(d.mux).mux_desc().dir(), PB::ICDB::NET::LEFT);
-    EXPECT_EQ(d.rtl.rec(d.route->port(0)).re_name(), MT::LEIM);
-    EXPECT_EQ(name_of(d.rtl.rec(d.top).logical_name()), "-");
+    EXPECT_EQ(d.m_rtl.rec(d.m_logic->port(0)).spare_row_flyover_out(), 2);
+    EXPECT_FALSE(d.m_rtl.rec(d.m_logic->port(3)).has_re_name());
+    EXPECT_EQ(d.m_rtl.rec(d.m_mux).level(), PB::ICDB::MODULE::PRIM_MUX);
+    EXPECT_EQ(d.m_rtl.rec(d.m_mux).mux_desc().dir(), PB::ICDB::NET::LEFT);
+    EXPECT_EQ(d.m_rtl.rec(d.m_route->port(0)).re_name(), MT::LEIM);
+    EXPECT_EQ(name_of(d.m_rtl.rec(d.m_top).logical_name()), "-");
 
     // Both sets survive their file.
-    for (NLG_TEST::TRACE_GRAPH* t : {&d.rtl, &d.blc}) {
+    for (NLG_TEST::TRACE_GRAPH* t : {&d.m_rtl, &d.m_blc}) {
         std::stringstream file;
         ASSERT_TRUE(t->annotations().get_annss()->write(file, UTIL::PB_BIN));
         NLG_ANNSS copy(t->graph());
         ASSERT_TRUE(copy.get_annss()->read(file, UTIL::PB_BIN));
         EXPECT_TRUE(copy.get_annss()->equals(*t->annotations().get_annss()));
-        if (t == &d.rtl) {
-            EXPECT_EQ(name_of(copy.get_icdb().get_port(*d.logic->port(2)).logical_name()), "bout");
+        if (t == &d.m_rtl) {
+            EXPECT_EQ(name_of(copy.get_icdb().get_port(*d.m_logic->port(2)).logical_name()),
+                      "bout");
         }
     }
 }
@@ -393,5 +347,5 @@ TEST(AnnotationGen, CriticalWarnings) {
               "LOGIC(DEFAULT). Please check "
               "work/pnrsuite/devices/$FAMILY/$DEVICE/device_tessel/$DEVICE_work.out file for "
               "detail.\n");
-    EXPECT_EQ(d.blc.rec(d.blogic->port(2)).re_index(), 2);
+    EXPECT_EQ(d.m_blc.rec(d.m_blogic->port(2)).re_index(), 2);
 }
