@@ -69,22 +69,15 @@ inline void set_offset(PB::ICDB::INSTANCE& record, int x, int y, int z) {
 // The netlist view with its records, but no placements.
 inline void build_rtl(DEVICE& d) {
     NLG_TEST::BUILDER b;
-    NLG_MODULE* top = b.module("top", 0, 4);
-    NLG_MODULE* tile = b.module("tile", 0, 2);
-    NLG_MODULE* rt = b.module("rt_blk", 0, 1);
-    NLG_MODULE* logic = b.module("logic_blk", 2, 0);
-    NLG_MODULE* io = b.module("io_blk", 1, 0);
-    NLG_MODULE* mux = b.module("mux", 0, 0);
-    b.port(logic, "in", NLG_IPORT::INPUT);
-    b.port(logic, "out", NLG_IPORT::OUTPUT);
-    b.port(io, "pad", NLG_IPORT::INOUT);
-    b.instance(top, "t0", tile);
-    b.instance(top, "t1", tile);
-    b.instance(top, "t2", tile);
-    b.instance(top, "io0", io);
-    b.instance(tile, "rt", rt);
-    b.instance(tile, "lg", logic);
-    b.instance(rt, "m", mux);
+    NLG_MODULE* top = b.cell("top", "", 4);
+    NLG_MODULE* tile = b.cell("tile", "", 2);
+    NLG_MODULE* rt = b.cell("rt_blk", "", 1);
+    NLG_MODULE* logic = b.cell("logic_blk", "in >out");
+    NLG_MODULE* io = b.cell("io_blk", "=pad");
+    b.cell("mux", "");
+    b.instances(top, "t0:tile t1:tile t2:tile io0:io_blk");
+    b.instances(tile, "rt:rt_blk lg:logic_blk");
+    b.instances(rt, "m:mux");
     d.rtl.reset(b.graph());
     d.rtl_annss.reset(new NLG_ANNSS(*d.rtl));
     d.rtl_annss->add_type(PB::ANNS::ICDB);
@@ -110,23 +103,13 @@ inline void build_rtl(DEVICE& d) {
 
 inline void build_blc(DEVICE& d) {
     NLG_TEST::BUILDER b;
-    NLG_MODULE* logic = b.module("LOGIC", 2, 4);
-    NLG_MODULE* io = b.module("IO__-", 1, 0);
-    NLG_MODULE* cell = b.module("CELL", 2, 1);
-    NLG_MODULE* imux = b.module("IMUX", 2, 0);
-    NLG_MODULE* sub = b.module("SUB", 0, 0);
-    b.port(logic, "datain", NLG_IPORT::INPUT);
-    b.port(logic, "out", NLG_IPORT::OUTPUT);
-    b.port(io, "pad", NLG_IPORT::INOUT);
-    b.port(cell, "a", NLG_IPORT::INPUT);
-    b.port(cell, "q", NLG_IPORT::OUTPUT);
-    b.port(imux, "i", NLG_IPORT::INPUT);
-    b.port(imux, "o", NLG_IPORT::OUTPUT);
-    NLG_INSTANCE* c0 = b.instance(logic, "c0", cell);
-    NLG_INSTANCE* c1 = b.instance(logic, "c1", cell);
-    NLG_INSTANCE* mx = b.instance(logic, "mx", imux);
-    b.instance(logic, "c2", cell);
-    NLG_INSTANCE* s = b.instance(cell, "s", sub);
+    NLG_MODULE* logic = b.cell("LOGIC", "datain >out", 4);
+    NLG_MODULE* io = b.cell("IO__-", "=pad");
+    NLG_MODULE* cell = b.cell("CELL", "a >q", 1);
+    NLG_MODULE* imux = b.cell("IMUX", "i >o");
+    NLG_MODULE* sub = b.cell("SUB", "");
+    b.instances(logic, "c0:CELL c1:CELL mx:IMUX c2:CELL");
+    b.instances(cell, "s:SUB");
     d.blc.reset(b.graph());
     d.blc_annss.reset(new NLG_ANNSS(*d.blc));
     d.blc_annss->add_type(PB::ANNS::ICDB);
@@ -142,10 +125,10 @@ inline void build_blc(DEVICE& d) {
     set_pair(a.get_module(*sub), b, "SUB", "DEFAULT");
     a.get_port(*logic->get_port(0)).set_is_route_type_normal(true);
     a.get_port(*cell->get_port(1)).set_is_route_type_normal(true);
-    set_offset(a.get_instance(*c0), 0, 0, 0);
-    set_offset(a.get_instance(*c1), 0, 1, 1);
-    set_offset(a.get_instance(*mx), 0, 0, 0);
-    set_offset(a.get_instance(*s), 1, 0, 0);
+    set_offset(a.get_instance(*logic->instance(0)), 0, 0, 0);  // c0
+    set_offset(a.get_instance(*logic->instance(1)), 0, 1, 1);  // c1
+    set_offset(a.get_instance(*logic->instance(2)), 0, 0, 0);  // mx; c2 stays unset
+    set_offset(a.get_instance(*cell->instance(0)), 1, 0, 0);
 }
 
 inline PB::ICDB::FLAT_INSTANCE placement(int col, int row, bool spare, const std::string& uid) {

@@ -23,38 +23,17 @@ struct PORTMAP_GRAPH {
     NLG_MODULE *mux, *mux2, *blk, *empty, *blk2, *top;
 
     PORTMAP_GRAPH() {
-        mux = t.module("MUX");
-        for (const char* in : {"a", "b", "c"}) t.port(mux, in, NLG_IPORT::INPUT);
-        t.port(mux, "y", NLG_IPORT::OUTPUT);
-        mux2 = t.module("MUX2");
-        t.port(mux2, "a", NLG_IPORT::INPUT);
-        t.port(mux2, "y", NLG_IPORT::OUTPUT);
-
-        blk = t.module("BLK");
-        NLG_PORT* i0 = t.port(blk, "i0", NLG_IPORT::INPUT);
-        NLG_PORT* i1 = t.port(blk, "i1", NLG_IPORT::INPUT);
-        NLG_PORT* o = t.port(blk, "o", NLG_IPORT::OUTPUT);
-        NLG_NET* n_in = t.net(blk, "n_in", {i1, i0});
-        NLG_NET* n_c = t.net(blk, "n_c");
-        NLG_NET* n_o = t.net(blk, "n_o", {o});
-        NLG_INSTANCE* m0 = t.instance(blk, "m0", mux);
-        t.pin(m0, "a", n_in);
-        t.pin(m0, "c", n_c);
-        t.pin(m0, "y", n_o);
-        NLG_INSTANCE* m1 = t.instance(blk, "m1", mux2);
-        t.pin(m1, "a", n_in);
-
-        empty = t.module("EMPTY");
-        t.port(empty, "e", NLG_IPORT::INPUT);
-        blk2 = t.module("BLK2");
-        NLG_PORT* j = t.port(blk2, "j", NLG_IPORT::INPUT);
-        NLG_INSTANCE* n0 = t.instance(blk2, "n0", mux);
-        t.pin(n0, "a", t.net(blk2, "n_j", {j}));
-
+        mux = t.cell("MUX", "a b c >y");
+        mux2 = t.cell("MUX2", "a >y");
+        blk = t.cell("BLK", "i0 i1 >o");
+        t.instances(blk, "m0:MUX m1:MUX2");
+        t.wire(blk, "n_in: i1 i0 m0.a m1.a; n_c: m0.c; n_o: o m0.y");
+        empty = t.cell("EMPTY", "e");
+        blk2 = t.cell("BLK2", "j");
+        t.instances(blk2, "n0:MUX");
+        t.wire(blk2, "n_j: j n0.a");
         top = t.module("TOP");
-        t.instance(top, "b", blk);
-        t.instance(top, "e", empty);
-        t.instance(top, "c", blk2);
+        t.instances(top, "b:BLK e:EMPTY c:BLK2");
 
         for (NLG_MODULE* m : {mux, mux2}) {
             t.rec(m).set_level(PB::ICDB::MODULE::PRIM_MUX);

@@ -1,5 +1,5 @@
-// The routing graph model: the path adapter, and the fatal texts of the node views and the
-// numbering.
+// The routing graph model: the fatal texts of the node views and the numbering. The path
+// adapter is walked by every generated device's graph.
 #include <gtest/gtest.h>
 
 #include "fab/fab_graph_traverse.h"
@@ -17,28 +17,6 @@ void set_grid(int32_t max_x, int32_t max_y) {
     g_max_y = max_y;
 }
 
-TEST(RoutingGraphPath, AdaptsAStackWithoutCopying) {
-    NLG_TEST::BUILDER b;
-    NLG_MODULE* leaf = b.module("leaf", 2, 0);
-    b.port(leaf, "a", 0);
-    NLG_PORT* y = b.port(leaf, "y", 1);
-    NLG_MODULE* top = b.module("top", 0, 3);
-    b.instance(top, "u0", leaf);
-    b.instance(top, "u1", leaf);
-    NLG_IINSTANCE* u2 = b.instance(top, "u2", leaf);
-    FAB_INSTANCES stack = {u2};
-    RE_PATH path(nullptr, &stack, y);
-    EXPECT_EQ(path.size(), 1u);
-    EXPECT_EQ(path.get_instance(0), 2u);
-    EXPECT_EQ(path.get_port_index(), 1u);
-    EXPECT_EQ(path.get_base_module_index(), 0u);
-    RE_PATH to_instance(nullptr, &stack, nullptr);
-    EXPECT_EQ(to_instance.get_port_index(), UTIL::IHIERARCHY::IMODULE::PORT_INDEX_INVALID);
-    stack.clear();
-    EXPECT_EQ(path.size(), 0u);
-    delete b.graph();
-}
-
 class REFUSING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
   public:
     void begin_graph() override {}
@@ -53,8 +31,8 @@ class REFUSING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
 
 TEST(RoutingGraphDeathTest, FatalTexts) {
     NLG_TEST::BUILDER b;
-    NLG_MODULE* blk = b.module("blk", 1, 0);
-    NLG_PORT* in = b.port(blk, "din", 0);
+    NLG_MODULE* blk = b.cell("blk", "din");
+    NLG_PORT* in = blk->port(0);
     NLG_MODULE* top = b.module("top", 0, 1);
     NLG_IINSTANCE* u0 = b.instance(top, "u0", blk);
     FAB_INSTANCES stack = {u0};

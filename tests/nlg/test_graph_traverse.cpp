@@ -114,9 +114,7 @@ NLG_GRAPH* make_nested() {
     BUILDER b;
     NLG_MODULE* top = b.module("top", 0, 2);
     NLG_MODULE* mid = b.module("mid", 0, 1);
-    NLG_MODULE* leaf = b.module("leaf", 2, 0);
-    b.port(leaf, "a", NLG_IPORT::INPUT);
-    b.port(leaf, "z", NLG_IPORT::OUTPUT);
+    b.cell("leaf", "a >z");
     b.instances(top, "u0:mid u1:leaf");
     b.instances(mid, "v0:leaf");
     return b.graph();
@@ -145,9 +143,7 @@ struct DEVICE {
         NLG_MODULE* mux = b.module("mux", 0, 1);
         NLG_MODULE* mux_fs = b.module("mux_fs", 0, 1);
         NLG_MODULE* mux_ni = b.module("mux_ni", 0, 1);
-        NLG_MODULE* leaf = b.module("leaf", 2, 0);
-        b.port(leaf, "a", NLG_IPORT::INPUT);
-        b.port(leaf, "z", NLG_IPORT::OUTPUT);
+        NLG_MODULE* leaf = b.cell("leaf", "a >z");
         b.instances(top, "s0:sector s1:sector");
         b.instances(sector, "b0:tile b1:tile sp:tile");
         b.instances(tile, "m0:mux m1:mux_fs m2:mux_ni m3:mux_ni l0:leaf");
@@ -311,9 +307,7 @@ TEST(GraphTraverse, MultiTopAndFlatWalks) {
     BUILDER b;
     NLG_MODULE* top = b.module("top", 0, 1);
     NLG_MODULE* spare = b.module("spare", 0, 1);
-    NLG_MODULE* leaf = b.module("leaf", 2, 0);
-    b.port(leaf, "a", NLG_IPORT::INPUT);
-    b.port(leaf, "z", NLG_IPORT::OUTPUT);
+    b.cell("leaf", "a >z");
     b.instances(top, "u:leaf");
     b.instances(spare, "w:leaf");
     std::unique_ptr<NLG_GRAPH> g(b.graph());

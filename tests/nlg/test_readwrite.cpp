@@ -285,17 +285,6 @@ TEST(NlgReadWrite, MessageWithoutTerminatorStops) {
     EXPECT_FALSE(NLG_PB_READ().read(message, g.get_symbol_table(), &graph_read));
 }
 
-// The writer's events pass the reader's phase checks with no file between them: every count
-// and every section end in the one order the reader takes.
-TEST(NlgReadWrite, WriterEventsFeedTheReaderDirectly) {
-    std::unique_ptr<NLG_GRAPH> g(make_small_graph());
-    NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
-    NLG_GRAPH_READ graph_read;
-    graph_read.set_graph(&copy);
-    ASSERT_TRUE(NLG_GRAPH_WRITE().write(*g, graph_read));
-    EXPECT_EQ(describe(copy), describe(*g));
-}
-
 // Plays a script of reader events on a fresh reader: "D2" begins 2 module definitions, "d" adds
 // one, "P1"/"p" ports, "B1" bodies, "b0" the body of module 0, "N1" nets, "I0" instances, "E"
 // edges, and ")X" ends the section that "X" began.

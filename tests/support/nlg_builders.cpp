@@ -32,8 +32,7 @@ void for_each_instance(NLG_GRAPH& g, const std::string& text, F f) {
     std::istringstream in(text);
     for (std::string item; in >> item;) {
         const size_t colon = item.find(':');
-        f(item.substr(0, colon),
-          g.module(g.get_module_index(sym(g, item.substr(colon + 1)))));
+        f(item.substr(0, colon), g.module(g.get_module_index(sym(g, item.substr(colon + 1)))));
     }
 }
 
@@ -90,6 +89,22 @@ NLG_INSTANCE* BUILDER::instance(NLG_MODULE* parent, const std::string& name,
     for (uint32_t p = 0; p < definition->get_num_ports(); ++p)
         added->add_portref(static_cast<int32_t>(p), -1, NLG_ID(NLG_ID::PORT_REF, m_n_refs++));
     return added;
+}
+
+NLG_MODULE* BUILDER::cell(const std::string& name, const std::string& ports, uint32_t n_instances) {
+    std::vector<std::string> names;
+    std::istringstream in(ports);
+    for (std::string p; in >> p;) names.push_back(p);
+    NLG_MODULE* m = module(name, static_cast<uint32_t>(names.size()), n_instances);
+    for (const std::string& p : names) {
+        if (p[0] == '>')
+            port(m, p.substr(1), NLG_IPORT::OUTPUT);
+        else if (p[0] == '=')
+            port(m, p.substr(1), NLG_IPORT::INOUT);
+        else
+            port(m, p, NLG_IPORT::INPUT);
+    }
+    return m;
 }
 
 void BUILDER::instances(NLG_MODULE* parent, const std::string& text) {

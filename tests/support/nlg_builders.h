@@ -46,6 +46,9 @@ class BUILDER {
     NLG_MODULE* module(const std::string& name, uint32_t n_ports, uint32_t n_instances);
     NLG_PORT* port(NLG_MODULE* m, const std::string& name, uint32_t direction);
     NLG_INSTANCE* instance(NLG_MODULE* parent, const std::string& name, NLG_MODULE* definition);
+    // A module with room for `n_instances` and the ports given in order: ">name" an output,
+    // "=name" an inout, "name" an input.
+    NLG_MODULE* cell(const std::string& name, const std::string& ports, uint32_t n_instances = 0);
     // Instances "name:module ..." of modules found by name.
     void instances(NLG_MODULE* parent, const std::string& text);
 
