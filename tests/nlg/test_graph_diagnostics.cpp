@@ -1,17 +1,16 @@
 // Diagnostics over netlist graphs: the print forms of graph, module, port, net and instance
 // against their texts; the id check with each of its findings; the comparison on pairs that
-// differ in one thing each, and on a graph and its round trip; the counts of NLG_INFO.
+// differ in one thing each; the counts of NLG_INFO.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <sstream>
 #include <string>
 
-#include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_graph_compare.h"
 #include "nlg/nlg_info.h"
-#include "nlg_sample_graphs.h"
+#include "nlg_builders.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
 
@@ -269,21 +268,6 @@ TEST(NlgCompareGraphs, NamesTheFirstDifference) {
         EXPECT_FALSE(compare_graphs(*base, *changed, out)) << row.line;
         EXPECT_EQ(out.str(), std::string(row.line) + "\n");
     }
-}
-
-// A graph read back from its binary file in the same table has the file-lines without their
-// file numbers.
-TEST(NlgCompareGraphs, RoundTripShowsTheFileLines) {
-    std::unique_ptr<NLG_GRAPH> graph(NLG_TEST::make_small_graph());
-    NLG_TESSEL api;
-    std::stringstream file;
-    ASSERT_TRUE(api.write_graph(graph.get(), file, TESSEL_API::FORMAT_PB_BIN));
-    std::unique_ptr<NLG_IGRAPH> back(api.create_graph(graph->get_symbol_table()));
-    ASSERT_TRUE(api.read_graph(back.get(), file, TESSEL_API::FORMAT_PB_BIN));
-    std::ostringstream out;
-    EXPECT_FALSE(compare_graphs(*graph, *static_cast<NLG_GRAPH*>(back.get()), out));
-    EXPECT_EQ(out.str(),
-              "different module at location 0: {1000000:top:20000a} v.s. {1000000:top:a}\n");
 }
 
 TEST(NlgInfo, CountsOfTableAndGraph) {
