@@ -26,8 +26,8 @@ namespace {
 struct MID_GRAPH {
     TRACE_GRAPH t;
     NLG_MODULE *top, *mid, *lb, *tmux, *pmux, *lmux, *ft;
-    NLG_INSTANCE *mid0, *ft0, *b0, *b1, *b2, *b3, *b4, *b5, *b6, *m0, *p0, *p1;
-    NLG_PORT *ti, *to, *lb_i, *lb_o, *t_in, *t_out, *t_in2, *t_out2, *ft_a;
+    NLG_INSTANCE *mid0, *ft0, *b0, *b1, *b2, *b3, *b4, *b5, *b6;
+    NLG_PORT *ti, *to, *lb_i, *lb_o, *t_in, *ft_a;
 
     MID_GRAPH() {
         top = t.cell("top", "T_in >T_out T_in2 >T_out2");
@@ -56,18 +56,8 @@ struct MID_GRAPH {
         ft0 = t.inst(top, "ft0");
         NLG_INSTANCE** blocks[] = {&b0, &b1, &b2, &b3, &b4, &b5, &b6};
         for (int i = 0; i < 7; ++i) *blocks[i] = t.inst(mid, "b" + std::to_string(i));
-        m0 = t.inst(mid, "m0");
-        p0 = t.inst(mid, "p0");
-        p1 = t.inst(mid, "p1");
-        ti = mid->port(0);
-        to = mid->port(1);
-        lb_o = lb->port(0);
-        lb_i = lb->port(1);
-        t_in = top->port(0);
-        t_out = top->port(1);
-        t_in2 = top->port(2);
-        t_out2 = top->port(3);
-        ft_a = ft->port(0);
+        ti = mid->port(0), to = mid->port(1), lb_o = lb->port(0), lb_i = lb->port(1);
+        t_in = top->port(0), ft_a = ft->port(0);
 
         t.rec(lb_o).set_re_name(PB::MUX_DESCRIPTION::H);
         t.rec(lb_i).set_re_name(PB::MUX_DESCRIPTION::V);
@@ -77,8 +67,8 @@ struct MID_GRAPH {
         t.set_mux(tmux, true, true, {{1, 0}, {2, 0}});
         t.set_mux(pmux, false, false, {{1, 0}});
         t.set_mux(lmux, false, false, {{1, 0}});
-        t.set_instance_mux(p0, true);
-        t.set_instance_mux(p1, false);
+        t.set_instance_mux(t.inst(mid, "p0"), true);
+        t.set_instance_mux(t.inst(mid, "p1"), false);
     }
     NLG_ANNSS* annss() { return &t.annotations(); }
 };
@@ -179,20 +169,6 @@ TEST(Trace, StopRulesOfVariants) {
     g.t.rec(lb).set_level(PB::ICDB_MODULE::TOP_LEVEL_IP);
     g.t.graph().populate_fanin_fanout(g.annss());
 
-    // Sectors by the net walk.
-    TSL_RTL_TRACER_FOR_SECTOR_FCL sector(g.annss());
-    EXPECT_EQ(run(sector, {}, &TSL_RTL_ITRACE::trace_down_input, g.t_in), "/mid0:ti; ");
-    // Factories: the annotation set, then what a variant adds.
-    std::unique_ptr<TSL_RTL_ITRACE> made(
-        tsl_create_rtl_tracer<TSL_RTL_TRACER_FOR_FCL>(g.annss(), true));
-    EXPECT_EQ(run(static_cast<TSL_RTL_TRACER_FOR_FCL&>(*made), {g.mid0, g.b1},
-                  &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
-              ":T_in; ");
-    // Top-level blocks; the top is recorded only when asked for.
-    TSL_RTL_TRACER_FOR_FCL fcl(g.annss(), false);
-    EXPECT_EQ(run(fcl, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "");
-    TSL_RTL_TRACER_FOR_FCL fcl_top(g.annss(), true);
-    EXPECT_EQ(run(fcl_top, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), ":T_in; ");
     // Ends at the ports of one module only.
     TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN optimize(g.annss(), g.mid);
     EXPECT_EQ(run(optimize, {g.mid0, g.b1}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i), "/mid0:ti; ");
