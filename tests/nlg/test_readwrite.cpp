@@ -14,6 +14,7 @@
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
 #include "nlg/nlg_readwrite.h"
+#include "graph_text.h"
 #include "nlg_sample_graphs.h"
 #include "symbol_table.pb.h"
 #include "util/util_protobuf.h"
@@ -34,69 +35,12 @@ bool read_graph(NLG_GRAPH* g, const std::string& bytes, uint32_t format = UTIL::
     return nlg_graph_readwrite().read(g, in, format);
 }
 
-std::string ref_name(const NLG_PORT_REF* r) {
-    return r->get_instance()->get_name().get_name() + "." + r->get_port()->get_name().get_name();
-}
-std::string port_name(const NLG_IPORT* p) {
-    return p->get_name().get_name();
-}
-
-template <class LIST, class NAME>
-std::string list_text(const LIST* list, NAME name) {
+// A fan list of ports by name, "-" for none.
+std::string ports_text(const NLG_FAN::PORTS* list) {
     if (!list) return "-";
     std::string text = "[";
-    for (const auto* o : *list) text += name(o) + " ";
+    for (const auto* p : *list) text += p->get_name().get_name() + " ";
     return text + "]";
-}
-
-template <class T>
-std::string fans(const T* o) {
-    return " out " + list_text(o->get_fanout_ports(), port_name) +
-           list_text(o->get_fanout_refs(), ref_name) + " in " +
-           list_text(o->get_fanin_ports(), port_name) + list_text(o->get_fanin_refs(), ref_name);
-}
-
-std::string fl(const NLG_IFILELINE* f) {
-    return " fl " + std::to_string(static_cast<const NLG_FILELINE*>(f)->get_value()) + " ";
-}
-
-// A canonical text of a graph: every object, its connections, fan lists and file-line value.
-std::string describe(const NLG_GRAPH& g) {
-    std::ostringstream os;
-    for (const SYM& f : g.get_filenames()) os << "file " << f.get_name() << "\n";
-    for (uint32_t m = 0; m < g.get_num_modules(); ++m) {
-        const NLG_MODULE* module = g.module(static_cast<int32_t>(m));
-        os << "module " << module->get_name().get_name() << " prim " << module->get_primitive_type()
-           << " unused " << module->get_unused_nonprimitive() << fl(module->get_fileline()) << "\n";
-        for (uint32_t i = 0; i < module->get_num_ports(); ++i) {
-            const NLG_PORT* p = module->port(static_cast<int32_t>(i));
-            os << " port " << port_name(p) << " dir " << p->get_direction() << " net "
-               << p->get_net_index() << fl(p->get_fileline()) << fans(p) << "\n";
-        }
-        for (uint32_t i = 0; i < module->get_num_nets(); ++i) {
-            const NLG_NET* n = module->net(static_cast<int32_t>(i));
-            os << " net " << n->get_name().get_name() << fl(n->get_fileline()) << "ports";
-            for (uint32_t k = 0; k < n->get_num_ports(); ++k)
-                os << " " << n->get_port(static_cast<int32_t>(k))->get_name().get_name();
-            os << " refs";
-            for (uint32_t k = 0; k < n->get_num_portrefs(); ++k)
-                os << " "
-                   << ref_name(static_cast<NLG_PORT_REF*>(n->get_portref(static_cast<int32_t>(k))));
-            os << "\n";
-        }
-        for (uint32_t i = 0; i < module->get_num_instances(); ++i) {
-            const NLG_INSTANCE* inst = module->instance(static_cast<int32_t>(i));
-            os << " inst " << inst->get_name().get_name() << " of "
-               << inst->get_module()->get_name().get_name() << fl(inst->get_fileline()) << "\n";
-            for (uint32_t k = 0; k < inst->get_num_portrefs(); ++k) {
-                const NLG_PORT_REF* r = inst->portref(static_cast<int32_t>(k));
-                os << "  ref " << port_name(r->get_port()) << " net "
-                   << (r->get_net() ? r->get_net()->get_name().get_name() : "none") << fans(r)
-                   << "\n";
-            }
-        }
-    }
-    return os.str();
 }
 
 // Offsets at which the frames of a binary stream end.
@@ -123,7 +67,7 @@ TEST(NlgReadWrite, RoundTripKeepsStructureAndLinesOnly) {
 
         // Only the line of a file-line travels: top (2, 10), a (1, 5), na (0, 7), u0 (3, 12)
         // come back as lines 10, 5, 7 and 12 of file 0.
-        std::string expected = describe(*original);
+        std::string expected = graph_text(*original, true);
         for (auto [from, to] : {std::pair<uint32_t, uint32_t>{(2u << 20) | 10u, 10u},
                                 {(1u << 20) | 5u, 5u},
                                 {(3u << 20) | 12u, 12u}}) {
@@ -132,7 +76,7 @@ TEST(NlgReadWrite, RoundTripKeepsStructureAndLinesOnly) {
             ASSERT_NE(at, std::string::npos);
             expected.replace(at, f.size(), " fl " + std::to_string(to) + " ");
         }
-        EXPECT_EQ(describe(copy), expected);
+        EXPECT_EQ(graph_text(copy, true), expected);
         EXPECT_EQ(
             static_cast<const NLG_FILELINE*>(copy.module(0)->port(0)->get_fileline())->get_value(),
             5u);
@@ -170,9 +114,9 @@ TEST(NlgReadWrite, FanListsTravelAsFanOuts) {
     NLG_GRAPH copy(original->get_symbol_table(), "copy", 0);
     ASSERT_TRUE(read_graph(&copy, write_graph(*original)));
     EXPECT_EQ(copy.module(0)->instance(0)->portref_of_port(3)->get_fanin_ports(), nullptr);
-    EXPECT_EQ(list_text(copy.module(0)->port(3)->get_fanin_ports(), port_name), "[a ]");
-    EXPECT_EQ(list_text(copy.module(0)->port(0)->get_fanout_ports(), port_name), "[b c d b ]");
-    EXPECT_EQ(list_text(copy.module(0)->port(1)->get_fanin_ports(), port_name), "[a a ]");
+    EXPECT_EQ(ports_text(copy.module(0)->port(3)->get_fanin_ports()), "[a ]");
+    EXPECT_EQ(ports_text(copy.module(0)->port(0)->get_fanout_ports()), "[b c d b ]");
+    EXPECT_EQ(ports_text(copy.module(0)->port(1)->get_fanin_ports()), "[a a ]");
 }
 
 // The file form: one frame per table head, per module definition and per module body; names
@@ -261,10 +205,10 @@ TEST(NlgReadWrite, ReadingStopsAtTheTerminator) {
     NLG_GRAPH copy(g->get_symbol_table(), "copy", 0);
     ASSERT_TRUE(read_graph(&copy, bytes + tail));
     EXPECT_EQ(copy.get_num_modules(), 3u);
-    EXPECT_EQ(describe(copy), [&] {
+    EXPECT_EQ(graph_text(copy, true), [&] {
         NLG_GRAPH again(g->get_symbol_table(), "again", 0);
         read_graph(&again, bytes);
-        return describe(again);
+        return graph_text(again, true);
     }());
 }
 

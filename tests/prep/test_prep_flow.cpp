@@ -18,6 +18,7 @@
 #include "ann_icdb.pb.h"
 #include "mux.pb.h"
 #include "device_files.h"
+#include "graph_text.h"
 #include "prep/prep_digest.h"
 #include "prep/prep_flow.h"
 #include "prep/prep_yosys.h"
@@ -25,45 +26,6 @@
 namespace {
 
 using FILES = FAB_TEST::VIEW_FILES;
-
-// Every module in index order with its ports and instances in index order, and its nets as a
-// sorted set of their ends by name: the graph up to the names and the order of its nets.
-std::string structure(const NLG_IGRAPH& g) {
-    std::ostringstream s;
-    for (uint32_t i = 0; i < g.get_num_modules(); ++i) {
-        const NLG_IMODULE* m = g.get_module(static_cast<int32_t>(i));
-        s << "module " << m->get_name().get_name() << " type " << m->get_primitive_type() << "\n";
-        for (uint32_t p = 0; p < m->get_num_ports(); ++p) {
-            const NLG_IPORT* port = m->get_port(static_cast<int32_t>(p));
-            s << " port " << port->get_name().get_name() << " " << port->get_direction() << "\n";
-        }
-        for (uint32_t k = 0; k < m->get_num_instances(); ++k) {
-            const NLG_IINSTANCE* inst = m->get_instance(static_cast<int32_t>(k));
-            s << " instance " << inst->get_name().get_name() << " "
-              << inst->get_module()->get_name().get_name() << " pins " << inst->get_num_portrefs()
-              << "\n";
-        }
-        std::vector<std::string> nets;
-        for (uint32_t n = 0; n < m->get_num_nets(); ++n) {
-            const NLG_INET* net = m->get_net(static_cast<int32_t>(n));
-            std::vector<std::string> ends;
-            for (uint32_t k = 0; k < net->get_num_ports(); ++k)
-                ends.push_back(net->get_port(static_cast<int32_t>(k))->get_name().get_name());
-            for (uint32_t k = 0; k < net->get_num_portrefs(); ++k) {
-                const NLG_IPORT_REF* ref = net->get_portref(static_cast<int32_t>(k));
-                ends.push_back(ref->get_instance()->get_name().get_name() + "." +
-                               ref->get_port()->get_name().get_name());
-            }
-            std::sort(ends.begin(), ends.end());
-            std::string line = " net";
-            for (const std::string& end : ends) line += " " + end;
-            nets.push_back(line);
-        }
-        std::sort(nets.begin(), nets.end());
-        for (const std::string& line : nets) s << line << "\n";
-    }
-    return s.str();
-}
 
 std::string digest(FILES& files, const std::string& view) {
     std::ostringstream s;
@@ -116,7 +78,9 @@ std::string prepare_and_compare(FAB_TEST::DEVICE_FILES& device) {
     for (const char* view : {"rtl", "blc"}) {
         FILES prepared(device.m_text.path(), view);
         FILES direct(device.m_direct.path(), view);
-        EXPECT_EQ(structure(*prepared.m_graph), structure(*direct.m_graph)) << view;
+        EXPECT_EQ(NLG_TEST::graph_text(*prepared.m_graph, false),
+                  NLG_TEST::graph_text(*direct.m_graph, false))
+            << view;
         // Flat placements, grid record and sector levels.
         NLG_ICDB_ANNS& p = prepared.m_annss->get_icdb();
         NLG_ICDB_ANNS& d = direct.m_annss->get_icdb();
