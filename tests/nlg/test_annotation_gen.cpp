@@ -98,15 +98,11 @@ TEST(AnnotationGen, TopBlocks) {
                                "ROUTE 1\n\nLOGIC_BOX 0 # not this\nLOGIC_BOX 0\n#x 1\nmy$blk 2\n"
                                "zz 1\n");
     EXPECT_EQ(out, "Warning: Can't find module zz listed in top_blocks.txt file in RTL\n");
-    const PB::ICDB::MODULE& r = d.m_rtl.rec(d.m_route);
-    EXPECT_EQ(r.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
-    EXPECT_TRUE(r.is_routing());
-    EXPECT_FALSE(r.has_has_port_with_re());
-    const PB::ICDB::MODULE& l = d.m_rtl.rec(d.m_logic);
-    EXPECT_FALSE(l.is_routing());
-    EXPECT_TRUE(l.has_port_with_re());
-    EXPECT_EQ(d.m_rtl.rec(spaced).level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
-    EXPECT_FALSE(d.m_rtl.rec(spaced).is_routing());
+    // Every non-routing block is marked as having ports with REs; a routing block is not.
+    EXPECT_EQ(d.m_rtl.rec(d.m_route).ShortDebugString(), "is_routing: true level: TOP_LEVEL_IP");
+    for (NLG_MODULE* m : {d.m_logic, spaced})
+        EXPECT_EQ(d.m_rtl.rec(m).ShortDebugString(),
+                  "is_routing: false level: TOP_LEVEL_IP has_port_with_re: true");
 }
 
 TEST(AnnotationGen, IcdToPnrMapping) {
