@@ -4,8 +4,10 @@
 // graph, nor the modules that its instances instantiate.
 #pragma once
 
+#include <absl/container/flat_hash_map.h>
+#include <absl/hash/hash.h>
+
 #include <memory>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -110,8 +112,14 @@ class NLG_MODULE : public NLG_IMODULE {
     std::unique_ptr<std::vector<NLG_NET>> m_nets;
     std::unique_ptr<std::vector<NLG_INSTANCE>> m_instances;
     NLG_GRAPH* m_graph;
-    std::unordered_map<NS_SYMBOL::SYM, int32_t> m_instance_map;
-    std::unordered_map<NS_SYMBOL::SYM, int32_t> m_port_map;
+    // Name to index. Flat tables: a graph holds millions of instances, and a node per name
+    // would cost an allocation and a cache miss each.
+    struct NAME_HASH {
+        size_t operator()(NS_SYMBOL::SYM s) const { return absl::Hash<uint32_t>()(s.get_value()); }
+    };
+    using NAME_INDEX = absl::flat_hash_map<NS_SYMBOL::SYM, int32_t, NAME_HASH>;
+    NAME_INDEX m_instance_map;
+    NAME_INDEX m_port_map;
     NLG_ID m_id;
     NS_SYMBOL::SYM m_name;
     uint32_t m_primitive_type;
