@@ -18,47 +18,49 @@ namespace NLG_FAN {
 using PORTS = std::vector<NLG_PORT*>;
 using REFS = std::vector<NLG_PORT_REF*>;
 
-// A fan list is absent until its first entry; a copy of an object copies its lists.
-template <class T>
-std::vector<T>& make(std::unique_ptr<std::vector<T>>& list) {
-    if (!list) list.reset(new std::vector<T>());
-    return *list;
-}
-
-template <class T>
-std::unique_ptr<std::vector<T>> copy(const std::unique_ptr<std::vector<T>>& list) {
-    return list ? std::unique_ptr<std::vector<T>>(new std::vector<T>(*list)) : nullptr;
-}
-
-// The four fan lists of a module port or a port reference, in their field order. Null means
-// empty, so an object the fan-list pass never touched carries four null pointers.
+// The four fan lists of a module port or a port reference, in their field order. A list is
+// absent (null) until its first entry, and a deleted list is absent again. The four share one
+// block made on first use, so an object the fan-list pass never touched carries one null
+// pointer: graphs without fan lists hold millions of such objects. A copy copies the lists.
 class LISTS {
   public:
     LISTS() = default;
     LISTS(LISTS&&) = default;
     LISTS& operator=(LISTS&&) = default;
-    LISTS(const LISTS& other)
-        : m_fanout_refs(copy(other.m_fanout_refs)),
-          m_fanin_refs(copy(other.m_fanin_refs)),
-          m_fanout_ports(copy(other.m_fanout_ports)),
-          m_fanin_ports(copy(other.m_fanin_ports)) {}
+    LISTS(const LISTS& other) : m_block(other.m_block ? new BLOCK(*other.m_block) : nullptr) {}
 
-    const REFS* get_fanout_refs() const { return m_fanout_refs.get(); }
-    const REFS* get_fanin_refs() const { return m_fanin_refs.get(); }
-    const PORTS* get_fanout_ports() const { return m_fanout_ports.get(); }
-    const PORTS* get_fanin_ports() const { return m_fanin_ports.get(); }
-    void add_fanout_ref(NLG_PORT_REF* ref) { make(m_fanout_refs).push_back(ref); }
-    void add_fanin_ref(NLG_PORT_REF* ref) { make(m_fanin_refs).push_back(ref); }
-    void add_fanout_port(NLG_PORT* port) { make(m_fanout_ports).push_back(port); }
-    void add_fanin_port(NLG_PORT* port) { make(m_fanin_ports).push_back(port); }
-    void delete_fanin_refs() { m_fanin_refs.reset(); }
-    void delete_fanin_ports() { m_fanin_ports.reset(); }
+    const REFS* get_fanout_refs() const { return get(&BLOCK::m_fanout_refs); }
+    const REFS* get_fanin_refs() const { return get(&BLOCK::m_fanin_refs); }
+    const PORTS* get_fanout_ports() const { return get(&BLOCK::m_fanout_ports); }
+    const PORTS* get_fanin_ports() const { return get(&BLOCK::m_fanin_ports); }
+    void add_fanout_ref(NLG_PORT_REF* ref) { block().m_fanout_refs.push_back(ref); }
+    void add_fanin_ref(NLG_PORT_REF* ref) { block().m_fanin_refs.push_back(ref); }
+    void add_fanout_port(NLG_PORT* port) { block().m_fanout_ports.push_back(port); }
+    void add_fanin_port(NLG_PORT* port) { block().m_fanin_ports.push_back(port); }
+    void delete_fanin_refs() { drop(&BLOCK::m_fanin_refs); }
+    void delete_fanin_ports() { drop(&BLOCK::m_fanin_ports); }
 
   private:
-    std::unique_ptr<REFS> m_fanout_refs;
-    std::unique_ptr<REFS> m_fanin_refs;
-    std::unique_ptr<PORTS> m_fanout_ports;
-    std::unique_ptr<PORTS> m_fanin_ports;
+    struct BLOCK {
+        REFS m_fanout_refs;
+        REFS m_fanin_refs;
+        PORTS m_fanout_ports;
+        PORTS m_fanin_ports;
+    };
+    BLOCK& block() {
+        if (!m_block) m_block.reset(new BLOCK());
+        return *m_block;
+    }
+    // Every present list has an entry, so an empty one reads as absent.
+    template <class LIST>
+    const LIST* get(LIST BLOCK::*list) const {
+        return m_block && !((*m_block).*list).empty() ? &((*m_block).*list) : nullptr;
+    }
+    template <class LIST>
+    void drop(LIST BLOCK::*list) {
+        if (m_block) LIST().swap((*m_block).*list);
+    }
+    std::unique_ptr<BLOCK> m_block;
 };
 
 }  // namespace NLG_FAN

@@ -445,21 +445,21 @@ void NLG_PB_READ::read_body(const PB::NLG::MODULE_BODY& body) {
     m_sink->begin_module_body(static_cast<int32_t>(body.module_index()));
     m_sink->begin_nets(body.nets_size());
     for (const PB::NLG::NET& net : body.nets()) {
-        std::vector<int32_t> ports(net.ports().begin(), net.ports().end());
+        m_net_ports.assign(net.ports().begin(), net.ports().end());
         NLG_FILELINE fileline(net.fileline());
-        m_sink->add_net(whole(net.name()), std::move(ports), &fileline);
+        m_sink->add_net(whole(net.name()), std::move(m_net_ports), &fileline);
     }
     m_sink->end_nets();
     m_sink->begin_instances(body.instances_size());
     for (const PB::NLG::INSTANCE& instance : body.instances()) {
-        std::vector<NLG_PORT_TO_NET> port_to_nets;
-        port_to_nets.reserve(static_cast<size_t>(instance.port_to_nets_size()));
+        m_port_to_nets.clear();
+        m_port_to_nets.reserve(static_cast<size_t>(instance.port_to_nets_size()));
         for (const PB::NLG::INSTANCE::PORT_TO_NET& entry : instance.port_to_nets())
-            port_to_nets.emplace_back(static_cast<int32_t>(entry.port_index()),
-                                      static_cast<int32_t>(entry.net_index()));
+            m_port_to_nets.emplace_back(static_cast<int32_t>(entry.port_index()),
+                                        static_cast<int32_t>(entry.net_index()));
         NLG_FILELINE fileline(instance.fileline());
         m_sink->add_instance(whole(instance.name()), instance.module_index(),
-                             std::move(port_to_nets), &fileline);
+                             std::move(m_port_to_nets), &fileline);
     }
     m_sink->end_instances();
     m_sink->begin_edges();

@@ -212,6 +212,10 @@ class NLG_PB_READ : public NLG_IPB_READ {
     const PB::SYMBOL_TABLE* m_names = nullptr;
     // The file's names in file order, as whole symbols of the table.
     std::vector<NS_SYMBOL::SYM> m_symbols;
+    // Lists handed to the sink, kept between records so that a sink that does not keep them
+    // leaves their storage for the next one.
+    std::vector<int32_t> m_net_ports;
+    std::vector<NLG_PORT_TO_NET> m_port_to_nets;
 };
 
 // Events to graph. The counters are the phase checks of the protocol.
