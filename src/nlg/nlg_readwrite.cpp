@@ -19,6 +19,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <deque>
 #include <memory>
 #include <new>
 
@@ -80,15 +81,40 @@ bool NLG_GRAPH_READWRITE::write(const NLG_IGRAPH& graph, std::ostream& stream, u
     return stream_rw->write(message, stream, format);
 }
 
+// Objects become events as they arrive. Module bodies, the bulk of a file, come one frame at
+// a time through one reused message, so the file never stands in memory whole. A bodies
+// section that names another count than the modules defined so far, or comes before the
+// names, is read whole first, so that the reader's checks meet it as they would in a message.
 bool NLG_GRAPH_READWRITE::read(NLG_GRAPH* graph, std::istream& stream, uint32_t format) {
-    google::protobuf::Arena arena(message_arena());
-    PB::NLG::GRAPH& message = *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH>(&arena);
-    std::unique_ptr<NLG_ISTREAM_RW> stream_rw(nlg_readwrite().create_stream_rw());
-    std::unique_ptr<NLG_IPB_READ> pb_read(nlg_readwrite().create_pb_read());
-    std::unique_ptr<NLG_IGRAPH_READ> graph_read(nlg_readwrite().create_graph_read());
-    if (!stream_rw->read(stream, &message, format)) return false;
-    graph_read->set_graph(graph);
-    return pb_read->read(message, graph->get_symbol_table(), graph_read.get());
+    google::protobuf::io::IstreamInputStream input(&stream);
+    NLG_STREAM_RW stream_rw;
+    NLG_PB_READ pb_read;
+    NLG_GRAPH_READ graph_read;
+    graph_read.set_graph(graph);
+    pb_read.begin(graph->get_symbol_table(), &graph_read);
+    // Read objects stay: the reader keeps pointing at the names of the symbol table's.
+    std::deque<PB::NLG::GRAPH_OBJ> objects;
+    PB::NLG::MODULE_BODY body;
+    while (!pb_read.terminated()) {
+        PB::NLG::GRAPH_OBJ& object = objects.emplace_back();
+        if (!UTIL::read_message(&input, &object, format)) return false;
+        bool streamed = object.type() == PB::NLG::GRAPH_OBJ::T_MODULE_BODIES &&
+                        pb_read.has_names() && !object.has_module_bodies() &&
+                        object.count() == graph->get_num_modules();
+        if (!streamed) {
+            if (!stream_rw.read_entries(&input, &object, format)) return false;
+            pb_read.read_object(object);
+            continue;
+        }
+        pb_read.begin_bodies(static_cast<int32_t>(object.count()));
+        for (uint32_t i = 0; i < object.count(); ++i) {
+            body.Clear();
+            if (!UTIL::read_message(&input, &body, format)) return false;
+            pb_read.read_body(body);
+        }
+        pb_read.end_bodies();
+    }
+    return pb_read.end();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -367,30 +393,40 @@ void NLG_PB_WRITE::end_graph() {
 
 bool NLG_PB_READ::read(const PB::NLG::GRAPH& graph, UTIL::SYMBOL_TABLE* table,
                        NLG_RTL_ISERIALIZER* sink) {
+    begin(table, sink);
+    for (int i = 0; i < graph.graph_objs_size() && !m_terminated; ++i)
+        read_object(graph.graph_objs(i));
+    return end();
+}
+
+void NLG_PB_READ::begin(UTIL::SYMBOL_TABLE* table, NLG_RTL_ISERIALIZER* sink) {
     m_sink = sink;
     m_table = table;
     m_sink->begin_graph();
-    for (int i = 0; i < graph.graph_objs_size() && !m_terminated; ++i) {
-        const PB::NLG::GRAPH_OBJ* object = &graph.graph_objs(i);
-        switch (object->type()) {
-            case PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE:
-                m_names = &object->symbol_table();
-                m_table->add_names(*m_names, m_symbols);
-                break;
-            case PB::NLG::GRAPH_OBJ::T_MODULE_DEFS:
-                read_defs(object->module_defs());
-                break;
-            case PB::NLG::GRAPH_OBJ::T_MODULE_BODIES:
-                read_bodies(object->module_bodies());
-                break;
-            case PB::NLG::GRAPH_OBJ::T_FILENAME_TABLE:
-                read_filenames(object->filename_table());
-                break;
-            case PB::NLG::GRAPH_OBJ::T_TERMINATOR:
-                m_terminated = true;
-                break;
-        }
+}
+
+void NLG_PB_READ::read_object(const PB::NLG::GRAPH_OBJ& object) {
+    switch (object.type()) {
+        case PB::NLG::GRAPH_OBJ::T_SYMBOL_TABLE:
+            m_names = &object.symbol_table();
+            m_table->add_names(*m_names, m_symbols);
+            break;
+        case PB::NLG::GRAPH_OBJ::T_MODULE_DEFS:
+            read_defs(object.module_defs());
+            break;
+        case PB::NLG::GRAPH_OBJ::T_MODULE_BODIES:
+            read_bodies(object.module_bodies());
+            break;
+        case PB::NLG::GRAPH_OBJ::T_FILENAME_TABLE:
+            read_filenames(object.filename_table());
+            break;
+        case PB::NLG::GRAPH_OBJ::T_TERMINATOR:
+            m_terminated = true;
+            break;
     }
+}
+
+bool NLG_PB_READ::end() {
     m_sink->end_graph();
     if (m_ok && m_terminated) return true;
     m_ok = false;
@@ -435,9 +471,17 @@ void NLG_PB_READ::read_def(const PB::NLG::MODULE_DEF& def) {
 }
 
 void NLG_PB_READ::read_bodies(const PB::NLG::MODULE_BODIES& bodies) {
-    UTIL_ASSERT(m_names != NULL);
-    m_sink->begin_module_bodies(bodies.module_bodies_size());
+    begin_bodies(bodies.module_bodies_size());
     for (const PB::NLG::MODULE_BODY& body : bodies.module_bodies()) read_body(body);
+    end_bodies();
+}
+
+void NLG_PB_READ::begin_bodies(int32_t n) {
+    UTIL_ASSERT(m_names != NULL);
+    m_sink->begin_module_bodies(n);
+}
+
+void NLG_PB_READ::end_bodies() {
     m_sink->end_module_bodies();
 }
 
@@ -743,10 +787,11 @@ static constexpr uint32_t MAX_RESERVE = 1u << 16;
 
 void NLG_STREAM_RW::read_object(google::protobuf::io::ZeroCopyInputStream* input,
                                 PB::NLG::GRAPH_OBJ* object, uint32_t format) {
-    if (!UTIL::read_message(input, object, format)) {
-        m_ok = false;
-        return;
-    }
+    m_ok = UTIL::read_message(input, object, format) && read_entries(input, object, format);
+}
+
+bool NLG_STREAM_RW::read_entries(google::protobuf::io::ZeroCopyInputStream* input,
+                                 PB::NLG::GRAPH_OBJ* object, uint32_t format) {
     if (object->type() == PB::NLG::GRAPH_OBJ::T_MODULE_DEFS) {
         uint32_t count = object->count();
         object->clear_count();
@@ -762,4 +807,5 @@ void NLG_STREAM_RW::read_object(google::protobuf::io::ZeroCopyInputStream* input
         for (uint32_t i = 0; i < count && m_ok; ++i)
             m_ok = UTIL::read_message(input, bodies->add_module_bodies(), format);
     }
+    return m_ok;
 }

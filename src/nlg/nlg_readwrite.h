@@ -196,13 +196,24 @@ class NLG_PB_READ : public NLG_IPB_READ {
     bool read(const PB::NLG::GRAPH& graph, UTIL::SYMBOL_TABLE* table,
               NLG_RTL_ISERIALIZER* sink) override;
 
+    // The same, an object at a time, for a reader that takes a file's objects as they arrive:
+    // begin, then read_object (or a bodies section through begin_bodies, read_body and
+    // end_bodies) until terminated, then end for the result.
+    void begin(UTIL::SYMBOL_TABLE* table, NLG_RTL_ISERIALIZER* sink);
+    void read_object(const PB::NLG::GRAPH_OBJ& object);
+    bool has_names() const { return m_names != nullptr; }
+    void begin_bodies(int32_t n);
+    void read_body(const PB::NLG::MODULE_BODY& body);
+    void end_bodies();
+    bool terminated() const { return m_terminated; }
+    bool end();
+
   private:
     // A bare name index of the file as a whole symbol; a bad index is an out-of-range error.
     NS_SYMBOL::SYM whole(const PB::SYMBOL& symbol) const;
     void read_defs(const PB::NLG::MODULE_DEFS& defs);
     void read_def(const PB::NLG::MODULE_DEF& def);
     void read_bodies(const PB::NLG::MODULE_BODIES& bodies);
-    void read_body(const PB::NLG::MODULE_BODY& body);
     void read_filenames(const PB::NLG::FILENAME_TABLE& filenames);
 
     bool m_ok = true;
@@ -276,6 +287,9 @@ class NLG_STREAM_RW : public NLG_ISTREAM_RW {
   public:
     bool read(std::istream& stream, PB::NLG::GRAPH* graph, uint32_t format) override;
     bool write(const PB::NLG::GRAPH& graph, std::ostream& stream, uint32_t format) override;
+    // The frames of a split section after its head object, added to the object.
+    bool read_entries(google::protobuf::io::ZeroCopyInputStream* input, PB::NLG::GRAPH_OBJ* object,
+                      uint32_t format);
 
   private:
     void read_object(google::protobuf::io::ZeroCopyInputStream* input, PB::NLG::GRAPH_OBJ* object,
