@@ -168,7 +168,7 @@ void NLG_MODULE::add_net_as(NET&& n) {
 }
 
 template <class INSTANCE>
-void NLG_MODULE::add_instance_as(INSTANCE&& inst) {
+void NLG_MODULE::add_instance_as(INSTANCE&& inst, bool reference) {
     if (!m_instances) m_instances.reset(new std::vector<NLG_INSTANCE>());
     UTIL_ASSERT(!inst.get_parent());
     int32_t index = static_cast<int32_t>(m_instances->size());
@@ -178,12 +178,19 @@ void NLG_MODULE::add_instance_as(INSTANCE&& inst) {
     copy.m_index = index;
     if (copy.m_portrefs)
         for (NLG_PORT_REF& pr : *copy.m_portrefs) pr.m_parent = this;
-    NLG_MODULE* definition = copy.m_module;
-    if (definition) {
-        if (!definition->m_references) definition->m_references.reset(new std::vector<REFERENCE>());
-        definition->m_references->emplace_back(m_id.get_serial(), static_cast<uint32_t>(index));
-    }
+    if (reference && copy.m_module)
+        copy.m_module->add_reference(m_id.get_serial(), static_cast<uint32_t>(index));
     m_instance_map[copy.get_name()] = index;
+}
+
+void NLG_MODULE::reserve_references(size_t n) {
+    if (!m_references) m_references.reset(new std::vector<REFERENCE>());
+    m_references->reserve(m_references->size() + n);
+}
+
+void NLG_MODULE::add_reference(uint32_t parent_serial, uint32_t index) {
+    if (!m_references) m_references.reset(new std::vector<REFERENCE>());
+    m_references->emplace_back(parent_serial, index);
 }
 
 void NLG_MODULE::add_port(NLG_PORT& p) {
@@ -203,11 +210,15 @@ void NLG_MODULE::add_net(NLG_NET&& n) {
 }
 
 void NLG_MODULE::add_instance(NLG_INSTANCE& inst) {
-    add_instance_as(inst);
+    add_instance_as(inst, true);
 }
 
 void NLG_MODULE::add_instance(NLG_INSTANCE&& inst) {
-    add_instance_as(std::move(inst));
+    add_instance_as(std::move(inst), true);
+}
+
+void NLG_MODULE::add_instance_unreferenced(NLG_INSTANCE&& inst) {
+    add_instance_as(std::move(inst), false);
 }
 
 // Fan-list pass.

@@ -85,6 +85,13 @@ class NLG_MODULE : public NLG_IMODULE {
     void add_fan_ports(NLG_PORT& port, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
     void add_fan_ports(NLG_PORT_REF& ref, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
     bool get_unused_nonprimitive() const { return m_unused_nonprimitive; }
+    // For a reader that adds a whole graph's instances: each is added without touching its
+    // definition, and the definitions get their references afterwards in one pass
+    // (reserve_references makes room for n more, then add_reference in the order the instances
+    // were added). Appending per instance costs cache misses on thousands of definitions.
+    void add_instance_unreferenced(NLG_INSTANCE&& inst);
+    void reserve_references(size_t n);
+    void add_reference(uint32_t parent_serial, uint32_t index);
 
   private:
     friend class NLG_GRAPH;
@@ -104,7 +111,7 @@ class NLG_MODULE : public NLG_IMODULE {
     template <class NET>
     void add_net_as(NET&& n);
     template <class INSTANCE>
-    void add_instance_as(INSTANCE&& inst);
+    void add_instance_as(INSTANCE&& inst, bool reference);
 
     // (module index of the parent, instance index in it), one per instantiation.
     std::unique_ptr<std::vector<REFERENCE>> m_references;

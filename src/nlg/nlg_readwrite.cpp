@@ -639,6 +639,7 @@ void NLG_GRAPH_READ::begin_instances(int32_t n) {
     UTIL_ASSERT(m_instance_count == 0);
     m_num_instances = n;
     m_module->reserve_instances(static_cast<size_t>(n));
+    m_body_instances.emplace_back(m_module->get_id().get_serial(), 0);
 }
 
 void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
@@ -647,7 +648,10 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
     NLG_MODULE* definition = m_graph->module(module_index);
     NLG_INSTANCE instance(name, definition, NLG_ID(NLG_ID::INSTANCE, m_instance_serial),
                           whole(fileline), 0);
-    m_module->add_instance(std::move(instance));
+    UTIL_ASSERT(!m_body_instances.empty());
+    m_module->add_instance_unreferenced(std::move(instance));
+    m_instance_definitions.push_back(module_index);
+    ++m_body_instances.back().second;
     NLG_INSTANCE* stored =
         m_module->instance(static_cast<int32_t>(m_module->get_num_instances()) - 1);
     stored->reserve_portrefs(port_to_nets.size());
@@ -717,6 +721,22 @@ void NLG_GRAPH_READ::end_module_bodies() {
     UTIL_ASSERT(m_num_modules == m_module_count);
     m_num_modules = 0;
     m_module_count = 0;
+    add_references();
+}
+
+// Counted first, so that each definition's list is made once at its size; then filled in the
+// order the instances came, which is the order adding them one by one would give.
+void NLG_GRAPH_READ::add_references() {
+    std::vector<uint32_t> counts(m_graph->get_num_modules(), 0);
+    for (int32_t definition : m_instance_definitions) ++counts[static_cast<size_t>(definition)];
+    for (size_t i = 0; i < counts.size(); ++i)
+        if (counts[i] != 0) m_graph->module(static_cast<int32_t>(i))->reserve_references(counts[i]);
+    size_t next = 0;
+    for (const std::pair<uint32_t, uint32_t>& body : m_body_instances)
+        for (uint32_t index = 0; index < body.second; ++index)
+            m_graph->module(m_instance_definitions[next++])->add_reference(body.first, index);
+    m_body_instances.clear();
+    m_instance_definitions.clear();
 }
 
 void NLG_GRAPH_READ::add_filename_table(const std::vector<SYM>& filenames) {

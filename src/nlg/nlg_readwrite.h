@@ -280,6 +280,11 @@ class NLG_GRAPH_READ : public NLG_IGRAPH_READ {
     uint32_t m_port_serial = 0;
     uint32_t m_net_serial = 0;
     uint32_t m_portref_serial = 0;
+    // The definitions' references, made once the bodies are in: each body's parent serial and
+    // instance count in the order read, and each instance's definition index.
+    std::vector<std::pair<uint32_t, uint32_t>> m_body_instances;
+    std::vector<int32_t> m_instance_definitions;
+    void add_references();
 };
 
 // Message to and from a chain of frames, one module per frame. A failed step sticks.
