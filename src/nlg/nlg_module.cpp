@@ -178,19 +178,19 @@ void NLG_MODULE::add_instance_as(INSTANCE&& inst, bool reference) {
     copy.m_index = index;
     if (copy.m_portrefs)
         for (NLG_PORT_REF& pr : *copy.m_portrefs) pr.m_parent = this;
-    if (reference && copy.m_module)
-        copy.m_module->add_reference(m_id.get_serial(), static_cast<uint32_t>(index));
+    NLG_MODULE* definition = copy.m_module;
+    if (reference && definition) {
+        if (!definition->m_references) definition->m_references.reset(new std::vector<REFERENCE>());
+        definition->m_references->emplace_back(m_id.get_serial(), static_cast<uint32_t>(index));
+    }
     m_instance_map[copy.get_name()] = index;
 }
 
-void NLG_MODULE::reserve_references(size_t n) {
+NLG_MODULE::REFERENCE* NLG_MODULE::append_references(size_t n) {
     if (!m_references) m_references.reset(new std::vector<REFERENCE>());
-    m_references->reserve(m_references->size() + n);
-}
-
-void NLG_MODULE::add_reference(uint32_t parent_serial, uint32_t index) {
-    if (!m_references) m_references.reset(new std::vector<REFERENCE>());
-    m_references->emplace_back(parent_serial, index);
+    size_t first = m_references->size();
+    m_references->resize(first + n);
+    return m_references->data() + first;
 }
 
 void NLG_MODULE::add_port(NLG_PORT& p) {

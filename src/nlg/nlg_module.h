@@ -86,16 +86,16 @@ class NLG_MODULE : public NLG_IMODULE {
     void add_fan_ports(NLG_PORT_REF& ref, bool fanin, const std::vector<TSL_TRACED_PORT>& ends);
     bool get_unused_nonprimitive() const { return m_unused_nonprimitive; }
     // For a reader that adds a whole graph's instances: each is added without touching its
-    // definition, and the definitions get their references afterwards in one pass
-    // (reserve_references makes room for n more, then add_reference in the order the instances
-    // were added). Appending per instance costs cache misses on thousands of definitions.
+    // definition, and the definitions get their references afterwards in one pass: each
+    // definition appends its count of empty references at once (append_references returns the
+    // first) for the reader to fill in the order the instances were added. Appending per
+    // instance costs cache misses on thousands of definitions.
+    using REFERENCE = std::pair<uint32_t, uint32_t>;
     void add_instance_unreferenced(NLG_INSTANCE&& inst);
-    void reserve_references(size_t n);
-    void add_reference(uint32_t parent_serial, uint32_t index);
+    REFERENCE* append_references(size_t n);
 
   private:
     friend class NLG_GRAPH;
-    using REFERENCE = std::pair<uint32_t, uint32_t>;
 
     template <class V>
     static uint32_t count(const std::unique_ptr<V>& v) {

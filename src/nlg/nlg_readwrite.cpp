@@ -724,17 +724,20 @@ void NLG_GRAPH_READ::end_module_bodies() {
     add_references();
 }
 
-// Counted first, so that each definition's list is made once at its size; then filled in the
-// order the instances came, which is the order adding them one by one would give.
+// Counted first, so that each definition's list grows once to its size; then filled in the
+// order the instances came, which is the order adding them one by one would give, through a
+// table of fill points that stays in cache.
 void NLG_GRAPH_READ::add_references() {
-    std::vector<uint32_t> counts(m_graph->get_num_modules(), 0);
+    std::vector<NLG_MODULE::REFERENCE*> next(m_graph->get_num_modules(), nullptr);
+    std::vector<uint32_t> counts(next.size(), 0);
     for (int32_t definition : m_instance_definitions) ++counts[static_cast<size_t>(definition)];
     for (size_t i = 0; i < counts.size(); ++i)
-        if (counts[i] != 0) m_graph->module(static_cast<int32_t>(i))->reserve_references(counts[i]);
-    size_t next = 0;
+        if (counts[i] != 0)
+            next[i] = m_graph->module(static_cast<int32_t>(i))->append_references(counts[i]);
+    size_t k = 0;
     for (const std::pair<uint32_t, uint32_t>& body : m_body_instances)
         for (uint32_t index = 0; index < body.second; ++index)
-            m_graph->module(m_instance_definitions[next++])->add_reference(body.first, index);
+            *next[static_cast<size_t>(m_instance_definitions[k++])]++ = {body.first, index};
     m_body_instances.clear();
     m_instance_definitions.clear();
 }
