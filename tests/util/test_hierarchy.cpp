@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <random>
-#include <sstream>
 
 #include "mem_modules.h"
 #include "print_form.h"
@@ -207,7 +206,7 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
             EXPECT_EQ(h.get_path(nullptr, naive.size(), root), INVALID);
         }
 
-        // Common occurrences and pairs of paths, from the top.
+        // Common occurrences, from the top.
         NAIVE_UNFOLDING naive(m, 0);
         const auto& occ = naive.get();
         std::mt19937 rng(seed);
@@ -223,23 +222,6 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
             EXPECT_EQ(common.get_port_index(), INVALID);
             EXPECT_EQ(h.get_common_path(nullptr, common_node, o2.m_node, o1.m_node, 0), c.m_module);
             EXPECT_EQ(common_node, c.m_node);
-
-            uint64_t n1 = 0, n2 = 0, nc = 0;
-            uint32_t mc = INVALID;
-            auto p1 = make_path(h, o1.m_instances, o1.m_port);
-            auto p2 = make_path(h, o2.m_instances, o2.m_port);
-            EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
-            EXPECT_EQ(n1, o1.m_node);
-            EXPECT_EQ(n2, o2.m_node);
-            // The shared instance prefix of the two paths.
-            size_t shared = 0;
-            while (shared < std::min(o1.m_instances.size(), o2.m_instances.size()) &&
-                   o1.m_instances[shared] == o2.m_instances[shared]) {
-                ++shared;
-            }
-            EXPECT_EQ(nc, h.get_node(*make_path(
-                              h, std::vector<uint32_t>(o1.m_instances.begin(),
-                                                       o1.m_instances.begin() + shared))));
         }
     }
 }
@@ -311,30 +293,6 @@ TEST(Hierarchy, PathsByText) {
     HIERARCHY h2(&no_table);
     HPATH_SETTABLE c(&h2);
     EXPECT_FALSE(c.set_from_string("u0", 0));
-}
-
-TEST(Hierarchy, GetNodesOfPairs) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
-    // "node1 node2 common common_module"; a bad index spoils only its own path.
-    auto nodes = [&h](const std::unique_ptr<HPATH_SETTABLE>& p1,
-                      const std::unique_ptr<HPATH_SETTABLE>& p2) {
-        uint64_t n1 = 0, n2 = 0, nc = 0;
-        uint32_t mc = INVALID;
-        EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
-        std::ostringstream os;
-        os << int64_t(n1) << " " << int64_t(n2) << " " << nc << " " << mc;
-        return os.str();
-    };
-    EXPECT_EQ(nodes(make_path(h, {1, 0}, 1), make_path(h, {1, 1})), "12 13 9 2");
-    EXPECT_EQ(nodes(make_path(h, {1, 5}), make_path(h, {0}, 0)), "-1 8 0 0");
-    EXPECT_EQ(nodes(make_path(h, {}), make_path(h, {1, 7})), "0 -1 0 0");
-    uint64_t n1 = 0, n2 = 0, nc = 0;
-    uint32_t mc = INVALID;
-    EXPECT_EXIT(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {}, INVALID, 2)),
-                testing::ExitedWithCode(255),
-                "p1.get_base_module_index\\(\\) == p2.get_base_module_index\\(\\)");
 }
 
 // A chain of binary fan-outs: module k has two instances of module k + 1, and module 62 is a
