@@ -81,20 +81,6 @@ std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
     return path;
 }
 
-// Deepest instance occurrence (the root included) whose subtree holds both nodes.
-size_t naive_common(const NAIVE_UNFOLDING& naive, uint64_t node1, uint64_t node2) {
-    size_t best = 0;
-    const auto& occ = naive.get();
-    for (size_t k = 0; k < occ.size(); ++k) {
-        if (occ[k].m_port != INVALID) continue;
-        if (occ[k].m_node <= std::min(node1, node2) && std::max(node1, node2) <= occ[k].m_last &&
-            occ[k].m_instances.size() >= occ[best].m_instances.size()) {
-            best = k;
-        }
-    }
-    return best;
-}
-
 }  // namespace
 
 TEST(Hierarchy, TinyTreeNumberingByHand) {
@@ -184,16 +170,7 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
                 EXPECT_EQ(back.get_path().get_instances(), o.m_instances);
                 EXPECT_EQ(back.get_port_index(), o.m_port);
                 EXPECT_EQ(h.get_node(back), o.m_node);
-                uint32_t index = 0;
-                const bool is_port = o.m_port != INVALID;
-                EXPECT_EQ(h.get_port_of_node(index, o.m_node, root),
-                          is_port ? o.m_module : INVALID);
-                EXPECT_EQ(h.get_instance_of_node(index, o.m_node, root),
-                          is_port ? INVALID : o.m_module);
-                if (!o.m_instances.empty() && !is_port) {
-                    EXPECT_EQ(index, o.m_instances.back());
-                }
-                if (is_port) {
+                if (o.m_port != INVALID) {
                     const uint64_t owner = naive.get()[o.m_parent].m_node;
                     EXPECT_EQ(h.get_port_node(o.m_module, owner, o.m_port), o.m_node);
                     EXPECT_EQ(h.get_port_parent(o.m_module, o.m_port, o.m_node), owner);
@@ -204,24 +181,6 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
                 EXPECT_EQ(h.get_node(parsed), o.m_node);
             }
             EXPECT_EQ(h.get_path(nullptr, naive.size(), root), INVALID);
-        }
-
-        // Common occurrences, from the top.
-        NAIVE_UNFOLDING naive(m, 0);
-        const auto& occ = naive.get();
-        std::mt19937 rng(seed);
-        HPATH_SETTABLE common(&h);
-        for (int k = 0; k < 200; ++k) {
-            const OCCURRENCE& o1 = occ[rng() % occ.size()];
-            const OCCURRENCE& o2 = occ[rng() % occ.size()];
-            const OCCURRENCE& c = occ[naive_common(naive, o1.m_node, o2.m_node)];
-            uint64_t common_node = 77;
-            EXPECT_EQ(h.get_common_path(&common, common_node, o1.m_node, o2.m_node, 0), c.m_module);
-            EXPECT_EQ(common_node, c.m_node) << o1.m_node << " " << o2.m_node;
-            EXPECT_EQ(common.get_path().get_instances(), c.m_instances);
-            EXPECT_EQ(common.get_port_index(), INVALID);
-            EXPECT_EQ(h.get_common_path(nullptr, common_node, o2.m_node, o1.m_node, 0), c.m_module);
-            EXPECT_EQ(common_node, c.m_node);
         }
     }
 }
@@ -248,15 +207,11 @@ TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
     NAIVE_UNFOLDING naive(m, 0);
     ASSERT_EQ(h.get_num_nodes_64(0), static_cast<int64_t>(naive.size()));
     HPATH_SETTABLE back(&h);
-    uint64_t common = 0;
     for (const OCCURRENCE& o : naive.get()) {
         ASSERT_EQ(h.get_path(&back, o.m_node), o.m_module) << o.m_node;
         EXPECT_EQ(back.get_path().get_instances(), o.m_instances) << o.m_node;
         EXPECT_EQ(back.get_port_index(), o.m_port);
         EXPECT_EQ(h.get_node(back), o.m_node);
-        const OCCURRENCE& c = naive.get()[naive_common(naive, o.m_node, naive.size() - 2)];
-        EXPECT_EQ(h.get_common_path(nullptr, common, o.m_node, naive.size() - 2, 0), c.m_module);
-        EXPECT_EQ(common, c.m_node);
     }
     EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
 }
