@@ -194,48 +194,6 @@ TEST(Gid, BaseConverterHoldsFieldsOnly) {
     EXPECT_EQ(text_of(c), "IOB_RE:X1Y2Z3I4");
 }
 
-TEST(Gid, BuilderFileRoundTripAndCuts) {
-    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
-        GRID g(3, 4, 2);
-        std::vector<uint64_t> gids;
-        gids.push_back(g.m_builder->make_gid64(2, 3, 1, 9, GID_TYPE::RE, g.sym("CLOCK_SPINE"), -1));
-        gids.push_back(g.m_builder->make_gid64(0, 1, 0, 0, GID_TYPE::OUTPUT, g.sym("IOB"), -1));
-        gids.push_back(g.m_builder->make_gid64(1, 1, 1, 77, GID_TYPE::GLOBAL, g.sym("H"), 3));
-        std::ostringstream out;
-        ASSERT_TRUE(g.m_builder->write(out, format));
-        std::ostringstream symbols;
-        ASSERT_TRUE(g.m_file.write(symbols, format));
-
-        SYMBOL_FILE reader;
-        reader.set_internal(symbol_tables().new_table());
-        std::istringstream symbols_in(symbols.str());
-        ASSERT_TRUE(reader.read(symbols_in, format));
-        std::unique_ptr<GID64_BUILDER> fresh(new GID64_BUILDER());
-        fresh->set_symbol_file(&reader);
-        std::istringstream in(out.str());
-        ASSERT_TRUE(fresh->read(in, format));
-        uint32_t nx, ny, nz;
-        fresh->get_dimensions(nx, ny, nz);
-        EXPECT_EQ(nx * 100 + ny * 10 + nz, 342u);
-        EXPECT_EQ(fresh->get_gid_types().get_n_gid_types(), 8u);
-        std::unique_ptr<IGID_CONVERTER> c(fresh->create_converter());
-        for (uint64_t gid : gids) {
-            g.m_conv->set_gid64(gid);
-            c->set_gid64(gid);
-            EXPECT_EQ(text_of(*c), text_of(*g.m_conv));
-            EXPECT_EQ(c->get_gid64(), gid);
-        }
-        // Cut before the head, inside it, and inside the type records.
-        const std::string file = out.str();
-        for (size_t cut : {size_t(0), size_t(3), file.size() / 2, file.size() - 1}) {
-            GID64_BUILDER cut_builder;
-            cut_builder.set_symbol_file(&reader);
-            std::istringstream cut_in(file.substr(0, cut));
-            EXPECT_FALSE(cut_builder.read(cut_in, format)) << cut;
-        }
-    }
-}
-
 // A damaged head with a zero dimension once built gigabytes of empty rows (65536 x 65536 x 0)
 // before it could fail; a grid without cells never came from a builder and now reads false.
 TEST(Gid, BuilderHeadWithAZeroDimensionReadsFalse) {

@@ -149,21 +149,15 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
         std::ostringstream out;
         ASSERT_TRUE(d.write(out, format));
         const std::string bytes = out.str();
-        MUX_DESCRIPTIONS back;
-        back.set_symbol_file(&f.file);
-        std::istringstream in(bytes);
-        ASSERT_TRUE(back.read(in, format));
-        EXPECT_EQ(back.get_pb().SerializeAsString(), d.get_pb().SerializeAsString());
-        EXPECT_EQ(print(back, 2), print(d, 2));
-        EXPECT_EQ(back.find_mux_index(f.table->find("empty")), 1u);
-        EXPECT_EQ(back.get_mux_description(0).get_output_for_input(1), 4u);
-        // A cut file returns false; the table is still indexed over what was read.
-        for (size_t cut = 0; cut < bytes.size(); cut += 3) {
-            MUX_DESCRIPTIONS part;
-            part.set_symbol_file(&f.file);
-            std::istringstream cut_in(bytes.substr(0, cut));
-            EXPECT_FALSE(part.read(cut_in, format)) << cut;
-            EXPECT_LE(part.get_n_mux_descriptions(), 3u);
+        // A cut file reads false; the whole file reads back the same descriptions.
+        for (size_t cut = 0; cut < bytes.size() + 3; cut += 3) {
+            MUX_DESCRIPTIONS back;
+            back.set_symbol_file(&f.file);
+            std::istringstream in(bytes.substr(0, cut));
+            EXPECT_EQ(back.read(in, format), cut >= bytes.size()) << cut;
+            if (cut >= bytes.size()) {
+                EXPECT_EQ(print(back, 2), print(d, 2));
+            }
         }
     }
 }
