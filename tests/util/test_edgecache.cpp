@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "edgecache.pb.h"
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "util/util_edgecache.h"
 
@@ -210,7 +211,7 @@ TEST(EdgeCache, CorruptGraphsEndTheProcess) {
     head.add_modules(1);
     std::ostringstream out;
     UTIL::write_message(head, out, PB_BIN);
-    EXPECT_EXIT(read(out.str()), testing::ExitedWithCode(255), "  Error reading pb_edgecache \n");
+    EXPECT_FATAL(read(out.str()), "Error reading pb_edgecache");
 }
 
 TEST(EdgeCache, RandomModulesAgainstPlainLists) {

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "symbol_section.h"
 #include "util/util_symbol_file.h"
@@ -15,13 +16,13 @@ namespace {
 
 // The compact form of the fixture.
 SECTIONED_FILE write_form(const MODULES_FIXTURE& f, uint32_t format) {
-    return write_with_section(
-        f.m_table, format, [&](UTIL::SYMBOL_FILE& symbols, std::ostream& out) {
-            UTIL::MODULES_BUILDER builder;
-            builder.set_modules(&f.m_modules);
-            builder.set_symbol_file(&symbols);
-            return builder.write(out, format);
-        });
+    return write_with_section(f.m_table, format,
+                              [&](UTIL::SYMBOL_FILE& symbols, std::ostream& out) {
+                                  UTIL::MODULES_BUILDER builder;
+                                  builder.set_modules(&f.m_modules);
+                                  builder.set_symbol_file(&symbols);
+                                  return builder.write(out, format);
+                              });
 }
 
 void expect_same_numbering(const MODULES_FIXTURE& f, const IHIERARCHY::IMODULES& read_back) {
@@ -52,8 +53,7 @@ TEST(ModulesBuilder, RoundTripKeepsNodeNumbers) {
         reader.set_symbol_file(&symbols);
         ASSERT_TRUE(read_with_section(compact, format, symbols, reader));
         expect_same_numbering(f, *reader.get_modules());
-        EXPECT_EXIT(reader.read(*new std::istringstream(compact), format),
-                    testing::ExitedWithCode(255), "m_modules == NULL");
+        EXPECT_FATAL(reader.read(*new std::istringstream(compact), format), "m_modules == NULL");
         EXPECT_EQ(text_of(reader).rfind("MODULES_BUILDER {\n   m_modules = IMODULES {", 0), 0u);
     }
 }
@@ -82,6 +82,5 @@ TEST(ModulesBuilder, CutStreamsFailWithTheirMessages) {
 TEST(ModulesBuilder, WriteNeedsModules) {
     UTIL::MODULES_BUILDER builder;
     std::ostringstream out;
-    EXPECT_EXIT(builder.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_modules != NULL");
+    EXPECT_FATAL(builder.write(out, UTIL::PB_BIN), "m_modules != NULL");
 }

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "print_form.h"
+#include "nlg_builders.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_symbol_file.h"
 
@@ -128,16 +129,14 @@ TEST(MuxDescription, FatalChecks) {
                 "IE .*:[0-9]+  m_symbol_file != NULL \n");
     UTIL::SYMBOL_FILE empty_file;
     d.set_symbol_file(&empty_file);
-    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
-                "  m_symbol_file->get_internal_const\\(\\) != NULL \n");
-    EXPECT_EXIT(d.set_symbol_file(&f.file), testing::ExitedWithCode(255),
-                "  m_symbol_file == NULL \n");
+    EXPECT_FATAL(d.set_pb_mux_descriptions(sample()),
+                 "m_symbol_file->get_internal_const() != NULL");
+    EXPECT_FATAL(d.set_symbol_file(&f.file), "m_symbol_file == NULL");
     MUX_DESCRIPTIONS d2;
     d2.set_symbol_file(&f.file);
     d2.set_pb_mux_descriptions(sample());
     std::istringstream in("");
-    EXPECT_EXIT(d2.read(in, PB_BIN), testing::ExitedWithCode(255),
-                "  m_pb_mux_descriptions.mux_descriptions_size\\(\\) == 0 \n");
+    EXPECT_FATAL(d2.read(in, PB_BIN), "m_pb_mux_descriptions.mux_descriptions_size() == 0");
 }
 
 TEST(MuxDescription, FileRoundTripAndCutFiles) {

@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "gid_grid.h"
+#include "nlg_builders.h"
 #include "mem_modules.h"
 #include "nodemap.pb.h"
 #include "print_form.h"
@@ -66,12 +67,12 @@ TEST(NodeMap, BuildQueriesAndSeal) {
     uint64_t b = gids.h5(2, 1, 0, 4);
     map->add_node(a, 100);
     map->add_node(b, 200);
-    EXPECT_EXIT(map->get_gid(100), testing::ExitedWithCode(255), "m_seal");
+    EXPECT_FATAL(map->get_gid(100), "m_seal");
     uint64_t cached, driver;
-    EXPECT_EXIT(map->get_nodes(cached, driver, a), testing::ExitedWithCode(255), "m_seal");
-    EXPECT_EXIT(map->add_node(b, 200), testing::ExitedWithCode(255), "p\\.second");
+    EXPECT_FATAL(map->get_nodes(cached, driver, a), "m_seal");
+    EXPECT_FATAL(map->add_node(b, 200), "p.second");
     map->seal();
-    EXPECT_EXIT(map->seal(), testing::ExitedWithCode(255), "!m_seal");
+    EXPECT_FATAL(map->seal(), "!m_seal");
     EXPECT_EQ(map->get_gid(100), a);
     EXPECT_EQ(map->get_gid(200), b);
     EXPECT_EQ(map->get_gid(300), NONE);
@@ -102,18 +103,14 @@ TEST(NodeMap, BadGidsAndStates) {
     EXPECT_THROW(map->get_nodes(cached, driver, uint64_t(7) << 17), std::out_of_range);
     EXPECT_THROW(map->get_nodes(cached, driver, uint64_t(6) << 34), std::out_of_range);
     EXPECT_THROW(map->get_driver_node(uint64_t(6) << 34), std::out_of_range);
-    EXPECT_EXIT(map->get_nodes(cached, driver, NONE), testing::ExitedWithCode(255),
-                "value != GID64::VALUE_INVALID");
-    EXPECT_EXIT(map->set_dimensions(1, 1, 1), testing::ExitedWithCode(255),
-                "m_nx == \\(uint32_t\\) -1");
+    EXPECT_FATAL(map->get_nodes(cached, driver, NONE), "value != GID64::VALUE_INVALID");
+    EXPECT_FATAL(map->set_dimensions(1, 1, 1), "m_nx == (uint32_t) -1");
     map->set_hierarchy(nullptr);
     NODEMAP64 empty;
     std::ostringstream out;
-    EXPECT_EXIT(empty.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_nx != \\(uint32_t\\) -1");
+    EXPECT_FATAL(empty.write(out, UTIL::PB_BIN), "m_nx != (uint32_t) -1");
     std::istringstream in(written(*map, UTIL::PB_BIN));
-    EXPECT_EXIT(map->read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_nx == \\(uint32_t\\) -1");
+    EXPECT_FATAL(map->read(in, UTIL::PB_BIN), "m_nx == (uint32_t) -1");
     // A GID outside the grid cannot be added.
     auto other = filling(gids);
     EXPECT_THROW(other->add_node(uint64_t(6) << 34, 1), std::out_of_range);
@@ -284,13 +281,10 @@ TEST(NodeMap, CutAndDamagedFilesEndTheProcess) {
         std::istringstream in(data);
         map.read(in, UTIL::PB_BIN);
     };
-    EXPECT_EXIT(read_cut(""), testing::ExitedWithCode(255), "Error reading pb_nodemap");
-    EXPECT_EXIT(read_cut(file.substr(0, 3)), testing::ExitedWithCode(255),
-                "Error reading pb_nodemap");
+    EXPECT_FATAL(read_cut(""), "Error reading pb_nodemap");
+    EXPECT_FATAL(read_cut(file.substr(0, 3)), "Error reading pb_nodemap");
     for (size_t cut : {size_t(12), file.size() / 3, file.size() / 2, file.size() - 1}) {
-        EXPECT_EXIT(read_cut(file.substr(0, cut)), testing::ExitedWithCode(255),
-                    "Error reading pb_key_nodes")
-            << cut;
+        EXPECT_FATAL(read_cut(file.substr(0, cut)), "Error reading pb_key_nodes") << cut;
     }
     const std::string text = written(*r.m_map, UTIL::PB_TXT);
     EXPECT_EXIT(
@@ -395,10 +389,9 @@ TEST(NodeMap, PrintForms) {
     UTIL::HIERARCHY hierarchy(&modules);
     GIDS gids(2, 1, 1);
     auto map = filling(gids);
-    EXPECT_EXIT(map_text(*map, 1), testing::ExitedWithCode(255), "nodemap.m_hierarchy != NULL");
+    EXPECT_FATAL(map_text(*map, 1), "nodemap.m_hierarchy != NULL");
     map->set_hierarchy(&hierarchy);
-    EXPECT_EXIT(map->set_hierarchy(&hierarchy), testing::ExitedWithCode(255),
-                "m_hierarchy == NULL");
+    EXPECT_FATAL(map->set_hierarchy(&hierarchy), "m_hierarchy == NULL");
     // Node 2 has no alias; node 3 is an alias on a net driven by 1 and 0.
     map->add_node(gids.h5(0, 0, 0, 0), 2);
     map->add_node(gids.h5(1, 0, 0, 1), 3);

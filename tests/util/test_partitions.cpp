@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "nlg_builders.h"
 #include "partitions.pb.h"
 #include "print_form.h"
 #include "util/util_hierarchy_serializable.h"
@@ -86,8 +87,8 @@ TEST(Partitions, PrintOfAStartWithoutPathStopsWithTheLookUpText) {
     UTIL::PARTITIONS_SERIALIZABLE reader(nullptr, fresh.get());
     std::istringstream in(out.str());
     ASSERT_TRUE(reader.read(in, UTIL::PB_BIN));
-    EXPECT_EXIT(printed(*fresh, 2), testing::ExitedWithCode(255),
-                "  hierarchy\\.get_path\\(path, start\\) != IMODULES::MODULE_INDEX_INVALID \n");
+    EXPECT_FATAL(printed(*fresh, 2),
+                 "hierarchy.get_path(path, start) != IMODULES::MODULE_INDEX_INVALID");
 }
 
 // A stored list naming a module index past the hierarchy's modules is a user error: not

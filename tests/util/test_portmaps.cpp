@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "nlg_builders.h"
 #include "mux.pb.h"
 #include "print_form.h"
 #include "symbol_section.h"
@@ -108,9 +109,8 @@ TEST(PortMaps, SpecificationOfMuxPorts) {
     UTIL::MUX_DESCRIPTIONS bad_muxes;
     bad_muxes.set_symbol_file(&f.m_file);
     bad_muxes.set_pb_mux_descriptions(bad);
-    EXPECT_EXIT(UTIL::mux_ports_to_top_level_ip_ports(f.m_tlblocks, bad_muxes, specs),
-                testing::ExitedWithCode(255),
-                "  ipath.in\\(\\) != IHIERARCHY::IMODULE::PORT_INDEX_INVALID \n");
+    EXPECT_FATAL(UTIL::mux_ports_to_top_level_ip_ports(f.m_tlblocks, bad_muxes, specs),
+                 "ipath.in() != IHIERARCHY::IMODULE::PORT_INDEX_INVALID");
 }
 
 TEST(PortMaps, FatalCases) {
@@ -122,8 +122,7 @@ TEST(PortMaps, FatalCases) {
                 "\\(int\\)m_portmap_builders.size\\(\\) == m_portmaps.portmaps_size\\(\\)");
     PB::PORTMAPS::SPECIFICATIONS two_unknown = f.mux_ports_request();
     two_unknown.add_specs()->set_name("also unknown");
-    EXPECT_EXIT(short_of_maps.set_specifications(two_unknown), testing::ExitedWithCode(255),
-                "  p.second \n");
+    EXPECT_FATAL(short_of_maps.set_specifications(two_unknown), "p.second");
 }
 
 TEST(PortMaps, FileRoundTrip) {

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "symbol_table.pb.h"
+#include "nlg_builders.h"
 #include "util/util_error.h"
 #include "util/util_protobuf.h"
 
@@ -92,9 +93,8 @@ TEST(Frame, ReadMergesWithoutClearing) {
 TEST(Frame, UnknownFormatIsFatal) {
     PB::SYMBOL symbol;
     std::ostringstream out;
-    EXPECT_EXIT(UTIL::write_message(symbol, out, 2), testing::ExitedWithCode(255),
-                "  Unknown Format \n");
-    EXPECT_EXIT(read_from("", &symbol, 3), testing::ExitedWithCode(255), "Unknown Format");
+    EXPECT_FATAL(UTIL::write_message(symbol, out, 2), "Unknown Format");
+    EXPECT_FATAL(read_from("", &symbol, 3), "Unknown Format");
 }
 
 TEST(ErrorMsg, OpensWithCategoryWord) {

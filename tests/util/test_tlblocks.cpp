@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "mem_modules.h"
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "symbol_section.h"
 #include "util/util_indent.h"
@@ -229,14 +230,10 @@ TEST(TlBlocks, NodeToInstanceAndSplitter) {
     EXPECT_EQ(uid, sym("uidA1"));
 
     // Outside all blocks.
-    EXPECT_EXIT(splitter->set_node(45), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_UNDEFINED \n");
-    EXPECT_EXIT(splitter->set_node(52), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
-    EXPECT_EXIT(t->get_tlnode(52), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
-    EXPECT_EXIT(t->get_tlnode(1ull << 32), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
+    EXPECT_FATAL(splitter->set_node(45), "i != IRANGE::SEGMENT_INDEX_UNDEFINED");
+    EXPECT_FATAL(splitter->set_node(52), "i != IRANGE::SEGMENT_INDEX_INVALID");
+    EXPECT_FATAL(t->get_tlnode(52), "i != IRANGE::SEGMENT_INDEX_INVALID");
+    EXPECT_FATAL(t->get_tlnode(1ull << 32), "i != IRANGE::SEGMENT_INDEX_INVALID");
 }
 
 TEST(TlBlocks, MuxModuleWithInstancesIsNoBlock) {
@@ -258,26 +255,25 @@ TEST(TlBlocks, FatalCases) {
     {
         TLBLOCKS_BUILDER t;
         t.add_instance(3, 1, sym("u"));
-        EXPECT_EXIT(t.add_mux_module(3, 1), testing::ExitedWithCode(255), "  p.second \n");
-        EXPECT_EXIT(t.add_instance(4, 1, sym("v")), testing::ExitedWithCode(255), "  p.second \n");
+        EXPECT_FATAL(t.add_mux_module(3, 1), "p.second");
+        EXPECT_FATAL(t.add_instance(4, 1, sym("v")), "p.second");
         t.add_mux_module(5, 2);
-        EXPECT_EXIT(t.add_mux_module(5, 2), testing::ExitedWithCode(255), "  p.second \n");
-        EXPECT_EXIT(t.get_n_tlblocks(), testing::ExitedWithCode(255), "  m_seal \n");
+        EXPECT_FATAL(t.add_mux_module(5, 2), "p.second");
+        EXPECT_FATAL(t.get_n_tlblocks(), "m_seal");
         std::ostringstream out;
-        EXPECT_EXIT(t.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255), "  m_seal \n");
+        EXPECT_FATAL(t.write(out, UTIL::PB_BIN), "m_seal");
     }
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
-    EXPECT_EXIT(t->finish(), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->add_mux_module(50, 1), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->add_instance(50, 99, sym("w")), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->finish(), "!m_seal");
+    EXPECT_FATAL(t->add_mux_module(50, 1), "!m_seal");
+    EXPECT_FATAL(t->add_instance(50, 99, sym("w")), "!m_seal");
     std::vector<SYM> names;
-    EXPECT_EXIT(t->add_subpath(3, names), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->set_hierarchy(d.hierarchy.get()), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->add_subpath(3, names), "!m_seal");
+    EXPECT_FATAL(t->set_hierarchy(d.hierarchy.get()), "!m_seal");
     std::istringstream in("");
-    EXPECT_EXIT(t->read(in, UTIL::PB_BIN), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->read(in, UTIL::PB_BIN), "!m_seal");
     TLBLOCKS_BUILDER no_file;
-    EXPECT_EXIT(no_file.read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "  m_symbol_file != NULL \n");
+    EXPECT_FATAL(no_file.read(in, UTIL::PB_BIN), "m_symbol_file != NULL");
     // Path indexes of a module's settings must run from 0 to n - 1.
     TLBLOCKS_BUILDER gap;
     std::vector<TL_SETTING_PAIR> pairs;
