@@ -149,8 +149,6 @@ TEST(GidType, TextReaderNeedsSymbolFile) {
     EXPECT_FATAL(read_type("H5"), "s_current_symbol_file != NULL");
 }
 
-namespace {}  // namespace
-
 // Another writer may leave the length out: the record then reads as length 0, the field's
 // plain default, not as "no length".
 TEST(GidType, RecordWithoutLengthReadsAsLengthZero) {

@@ -57,7 +57,7 @@ std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
 
 }  // namespace
 
-TEST(MuxDescription, IndexesOverPaths) {
+TEST(MuxDescription, IndexesOverPathsAndNames) {
     FIXTURE f;
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
@@ -80,23 +80,17 @@ TEST(MuxDescription, IndexesOverPaths) {
     EXPECT_EQ(e.get_index(), 1u);
     EXPECT_EQ(e.get_port_type(0), IMUX_DESCRIPTION::P_UNKNOWN);
     EXPECT_THROW(d.get_mux_description(3), std::out_of_range);
-}
-
-TEST(MuxDescription, NamesFindTheFirstKnownIndex) {
-    FIXTURE f;
-    MUX_DESCRIPTIONS d;
-    d.set_symbol_file(&f.file);
-    d.set_pb_mux_descriptions(sample());
+    // Names find the first known index.
     EXPECT_EQ(d.find_mux_index(f.table->find("mux4")), 0u);
     EXPECT_EQ(d.find_mux_index(f.table->find("empty")), 1u);
     EXPECT_EQ(d.find_mux_index(f.table->find("not_a_mux")), 0xFFFFFFFFu);
     EXPECT_EQ(d.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
     // A description whose name the table does not know exists but is not found.
-    PB::MUX_DESCRIPTIONS m;
-    add_mux(m, "unknown_name", {{0, 1}});
+    PB::MUX_DESCRIPTIONS unknown;
+    add_mux(unknown, "unknown_name", {{0, 1}});
     MUX_DESCRIPTIONS d2;
     d2.set_symbol_file(&f.file);
-    d2.set_pb_mux_descriptions(m);
+    d2.set_pb_mux_descriptions(unknown);
     EXPECT_EQ(d2.get_n_mux_descriptions(), 1u);
     EXPECT_EQ(d2.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
 }

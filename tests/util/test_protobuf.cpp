@@ -8,7 +8,6 @@
 
 #include "symbol_table.pb.h"
 #include "nlg_builders.h"
-#include "util/util_error.h"
 #include "util/util_protobuf.h"
 
 using google::protobuf::io::ArrayInputStream;
@@ -95,17 +94,4 @@ TEST(Frame, UnknownFormatIsFatal) {
     std::ostringstream out;
     EXPECT_FATAL(UTIL::write_message(symbol, out, 2), "Unknown Format");
     EXPECT_FATAL(read_from("", &symbol, 3), "Unknown Format");
-}
-
-TEST(ErrorMsg, OpensWithCategoryWord) {
-    UTIL::IERROR::ERROR_MSG generic;
-    generic << "x";
-    EXPECT_EQ(generic.str(), "GENERIC: x");
-    UTIL::IERROR::ERROR_MSG internal(1);
-    EXPECT_EQ(internal.str(), "INTERNAL: ");
-    UTIL::IERROR::ERROR_MSG api(UTIL::IERROR::ERROR_MSG::API);
-    api << 5;
-    EXPECT_EQ(api.str(), "API: 5");
-    UTIL::IERROR::ERROR record;
-    EXPECT_TRUE(record.m_ok);
 }
