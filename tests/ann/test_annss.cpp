@@ -1,5 +1,5 @@
 // The annotation store: kinds, bounds from the graph, look-up by id, the file layout, round
-// trips with symbols, cut and inconsistent files, equality.
+// trips with symbols and equality, cut and inconsistent files.
 #include <gtest/gtest.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
@@ -127,6 +127,8 @@ TEST(Annss, RoundTripKeepsRecordsAndSymbols) {
         EXPECT_EQ(logical.get_name(), "dev");
         EXPECT_FALSE(copy.get_icdb().get_port(*other->get_top_module()->get_port(1)).has_re_name());
         EXPECT_TRUE(copy.get_annss()->equals(*annss.get_annss()));
+        copy.get_icdb().get_port(*other->get_top_module()->get_port(2)).set_re_index(1);
+        EXPECT_FALSE(copy.get_annss()->equals(*annss.get_annss()));
     }
 }
 
@@ -196,28 +198,12 @@ TEST(Annss, BadFilesReadFalse) {
         EXPECT_EQ(testing::internal::GetCapturedStdout(), cut.second) << cut.first;
     }
 
-    // Bounds larger than the records there: the read runs off the end of the stream.
-    PB::ANNSS::BOUNDS bounds;
-    bounds.set_n_ports(3);
-    ANNSS big(bounds);
-    big.get_symbol_file().set_internal(g->get_symbol_table());
-    big.add_type(PB::ANNS::FAB);
-    std::ostringstream out;
-    ASSERT_TRUE(big.write(out, UTIL::PB_BIN));
-    std::string file = out.str();
-    // Drop the last two port frames and the graph frame: three empty frames of one byte.
-    std::string shorter = file.substr(0, file.size() - 3);
-    ANNSS reader;
-    std::istringstream in(shorter);
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(reader.read(in, UTIL::PB_BIN));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
-
     // A kind of type 0 in the head.
     ANNSS undefined;
     undefined.get_symbol_file().set_internal(g->get_symbol_table());
     undefined.add_type(PB::ANNS::UNDEFINED);
     std::ostringstream out0;
+    PB::ANNSS::BOUNDS bounds;
     undefined.get_symbol_file().message_internal_to_external(&bounds);
     ASSERT_TRUE(undefined.write(out0, UTIL::PB_BIN));
     ANNSS reader0;
@@ -249,16 +235,4 @@ TEST(Annss, CorruptBoundsDoNotSizeStoresBeyondFile) {
                 << n_ports;
         }
     }
-}
-
-TEST(Annss, Equality) {
-    std::unique_ptr<NLG_GRAPH> g = small_graph();
-    NLG_ANNSS annss(*g);
-    annotate(*g, annss);
-    NLG_ANNSS same(*g);
-    annotate(*g, same);
-    EXPECT_TRUE(annss.get_annss()->equals(*annss.get_annss()));
-    EXPECT_TRUE(annss.get_annss()->equals(*same.get_annss()));
-    same.get_icdb().get_port(*g->get_top_module()->get_port(2)).set_re_index(1);
-    EXPECT_FALSE(annss.get_annss()->equals(*same.get_annss()));
 }

@@ -1,9 +1,8 @@
 // The flat placement table: adds, look-ups, load with merging, store in node order with sectors
-// and grid bounds, and a round trip through an annotation file.
+// and grid bounds.
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -132,43 +131,6 @@ TEST(InstanceTree, StoreSortedAppendingWithSectorsAndBounds) {
     EXPECT_FALSE(top.has_level());
     EXPECT_EQ(icdb.get_module(*f.graph->get_module(1)).level(), PB::ICDB::MODULE::SECTOR);
     EXPECT_EQ(icdb.get_module(*f.graph->get_module(2)).level(), PB::ICDB::MODULE::SECTOR);
-}
-
-TEST(InstanceTree, RoundTripThroughAnnotationFile) {
-    FIXTURE f;
-    ICDB::INSTANCE_TREE tree(f.graph.get());
-    std::mt19937 random(17);
-    for (int i = 0; i < 200; ++i) {
-        PB::ICDB::FLAT_INSTANCE r =
-            record(static_cast<int>(random() % 50), static_cast<int>(random() % 70), "");
-        if (random() % 2) r.set_uid("u" + std::to_string(i));
-        if (random() % 3 == 0) r.set_is_spare_row(true);
-        if (random() % 4 == 0) {
-            r.mutable_sid()->set_stype(PB::ICDB::SID::IO);
-            r.mutable_sid()->set_rowid(static_cast<uint32_t>(i));
-            r.mutable_sid()->set_colid(3);
-        }
-        tree.add_flat_instance(random() % 100000, r);
-    }
-    ASSERT_TRUE(tree.store(f.annss->get_icdb(), {1}));
-
-    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
-        std::stringstream file;
-        ASSERT_TRUE(f.annss->get_annss()->write(file, format));
-        NLG_ANNSS fresh(*f.graph);
-        ASSERT_TRUE(fresh.get_annss()->read(file, format));
-        ICDB::INSTANCE_TREE back(f.graph.get());
-        back.load(fresh.get_icdb());
-        ASSERT_EQ(back.size(), tree.size());
-        for (const auto& entry : f.top().flat_instance_nodes()) {
-            const PB::ICDB::FLAT_INSTANCE* r = back.get_flat_instance(entry.node());
-            ASSERT_NE(r, nullptr);
-            EXPECT_EQ(r->SerializeAsString(),
-                      tree.get_flat_instance(entry.node())->SerializeAsString());
-        }
-        EXPECT_EQ(fresh.get_icdb().get_graph().max_brow(),
-                  f.annss->get_icdb().get_graph().max_brow());
-    }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Test support: the builders of MEM_MODULES, the naive unfolding and the hand-numbered fixture
+// Test support: the test table, the naive unfolding and the hand-numbered fixture
 // declared in mem_modules.h.
 #include "mem_modules.h"
 
@@ -13,20 +13,6 @@ UTIL::SYMBOL_TABLE* test_table() {
     return s_table;
 }
 
-uint32_t MEM_MODULES::add_module(const std::string& name) {
-    m_modules.emplace_back(sym(name));
-    return static_cast<uint32_t>(m_modules.size() - 1);
-}
-
-void MEM_MODULES::add_instance(uint32_t module, const std::string& name,
-                               const std::string& module_name) {
-    m_modules.at(module).m_instances.emplace_back(sym(name), sym(module_name));
-}
-
-void MEM_MODULES::add_port(uint32_t module, const std::string& name) {
-    m_modules.at(module).m_ports.emplace_back(sym(name));
-}
-
 NAIVE_UNFOLDING::NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root) : m_modules(modules) {
     OCCURRENCE top;
     top.m_module = root;
@@ -35,8 +21,8 @@ NAIVE_UNFOLDING::NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root) : m_
 
 void NAIVE_UNFOLDING::unfold(OCCURRENCE occurrence, size_t parent) {
     auto module_of = [this](SYM name) {
-        for (uint32_t i = 0; i < m_modules.m_modules.size(); ++i) {
-            if (m_modules.m_modules[i].get_name() == name) return i;
+        for (uint32_t i = 0; i < m_modules.get_n_modules(); ++i) {
+            if (m_modules.get_module(i)->get_name() == name) return i;
         }
         return IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
     };
@@ -44,24 +30,23 @@ void NAIVE_UNFOLDING::unfold(OCCURRENCE occurrence, size_t parent) {
     occurrence.m_parent = parent;
     const size_t self = m_occurrences.size();
     m_occurrences.push_back(occurrence);
-    const MEM_MODULE& module = m_modules.m_modules[occurrence.m_module];
-    for (uint32_t i = 0; i < module.m_instances.size(); ++i) {
+    const IHIERARCHY::IMODULE& module = *m_modules.get_module(occurrence.m_module);
+    for (uint32_t i = 0; i < module.get_n_instances(); ++i) {
         OCCURRENCE child;
         child.m_instances = occurrence.m_instances;
         child.m_instances.push_back(i);
-        child.m_module = module_of(module.m_instances[i].get_module_name());
+        child.m_module = module_of(module.get_instance(i)->get_module_name());
         unfold(child, self);
     }
-    for (uint32_t p = 0; p < module.m_ports.size(); ++p) {
+    for (uint32_t p = 0; p < module.get_n_ports(); ++p) {
         OCCURRENCE port;
         port.m_instances = occurrence.m_instances;
         port.m_port = p;
         port.m_module = occurrence.m_module;
-        port.m_node = port.m_last = m_next++;
+        port.m_node = m_next++;
         port.m_parent = self;
         m_occurrences.push_back(port);
     }
-    m_occurrences[self].m_last = m_next - 1;
 }
 
 }  // namespace TEST_HIER

@@ -1,9 +1,8 @@
-// Test support: module descriptions held in plain vectors, for building hierarchies without a
-// netlist (MEM_MODULES); a naive unfolding that walks every occurrence, the reference the folded
+// Test support: module descriptions built by name, for hierarchies without a netlist
+// (MEM_MODULES); a naive unfolding that walks every occurrence, the reference the folded
 // numbering is checked against; and MODULES_FIXTURE, a four-module description numbered by hand.
 #pragma once
 
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,60 +20,23 @@ using UTIL::IHIERARCHY;
 // Its fast names are on from the start, so that paths and names print.
 UTIL::SYMBOL_TABLE* test_table();
 
-class MEM_PORT : public IHIERARCHY::IPORT {
+// A module description whose names are interned in the test table and whose modules are
+// addressed by index while it is built.
+class MEM_MODULES : public UTIL::MMODULES {
   public:
-    explicit MEM_PORT(SYM name) : m_name(name) {}
-    SYM get_name() const override { return m_name; }
-    int get_direction() const override { return 0; }
+    explicit MEM_MODULES(UTIL::SYMBOL_TABLE* table = test_table()) : MMODULES(table) {}
 
-  private:
-    SYM m_name;
-};
-
-class MEM_INSTANCE : public IHIERARCHY::IINSTANCE {
-  public:
-    MEM_INSTANCE(SYM name, SYM module_name) : m_name(name), m_module_name(module_name) {}
-    SYM get_name() const override { return m_name; }
-    SYM get_module_name() const override { return m_module_name; }
-
-  private:
-    SYM m_name, m_module_name;
-};
-
-class MEM_MODULE : public IHIERARCHY::IMODULE {
-  public:
-    explicit MEM_MODULE(SYM name) : m_name(name) {}
-    SYM get_name() const override { return m_name; }
-    uint32_t get_n_instances() const override { return static_cast<uint32_t>(m_instances.size()); }
-    const IHIERARCHY::IINSTANCE* get_instance(uint32_t i) const override {
-        return &m_instances.at(i);
+    uint32_t add_module(const std::string& name) {
+        MMODULES::add_module(sym(name));
+        return get_n_modules() - 1;
     }
-    uint32_t get_n_ports() const override { return static_cast<uint32_t>(m_ports.size()); }
-    const IHIERARCHY::IPORT* get_port(uint32_t i) const override { return &m_ports.at(i); }
-
-    std::vector<MEM_INSTANCE> m_instances;
-    std::vector<MEM_PORT> m_ports;
-
-  private:
-    SYM m_name;
-};
-
-class MEM_MODULES : public IHIERARCHY::IMODULES {
-  public:
-    explicit MEM_MODULES(UTIL::SYMBOL_TABLE* table = test_table()) : m_table(table) {}
-
-    UTIL::SYMBOL_TABLE* get_symbol_table() const override { return m_table; }
-    uint32_t get_n_modules() const override { return static_cast<uint32_t>(m_modules.size()); }
-    const IHIERARCHY::IMODULE* get_module(uint32_t i) const override { return &m_modules.at(i); }
-
-    // Builder operations; names are interned in the test table.
-    uint32_t add_module(const std::string& name);
-    void add_instance(uint32_t module, const std::string& name, const std::string& module_name);
-    void add_port(uint32_t module, const std::string& name);
+    void add_instance(uint32_t module, const std::string& name, const std::string& module_name) {
+        get_mutable_module(module).add_instance(sym(name), sym(module_name));
+    }
+    void add_port(uint32_t module, const std::string& name) {
+        get_mutable_module(module).add_port(sym(name), 0);
+    }
     SYM sym(const std::string& name) const { return test_table()->add(name); }
-
-    std::deque<MEM_MODULE> m_modules;
-    UTIL::SYMBOL_TABLE* m_table;
 };
 
 // One occurrence of the unfolded tree: an instance occurrence, or a port when m_port is set.
@@ -83,7 +45,6 @@ struct OCCURRENCE {
     uint32_t m_port = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
     uint32_t m_module = 0;  // module of the occurrence, or owner of the port
     uint64_t m_node = 0;
-    uint64_t m_last = 0;         // last node of an instance occurrence's subtree
     size_t m_parent = SIZE_MAX;  // position of the enclosing instance occurrence
 };
 

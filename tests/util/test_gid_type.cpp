@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "print_form.h"
+#include "nlg_builders.h"
 #include "symbol_section.h"
 #include "util/util_gid_type.h"
 #include "util/util_protobuf.h"
@@ -84,8 +85,8 @@ TEST(GidType, LengthAndClassPositions) {
     EXPECT_THROW(b.add_gid_type(GID_TYPE::INVALID, t.sym("H"), -1), std::out_of_range);
     EXPECT_THROW(b.find_gid_type(GID_TYPE::INVALID, t.sym("H"), -1), std::out_of_range);
     EXPECT_EQ(b.get_n_gid_types(), 2u);
-    EXPECT_EXIT(b.add_gid_type(GID_TYPE::INPUT, t.sym("IOB"), 3), testing::ExitedWithCode(255),
-                "l == IGID_TYPE::LENGTH_INVALID");
+    EXPECT_FATAL(b.add_gid_type(GID_TYPE::INPUT, t.sym("IOB"), 3),
+                 "l == IGID_TYPE::LENGTH_INVALID");
 }
 
 TEST(GidType, GlobalTypesNeedKnownNames) {
@@ -106,8 +107,8 @@ TEST(GidType, TextWriter) {
     std::ostringstream gclass;
     gclass << GID_TYPE::BLC_INTERNAL_RE << " " << GID_TYPE::GLOBAL;
     EXPECT_EQ(gclass.str(), "BLC_INTERNAL_RE GLOBAL");
-    EXPECT_EXIT(text_of(TYPE(GID_TYPE::BLC_INTERNAL_RE, t.sym("LUT"), -1)),
-                testing::ExitedWithCode(255), "Should not reach here");
+    EXPECT_FATAL(text_of(TYPE(GID_TYPE::BLC_INTERNAL_RE, t.sym("LUT"), -1)),
+                 "Should not reach here");
 }
 
 TEST(GidType, TextReaderRulesAndExceptions) {
@@ -145,10 +146,8 @@ TEST(GidType, TextReaderRulesAndExceptions) {
 }
 
 TEST(GidType, TextReaderNeedsSymbolFile) {
-    EXPECT_EXIT(read_type("H5"), testing::ExitedWithCode(255), "s_current_symbol_file != NULL");
+    EXPECT_FATAL(read_type("H5"), "s_current_symbol_file != NULL");
 }
-
-namespace {}  // namespace
 
 // Another writer may leave the length out: the record then reads as length 0, the field's
 // plain default, not as "no length".
@@ -176,8 +175,7 @@ TEST(GidType, RecordWithoutLengthReadsAsLengthZero) {
 TEST(GidType, WriteNeedsSymbolFileAndPrintForm) {
     GID_TYPE_BUILDER bare;
     std::ostringstream out;
-    EXPECT_EXIT(bare.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_symbol_file != NULL");
+    EXPECT_FATAL(bare.write(out, UTIL::PB_BIN), "m_symbol_file != NULL");
     TYPES t;
     t.m_builder.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 5);
     t.m_builder.add_gid_type(GID_TYPE::RE, t.sym("CLOCK_SPINE"), -1);

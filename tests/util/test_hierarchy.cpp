@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <random>
-#include <sstream>
 
 #include "mem_modules.h"
 #include "print_form.h"
@@ -80,20 +79,6 @@ std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
     path->set_instances(instances);
     path->set_port_index(port);
     return path;
-}
-
-// Deepest instance occurrence (the root included) whose subtree holds both nodes.
-size_t naive_common(const NAIVE_UNFOLDING& naive, uint64_t node1, uint64_t node2) {
-    size_t best = 0;
-    const auto& occ = naive.get();
-    for (size_t k = 0; k < occ.size(); ++k) {
-        if (occ[k].m_port != INVALID) continue;
-        if (occ[k].m_node <= std::min(node1, node2) && std::max(node1, node2) <= occ[k].m_last &&
-            occ[k].m_instances.size() >= occ[best].m_instances.size()) {
-            best = k;
-        }
-    }
-    return best;
 }
 
 }  // namespace
@@ -185,16 +170,7 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
                 EXPECT_EQ(back.get_path().get_instances(), o.m_instances);
                 EXPECT_EQ(back.get_port_index(), o.m_port);
                 EXPECT_EQ(h.get_node(back), o.m_node);
-                uint32_t index = 0;
-                const bool is_port = o.m_port != INVALID;
-                EXPECT_EQ(h.get_port_of_node(index, o.m_node, root),
-                          is_port ? o.m_module : INVALID);
-                EXPECT_EQ(h.get_instance_of_node(index, o.m_node, root),
-                          is_port ? INVALID : o.m_module);
-                if (!o.m_instances.empty() && !is_port) {
-                    EXPECT_EQ(index, o.m_instances.back());
-                }
-                if (is_port) {
+                if (o.m_port != INVALID) {
                     const uint64_t owner = naive.get()[o.m_parent].m_node;
                     EXPECT_EQ(h.get_port_node(o.m_module, owner, o.m_port), o.m_node);
                     EXPECT_EQ(h.get_port_parent(o.m_module, o.m_port, o.m_node), owner);
@@ -205,41 +181,6 @@ TEST(Hierarchy, RandomHierarchiesAgreeWithUnfolding) {
                 EXPECT_EQ(h.get_node(parsed), o.m_node);
             }
             EXPECT_EQ(h.get_path(nullptr, naive.size(), root), INVALID);
-        }
-
-        // Common occurrences and pairs of paths, from the top.
-        NAIVE_UNFOLDING naive(m, 0);
-        const auto& occ = naive.get();
-        std::mt19937 rng(seed);
-        HPATH_SETTABLE common(&h);
-        for (int k = 0; k < 200; ++k) {
-            const OCCURRENCE& o1 = occ[rng() % occ.size()];
-            const OCCURRENCE& o2 = occ[rng() % occ.size()];
-            const OCCURRENCE& c = occ[naive_common(naive, o1.m_node, o2.m_node)];
-            uint64_t common_node = 77;
-            EXPECT_EQ(h.get_common_path(&common, common_node, o1.m_node, o2.m_node, 0), c.m_module);
-            EXPECT_EQ(common_node, c.m_node) << o1.m_node << " " << o2.m_node;
-            EXPECT_EQ(common.get_path().get_instances(), c.m_instances);
-            EXPECT_EQ(common.get_port_index(), INVALID);
-            EXPECT_EQ(h.get_common_path(nullptr, common_node, o2.m_node, o1.m_node, 0), c.m_module);
-            EXPECT_EQ(common_node, c.m_node);
-
-            uint64_t n1 = 0, n2 = 0, nc = 0;
-            uint32_t mc = INVALID;
-            auto p1 = make_path(h, o1.m_instances, o1.m_port);
-            auto p2 = make_path(h, o2.m_instances, o2.m_port);
-            EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
-            EXPECT_EQ(n1, o1.m_node);
-            EXPECT_EQ(n2, o2.m_node);
-            // The shared instance prefix of the two paths.
-            size_t shared = 0;
-            while (shared < std::min(o1.m_instances.size(), o2.m_instances.size()) &&
-                   o1.m_instances[shared] == o2.m_instances[shared]) {
-                ++shared;
-            }
-            EXPECT_EQ(nc, h.get_node(*make_path(
-                              h, std::vector<uint32_t>(o1.m_instances.begin(),
-                                                       o1.m_instances.begin() + shared))));
         }
     }
 }
@@ -266,15 +207,11 @@ TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
     NAIVE_UNFOLDING naive(m, 0);
     ASSERT_EQ(h.get_num_nodes_64(0), static_cast<int64_t>(naive.size()));
     HPATH_SETTABLE back(&h);
-    uint64_t common = 0;
     for (const OCCURRENCE& o : naive.get()) {
         ASSERT_EQ(h.get_path(&back, o.m_node), o.m_module) << o.m_node;
         EXPECT_EQ(back.get_path().get_instances(), o.m_instances) << o.m_node;
         EXPECT_EQ(back.get_port_index(), o.m_port);
         EXPECT_EQ(h.get_node(back), o.m_node);
-        const OCCURRENCE& c = naive.get()[naive_common(naive, o.m_node, naive.size() - 2)];
-        EXPECT_EQ(h.get_common_path(nullptr, common, o.m_node, naive.size() - 2, 0), c.m_module);
-        EXPECT_EQ(common, c.m_node);
     }
     EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
 }
@@ -311,30 +248,6 @@ TEST(Hierarchy, PathsByText) {
     HIERARCHY h2(&no_table);
     HPATH_SETTABLE c(&h2);
     EXPECT_FALSE(c.set_from_string("u0", 0));
-}
-
-TEST(Hierarchy, GetNodesOfPairs) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
-    // "node1 node2 common common_module"; a bad index spoils only its own path.
-    auto nodes = [&h](const std::unique_ptr<HPATH_SETTABLE>& p1,
-                      const std::unique_ptr<HPATH_SETTABLE>& p2) {
-        uint64_t n1 = 0, n2 = 0, nc = 0;
-        uint32_t mc = INVALID;
-        EXPECT_TRUE(h.get_nodes(n1, n2, nc, mc, *p1, *p2));
-        std::ostringstream os;
-        os << int64_t(n1) << " " << int64_t(n2) << " " << nc << " " << mc;
-        return os.str();
-    };
-    EXPECT_EQ(nodes(make_path(h, {1, 0}, 1), make_path(h, {1, 1})), "12 13 9 2");
-    EXPECT_EQ(nodes(make_path(h, {1, 5}), make_path(h, {0}, 0)), "-1 8 0 0");
-    EXPECT_EQ(nodes(make_path(h, {}), make_path(h, {1, 7})), "0 -1 0 0");
-    uint64_t n1 = 0, n2 = 0, nc = 0;
-    uint32_t mc = INVALID;
-    EXPECT_EXIT(h.get_nodes(n1, n2, nc, mc, *make_path(h, {}), *make_path(h, {}, INVALID, 2)),
-                testing::ExitedWithCode(255),
-                "p1.get_base_module_index\\(\\) == p2.get_base_module_index\\(\\)");
 }
 
 // A chain of binary fan-outs: module k has two instances of module k + 1, and module 62 is a

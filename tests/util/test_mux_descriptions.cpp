@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "print_form.h"
+#include "nlg_builders.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_symbol_file.h"
 
@@ -56,7 +57,7 @@ std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
 
 }  // namespace
 
-TEST(MuxDescription, IndexesOverPaths) {
+TEST(MuxDescription, IndexesOverPathsAndNames) {
     FIXTURE f;
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
@@ -79,23 +80,17 @@ TEST(MuxDescription, IndexesOverPaths) {
     EXPECT_EQ(e.get_index(), 1u);
     EXPECT_EQ(e.get_port_type(0), IMUX_DESCRIPTION::P_UNKNOWN);
     EXPECT_THROW(d.get_mux_description(3), std::out_of_range);
-}
-
-TEST(MuxDescription, NamesFindTheFirstKnownIndex) {
-    FIXTURE f;
-    MUX_DESCRIPTIONS d;
-    d.set_symbol_file(&f.file);
-    d.set_pb_mux_descriptions(sample());
+    // Names find the first known index.
     EXPECT_EQ(d.find_mux_index(f.table->find("mux4")), 0u);
     EXPECT_EQ(d.find_mux_index(f.table->find("empty")), 1u);
     EXPECT_EQ(d.find_mux_index(f.table->find("not_a_mux")), 0xFFFFFFFFu);
     EXPECT_EQ(d.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
     // A description whose name the table does not know exists but is not found.
-    PB::MUX_DESCRIPTIONS m;
-    add_mux(m, "unknown_name", {{0, 1}});
+    PB::MUX_DESCRIPTIONS unknown;
+    add_mux(unknown, "unknown_name", {{0, 1}});
     MUX_DESCRIPTIONS d2;
     d2.set_symbol_file(&f.file);
-    d2.set_pb_mux_descriptions(m);
+    d2.set_pb_mux_descriptions(unknown);
     EXPECT_EQ(d2.get_n_mux_descriptions(), 1u);
     EXPECT_EQ(d2.find_mux_index(f.table->get_unknown()), 0xFFFFFFFFu);
 }
@@ -128,16 +123,14 @@ TEST(MuxDescription, FatalChecks) {
                 "IE .*:[0-9]+  m_symbol_file != NULL \n");
     UTIL::SYMBOL_FILE empty_file;
     d.set_symbol_file(&empty_file);
-    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
-                "  m_symbol_file->get_internal_const\\(\\) != NULL \n");
-    EXPECT_EXIT(d.set_symbol_file(&f.file), testing::ExitedWithCode(255),
-                "  m_symbol_file == NULL \n");
+    EXPECT_FATAL(d.set_pb_mux_descriptions(sample()),
+                 "m_symbol_file->get_internal_const() != NULL");
+    EXPECT_FATAL(d.set_symbol_file(&f.file), "m_symbol_file == NULL");
     MUX_DESCRIPTIONS d2;
     d2.set_symbol_file(&f.file);
     d2.set_pb_mux_descriptions(sample());
     std::istringstream in("");
-    EXPECT_EXIT(d2.read(in, PB_BIN), testing::ExitedWithCode(255),
-                "  m_pb_mux_descriptions.mux_descriptions_size\\(\\) == 0 \n");
+    EXPECT_FATAL(d2.read(in, PB_BIN), "m_pb_mux_descriptions.mux_descriptions_size() == 0");
 }
 
 TEST(MuxDescription, FileRoundTripAndCutFiles) {
@@ -149,21 +142,15 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
         std::ostringstream out;
         ASSERT_TRUE(d.write(out, format));
         const std::string bytes = out.str();
-        MUX_DESCRIPTIONS back;
-        back.set_symbol_file(&f.file);
-        std::istringstream in(bytes);
-        ASSERT_TRUE(back.read(in, format));
-        EXPECT_EQ(back.get_pb().SerializeAsString(), d.get_pb().SerializeAsString());
-        EXPECT_EQ(print(back, 2), print(d, 2));
-        EXPECT_EQ(back.find_mux_index(f.table->find("empty")), 1u);
-        EXPECT_EQ(back.get_mux_description(0).get_output_for_input(1), 4u);
-        // A cut file returns false; the table is still indexed over what was read.
-        for (size_t cut = 0; cut < bytes.size(); cut += 3) {
-            MUX_DESCRIPTIONS part;
-            part.set_symbol_file(&f.file);
-            std::istringstream cut_in(bytes.substr(0, cut));
-            EXPECT_FALSE(part.read(cut_in, format)) << cut;
-            EXPECT_LE(part.get_n_mux_descriptions(), 3u);
+        // A cut file reads false; the whole file reads back the same descriptions.
+        for (size_t cut = 0; cut < bytes.size() + 3; cut += 3) {
+            MUX_DESCRIPTIONS back;
+            back.set_symbol_file(&f.file);
+            std::istringstream in(bytes.substr(0, cut));
+            EXPECT_EQ(back.read(in, format), cut >= bytes.size()) << cut;
+            if (cut >= bytes.size()) {
+                EXPECT_EQ(print(back, 2), print(d, 2));
+            }
         }
     }
 }

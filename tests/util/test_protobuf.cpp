@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "symbol_table.pb.h"
-#include "util/util_error.h"
+#include "nlg_builders.h"
 #include "util/util_protobuf.h"
 
 using google::protobuf::io::ArrayInputStream;
@@ -92,20 +92,6 @@ TEST(Frame, ReadMergesWithoutClearing) {
 TEST(Frame, UnknownFormatIsFatal) {
     PB::SYMBOL symbol;
     std::ostringstream out;
-    EXPECT_EXIT(UTIL::write_message(symbol, out, 2), testing::ExitedWithCode(255),
-                "  Unknown Format \n");
-    EXPECT_EXIT(read_from("", &symbol, 3), testing::ExitedWithCode(255), "Unknown Format");
-}
-
-TEST(ErrorMsg, OpensWithCategoryWord) {
-    UTIL::IERROR::ERROR_MSG generic;
-    generic << "x";
-    EXPECT_EQ(generic.str(), "GENERIC: x");
-    UTIL::IERROR::ERROR_MSG internal(1);
-    EXPECT_EQ(internal.str(), "INTERNAL: ");
-    UTIL::IERROR::ERROR_MSG api(UTIL::IERROR::ERROR_MSG::API);
-    api << 5;
-    EXPECT_EQ(api.str(), "API: 5");
-    UTIL::IERROR::ERROR record;
-    EXPECT_TRUE(record.m_ok);
+    EXPECT_FATAL(UTIL::write_message(symbol, out, 2), "Unknown Format");
+    EXPECT_FATAL(read_from("", &symbol, 3), "Unknown Format");
 }

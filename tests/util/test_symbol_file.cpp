@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "print_form.h"
+#include "nlg_builders.h"
 #include "symbol_test.pb.h"
 #include "util/util_symbol_file.h"
 
@@ -52,13 +53,11 @@ TEST(SymbolWalk, BadSymbolsFail) {
     // A symbol of another table.
     SYMBOL_TABLE* other = symbol_tables().new_table();
     SYMBOL_TABLE* external = symbol_tables().new_table();
-    EXPECT_EXIT(external->convert_message_to_external(other, &names, &message),
-                testing::ExitedWithCode(255),
-                "internal_symbol.get_table_id\\(\\) == m_internal_id");
+    EXPECT_FATAL(external->convert_message_to_external(other, &names, &message),
+                 "internal_symbol.get_table_id() == m_internal_id");
     SYMBOL_FILE file;
     file.set_internal_const(other);
-    EXPECT_EXIT(file.message_internal_to_external(&message), testing::ExitedWithCode(255),
-                "should not happen");
+    EXPECT_FATAL(file.message_internal_to_external(&message), "should not happen");
 }
 
 TEST(SymbolFile, RoundTripThroughSectionAndFreshReader) {
@@ -104,8 +103,7 @@ TEST(SymbolFile, CutSectionReturnsFalseAndReadingTwiceIsFatal) {
     SYMBOL_FILE writer;
     writer.set_internal_const(internal);
     std::ostringstream unused;
-    EXPECT_EXIT(writer.write(unused, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_external != NULL");
+    EXPECT_FATAL(writer.write(unused, UTIL::PB_BIN), "m_external != NULL");
     writer.message_internal_to_external(&message);
     std::ostringstream out;
     ASSERT_TRUE(writer.write(out, UTIL::PB_BIN));
@@ -120,12 +118,10 @@ TEST(SymbolFile, CutSectionReturnsFalseAndReadingTwiceIsFatal) {
     reader.set_internal(internal);
     std::istringstream in(bytes);
     ASSERT_TRUE(reader.read(in, UTIL::PB_BIN));
-    EXPECT_EXIT(reader.read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "m_external_to_internal.size\\(\\) == 0");
+    EXPECT_FATAL(reader.read(in, UTIL::PB_BIN), "m_external_to_internal.size() == 0");
     SYMBOL_FILE unset;
-    EXPECT_EXIT(unset.read(in, UTIL::PB_BIN), testing::ExitedWithCode(255), "m_internal != NULL");
-    EXPECT_EXIT(unset.message_internal_to_external(&message), testing::ExitedWithCode(255),
-                "m_internal_id != -1");
+    EXPECT_FATAL(unset.read(in, UTIL::PB_BIN), "m_internal != NULL");
+    EXPECT_FATAL(unset.message_internal_to_external(&message), "m_internal_id != -1");
 }
 
 TEST(SymbolFile, PrintForm) {

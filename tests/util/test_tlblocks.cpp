@@ -1,12 +1,13 @@
 // Top-level blocks on a small hand-numbered hierarchy: blocks and attributes after the seal,
 // node-to-instance look-ups, the splitter on every node, the file form through a symbol
-// section, cut files, print forms and the fatal cases.
+// section, print forms and the fatal cases.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <sstream>
 
 #include "mem_modules.h"
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "symbol_section.h"
 #include "util/util_indent.h"
@@ -156,18 +157,6 @@ std::string split(ITLBLOCKS::ITLSPLITTER& splitter, uint64_t node) {
     return out;
 }
 
-// Everything a reader can ask, as text, for comparing two tables.
-std::string answers(const ITLBLOCKS& t) {
-    std::ostringstream os;
-    std::unique_ptr<ITLBLOCKS::ITLSPLITTER> splitter(t.create_splitter());
-    for (uint64_t node = 0; node < 51; ++node) {
-        os << node << ":" << static_cast<int64_t>(t.get_tlnode(node));
-        if (t.get_tlnode(node) != ~0ull) os << ":" << split(*splitter, node);
-        os << "\n";
-    }
-    return os.str() + printed(t, 3);
-}
-
 }  // namespace
 
 // The print forms show the blocks, attributes, settings and uids; these are the look-ups that
@@ -241,14 +230,10 @@ TEST(TlBlocks, NodeToInstanceAndSplitter) {
     EXPECT_EQ(uid, sym("uidA1"));
 
     // Outside all blocks.
-    EXPECT_EXIT(splitter->set_node(45), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_UNDEFINED \n");
-    EXPECT_EXIT(splitter->set_node(52), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
-    EXPECT_EXIT(t->get_tlnode(52), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
-    EXPECT_EXIT(t->get_tlnode(1ull << 32), testing::ExitedWithCode(255),
-                "  i != IRANGE::SEGMENT_INDEX_INVALID \n");
+    EXPECT_FATAL(splitter->set_node(45), "i != IRANGE::SEGMENT_INDEX_UNDEFINED");
+    EXPECT_FATAL(splitter->set_node(52), "i != IRANGE::SEGMENT_INDEX_INVALID");
+    EXPECT_FATAL(t->get_tlnode(52), "i != IRANGE::SEGMENT_INDEX_INVALID");
+    EXPECT_FATAL(t->get_tlnode(1ull << 32), "i != IRANGE::SEGMENT_INDEX_INVALID");
 }
 
 TEST(TlBlocks, MuxModuleWithInstancesIsNoBlock) {
@@ -270,26 +255,25 @@ TEST(TlBlocks, FatalCases) {
     {
         TLBLOCKS_BUILDER t;
         t.add_instance(3, 1, sym("u"));
-        EXPECT_EXIT(t.add_mux_module(3, 1), testing::ExitedWithCode(255), "  p.second \n");
-        EXPECT_EXIT(t.add_instance(4, 1, sym("v")), testing::ExitedWithCode(255), "  p.second \n");
+        EXPECT_FATAL(t.add_mux_module(3, 1), "p.second");
+        EXPECT_FATAL(t.add_instance(4, 1, sym("v")), "p.second");
         t.add_mux_module(5, 2);
-        EXPECT_EXIT(t.add_mux_module(5, 2), testing::ExitedWithCode(255), "  p.second \n");
-        EXPECT_EXIT(t.get_n_tlblocks(), testing::ExitedWithCode(255), "  m_seal \n");
+        EXPECT_FATAL(t.add_mux_module(5, 2), "p.second");
+        EXPECT_FATAL(t.get_n_tlblocks(), "m_seal");
         std::ostringstream out;
-        EXPECT_EXIT(t.write(out, UTIL::PB_BIN), testing::ExitedWithCode(255), "  m_seal \n");
+        EXPECT_FATAL(t.write(out, UTIL::PB_BIN), "m_seal");
     }
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
-    EXPECT_EXIT(t->finish(), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->add_mux_module(50, 1), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->add_instance(50, 99, sym("w")), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->finish(), "!m_seal");
+    EXPECT_FATAL(t->add_mux_module(50, 1), "!m_seal");
+    EXPECT_FATAL(t->add_instance(50, 99, sym("w")), "!m_seal");
     std::vector<SYM> names;
-    EXPECT_EXIT(t->add_subpath(3, names), testing::ExitedWithCode(255), "  !m_seal \n");
-    EXPECT_EXIT(t->set_hierarchy(d.hierarchy.get()), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->add_subpath(3, names), "!m_seal");
+    EXPECT_FATAL(t->set_hierarchy(d.hierarchy.get()), "!m_seal");
     std::istringstream in("");
-    EXPECT_EXIT(t->read(in, UTIL::PB_BIN), testing::ExitedWithCode(255), "  !m_seal \n");
+    EXPECT_FATAL(t->read(in, UTIL::PB_BIN), "!m_seal");
     TLBLOCKS_BUILDER no_file;
-    EXPECT_EXIT(no_file.read(in, UTIL::PB_BIN), testing::ExitedWithCode(255),
-                "  m_symbol_file != NULL \n");
+    EXPECT_FATAL(no_file.read(in, UTIL::PB_BIN), "m_symbol_file != NULL");
     // Path indexes of a module's settings must run from 0 to n - 1.
     TLBLOCKS_BUILDER gap;
     std::vector<TL_SETTING_PAIR> pairs;
@@ -298,10 +282,9 @@ TEST(TlBlocks, FatalCases) {
     EXPECT_THROW(gap.get_settings(settings, 3), std::out_of_range);
 }
 
-TEST(TlBlocks, FileRoundTripAndCutFiles) {
+TEST(TlBlocks, FileRoundTrip) {
     DEVICE d;
     std::unique_ptr<TLBLOCKS_BUILDER> t = d.make();
-    const std::string expected = answers(*t);
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         // The table's symbols become ids of the file's own section.
         const SECTIONED_FILE file = write_with_section(
@@ -309,22 +292,12 @@ TEST(TlBlocks, FileRoundTripAndCutFiles) {
                 t->set_symbol_file(&symbols);
                 return t->write(out, format);
             });
-        auto read = [&](size_t body_bytes, UTIL::SYMBOL_FILE& symbols, TLBLOCKS_BUILDER& back) {
-            back.set_hierarchy(d.hierarchy.get());
-            back.set_symbol_file(&symbols);
-            return read_with_section(file.all().substr(0, file.m_section.size() + body_bytes),
-                                     format, symbols, back, test_table());
-        };
         UTIL::SYMBOL_FILE symbols;
         TLBLOCKS_BUILDER back;
-        ASSERT_TRUE(read(file.m_body.size(), symbols, back));
-        EXPECT_TRUE(back.is_sealed());
-        EXPECT_EQ(answers(back), expected);
-        for (size_t cut = 0; cut < file.m_body.size(); cut += 7) {
-            UTIL::SYMBOL_FILE cut_symbols;
-            TLBLOCKS_BUILDER part;
-            EXPECT_FALSE(read(cut, cut_symbols, part)) << cut;
-        }
+        back.set_hierarchy(d.hierarchy.get());
+        back.set_symbol_file(&symbols);
+        ASSERT_TRUE(read_with_section(file.all(), format, symbols, back, test_table()));
+        EXPECT_EQ(printed(back, 3), printed(*t, 3));
     }
 }
 

@@ -1,13 +1,10 @@
-// Typed tree: sizes, child steps, node and path round trips against a naive unfolding of random
-// trees, parsing of named paths, the text form.
+// Typed tree over hand-built types: parsing of named paths and the stop on recursive types. The
+// numbering, child steps and text form are swept through the instance tree of random graphs.
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <map>
-#include <random>
-#include <sstream>
+#include <memory>
 
-#include "print_form.h"
 #include "util/util_symbol.h"
 #include "util/util_typedtree.h"
 
@@ -93,97 +90,7 @@ void build_mixed(MEM_TYPES& t) {
     t.add_child(r, "b", b);
 }
 
-std::string text(const TPATH& path) {
-    return text_of(path);
-}
-
-struct NAIVE_NODE {
-    std::vector<uint32_t> path;
-    int32_t parent_type, type, child_index;
-};
-
-void unfold(const MEM_TYPES& t, int32_t type, std::vector<uint32_t>& path,
-            std::vector<NAIVE_NODE>& out) {
-    if (type < 0) return;
-    const MEM_TYPE& node_type = t.m_types[type];
-    for (uint32_t i = 0; i < node_type.m_children.size(); ++i) {
-        path.push_back(i);
-        const int32_t child = node_type.m_children[i].get_type_index();
-        out.push_back({path, type, child, static_cast<int32_t>(i)});
-        unfold(t, child, path, out);
-        path.pop_back();
-    }
-}
-
 }  // namespace
-
-TEST(TypedTree, RandomTreesAgreeWithUnfolding) {
-    for (uint32_t seed = 1; seed <= 30; ++seed) {
-        std::mt19937 rng(seed);
-        MEM_TYPES t;
-        const int32_t n = 2 + static_cast<int32_t>(rng() % 5);
-        for (int32_t k = 0; k < n; ++k) t.add_type("T" + std::to_string(k));
-        // Later types only, so the structure is acyclic; a type may be used several times.
-        for (int32_t k = n - 1; k >= 0; --k) {
-            const int n_children = static_cast<int>(rng() % 4);
-            for (int c = 0; c < n_children; ++c) {
-                const bool leaf = k == n - 1 || rng() % 3 == 0;
-                const int32_t type = leaf ? -1 : k + 1 + static_cast<int32_t>(rng() % (n - 1 - k));
-                t.add_child(k, "c" + std::to_string(c), type);
-            }
-        }
-        TTREE tree(&t);
-        std::vector<NAIVE_NODE> naive = {{{}, -1, 0, -1}};
-        std::vector<uint32_t> stack;
-        unfold(t, 0, stack, naive);
-        ASSERT_EQ(static_cast<size_t>(tree.get_size(0)), naive.size()) << seed;
-        for (int32_t k = 1; k < n; ++k) {
-            std::vector<NAIVE_NODE> below;
-            unfold(t, k, stack, below);
-            EXPECT_EQ(static_cast<size_t>(tree.get_size(k)), below.size() + 1) << seed << " " << k;
-        }
-        EXPECT_THROW(tree.get_size(n), std::out_of_range);
-        // Node numbers by path, for the child steps.
-        std::map<std::vector<uint32_t>, uint64_t> node_of;
-        for (uint64_t node = 0; node < naive.size(); ++node) node_of[naive[node].path] = node;
-        TPATH path(&tree), parsed(&tree);
-        int32_t parent, type, index;
-        for (uint64_t node = 0; node < naive.size(); ++node) {
-            ASSERT_TRUE(tree.set_path(path, node));
-            EXPECT_EQ(path.get_indexes(), naive[node].path);
-            if (naive[node].type >= 0) {
-                const uint32_t n_children = tree.get_n_children(naive[node].type);
-                EXPECT_EQ(n_children, t.m_types[naive[node].type].m_children.size());
-                for (uint32_t i = 0; i < n_children; ++i) {
-                    std::vector<uint32_t> child = naive[node].path;
-                    child.push_back(i);
-                    int32_t child_type = 0;
-                    uint64_t child_node = 0;
-                    tree.get_child(naive[node].type, node, i, child_type, child_node);
-                    EXPECT_EQ(child_node, node_of.at(child));
-                    EXPECT_EQ(child_type, naive[child_node].type);
-                }
-                int32_t past_type = 0;
-                uint64_t past_node = 0;
-                EXPECT_THROW(
-                    tree.get_child(naive[node].type, node, n_children, past_type, past_node),
-                    std::out_of_range);
-            }
-            EXPECT_EQ(tree.get_node(path), node);
-            ASSERT_TRUE(tree.locate(node, parent, type, index));
-            EXPECT_EQ(std::make_tuple(parent, type, index),
-                      std::make_tuple(naive[node].parent_type, naive[node].type,
-                                      naive[node].child_index));
-            ASSERT_TRUE(parsed.set_from_string(text(path), '/')) << text(path);
-            EXPECT_EQ(parsed.get_indexes(), naive[node].path);
-        }
-        // Past the end: false, and the out values are left alone.
-        parent = 9;
-        EXPECT_FALSE(tree.locate(naive.size(), parent, type, index));
-        EXPECT_EQ(parent, 9);
-        EXPECT_FALSE(tree.set_path(path, naive.size()));
-    }
-}
 
 TEST(TypedTree, ParsingNamedPaths) {
     MEM_TYPES t;
@@ -208,30 +115,6 @@ TEST(TypedTree, ParsingNamedPaths) {
     // Nothing below a leaf.
     EXPECT_FALSE(path.set_from_string("l/x0", '/'));
     EXPECT_FALSE(path.set_from_string("a//x0", '/'));
-}
-
-TEST(TypedTree, TextForm) {
-    // Root with two children of one type S (a leaf and a typed child of type U with two
-    // leaves): S has size 5, so the second occurrence starts at 6; total 11.
-    MEM_TYPES t;
-    const int32_t r = t.add_type("root");
-    const int32_t s = t.add_type("S");
-    const int32_t u = t.add_type("U");
-    t.add_child(u, "q0", -1);
-    t.add_child(u, "q1", -1);
-    t.add_child(s, "leaf", -1);
-    t.add_child(s, "inner", u);
-    t.add_child(r, "s0", s);
-    t.add_child(r, "s1", s);
-    TTREE tree(&t);
-    std::ostringstream os;
-    os << tree;
-    EXPECT_EQ(os.str(),
-              "\n{\n"
-              "   [0] = root(size = 11, S: s0, S: s1 | size = 11, children = {1:1 1:6 })\n"
-              "   [1] = S(size = 5, <>: leaf, U: inner | size = 5, children = {-1:1 2:2 })\n"
-              "   [2] = U(size = 3, <>: q0, <>: q1 | size = 3, children = {-1:1 -1:2 })\n"
-              "}");
 }
 
 TEST(TypedTree, RecursiveTypesStop) {
