@@ -505,7 +505,7 @@ void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
         m_state.m_builder->add_edge(EDGE_IMPL(src, dst, true));
         const uint64_t mux_node = base + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path)
-            pending.m_paths[mux_node].insert(e.m_path_index);
+            pending.m_paths.insert(mux_node, e.m_path_index);
         else
             pending.m_edges[mux_node].emplace(e.m_path_index, base + e.m_src_offset);
     }
@@ -518,10 +518,7 @@ void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
     for (const CACHED_EDGE& e : entry->second) {
         const uint64_t k = mux_node + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path) {
-            auto it = pending.m_paths.find(k);
-            if (it == pending.m_paths.end()) continue;
-            it->second.erase(e.m_path_index);
-            if (it->second.empty()) pending.m_paths.erase(it);
+            pending.m_paths.erase(k, e.m_path_index);
         } else {
             auto it = pending.m_edges.find(k);
             if (it == pending.m_edges.end()) continue;
@@ -563,8 +560,7 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
             const PENDING& pending = p.is_hipi_path() ? m_hipi_pending : m_pending;
-            auto it = pending.m_paths.find(mux_node);
-            if (it != pending.m_paths.end() && it->second.count(k)) continue;
+            if (!pending.m_paths.empty() && pending.m_paths.contains(mux_node, k)) continue;
         }
         open_paths.push_back(k);
         ports.insert(m->get_port(p.in()));
