@@ -12,6 +12,7 @@
 //     and the edges at inserted REs, all by tracing from each RE port.
 #include "fab/fab_graph_traverse.h"
 
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -554,8 +555,10 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
                                         const FAB_INSTANCES& path, uint64_t mux_node) {
     NLG_IMODULE* m = instance.get_module();
     // The paths that no replay has made, and the ports at their ends.
-    std::vector<int32_t> open_paths;
-    std::set<NLG_IPORT*> ports;
+    std::vector<int32_t>& open_paths = m_open_paths;
+    std::vector<NLG_IPORT*>& ports = m_ends.m_ports;
+    open_paths.clear();
+    ports.clear();
     for (int k = 0; k < an.paths_size(); ++k) {
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
@@ -563,42 +566,47 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
             if (!pending.m_paths.empty() && pending.m_paths.contains(mux_node, k)) continue;
         }
         open_paths.push_back(k);
-        ports.insert(m->get_port(p.in()));
-        ports.insert(m->get_port(p.out()));
+        ports.push_back(m->get_port(p.in()));
+        ports.push_back(m->get_port(p.out()));
     }
     if (open_paths.empty()) return;
+    std::sort(ports.begin(), ports.end());
+    ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
 
     m_tracer->set_instances(path);
-    ENDS ends;
-    find_ends(path, ports, ends);
+    find_ends(path);
+    ENDS& ends = m_ends;
 
     const uint32_t mux_index = an.mux_index();
     for (int32_t k : open_paths) {
         const MODULE::PATH& p = an.paths(k);
         NLG_IPORT* in = m->get_port(p.in());
         NLG_IPORT* out = m->get_port(p.out());
-        std::vector<TSL_TRACED_PORT> single;
-        const std::vector<TSL_TRACED_PORT>* list = &single;
+        const size_t in_at = static_cast<size_t>(in->get_index());
+        const size_t out_at = static_cast<size_t>(out->get_index());
+        // The sources of an input, or the single end of an output.
+        const TSL_TRACED_PORT* list = &ends.m_end_re[in_at];
+        size_t list_size = 1;
         if (in->is_input()) {
-            auto it = ends.m_sources.find(in);
-            if (it == ends.m_sources.end()) continue;
-            list = &it->second;
-        } else {
-            single.push_back(ends.m_end_re[in]);
+            const std::vector<TSL_TRACED_PORT>& sources = ends.m_sources[in_at];
+            if (sources.empty()) continue;
+            list = sources.data();
+            list_size = sources.size();
         }
         const bool is_hipi = p.has_is_hipi_path() && p.is_hipi_path();
         // A HIPI path goes to the mux's shadow node, even when the output merged.
-        const uint64_t dst_node = is_hipi ? ends.m_own_node[out] : ends.m_end_node[out];
-        const TSL_TRACED_PORT& dst = ends.m_end_re[out];
+        const uint64_t dst_node = is_hipi ? ends.m_own_node[out_at] : ends.m_end_node[out_at];
+        const TSL_TRACED_PORT& dst = ends.m_end_re[out_at];
         // Edges of a split path that a replay made are not made again.
         const PENDING& pending = is_hipi ? m_hipi_pending : m_pending;
         auto replayed = pending.m_edges.find(mux_node);
         bool whole = true;
         m_path_memo.clear();
-        for (const TSL_TRACED_PORT& t : *list) {
+        for (size_t n = 0; n < list_size; ++n) {
+            const TSL_TRACED_PORT& t = list[n];
             const uint64_t src_node = in->is_input()
                                           ? m_state.m_main_ids.get_node(t.m_instances, t.m_port)
-                                          : ends.m_end_node[in];
+                                          : ends.m_end_node[in_at];
             check_node(src_node, m, path, t.m_port);
             check_node(dst_node, m, path, out);
             if (replayed != pending.m_edges.end() && replayed->second.count({k, src_node})) {
@@ -621,21 +629,37 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
     }
 }
 
-void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports,
-                                       ENDS& ends) {
-    for (NLG_IPORT* q : ports) {
+// A port that is at no end keeps the empty values: no node, no traced port, no sources.
+void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path) {
+    ENDS& ends = m_ends;
+    const size_t n_ports =
+        ends.m_ports.empty() ? 0 : ends.m_ports.front()->get_parent()->get_num_ports();
+    if (ends.m_end_node.size() < n_ports) {
+        ends.m_end_node.resize(n_ports);
+        ends.m_end_re.resize(n_ports);
+        ends.m_own_node.resize(n_ports);
+        ends.m_sources.resize(n_ports);
+    }
+    for (NLG_IPORT* q : ends.m_ports) {
+        const size_t at = static_cast<size_t>(q->get_index());
+        ends.m_end_node[at] = 0;
+        ends.m_end_re[at].m_instances.clear();
+        ends.m_end_re[at].m_port = nullptr;
+        ends.m_end_re[at].m_inverted = false;
+        ends.m_end_re[at].m_through_path = false;
+        ends.m_own_node[at] = 0;
+        std::vector<TSL_TRACED_PORT>& sources = ends.m_sources[at];
+        sources.clear();
         if (q->is_input()) {
             m_tracer->clear();
             m_tracer->trace_up_input(q);
-            std::vector<TSL_TRACED_PORT> kept;
-            for (const TSL_TRACED_PORT& t : m_tracer->get_results())
-                if (!on_spare_row(t)) kept.push_back(t);
-            if (!kept.empty()) ends.m_sources[q] = std::move(kept);
+            for (TSL_TRACED_PORT& t : m_tracer->get_results())
+                if (!on_spare_row(t)) sources.push_back(std::move(t));
             continue;
         }
         const APORT& r = m_anns->get_port(*q);
         const uint64_t own = m_state.m_main_ids.get_node(path, q);
-        ends.m_own_node[q] = own;
+        ends.m_own_node[at] = own;
         auto merged = m_state.m_mux_to_blc_node_map.find(own);
         const bool potential =
             is_merge(r, APORT::POTENTIAL_MERGE) && merged != m_state.m_mux_to_blc_node_map.end();
@@ -643,14 +667,13 @@ void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path, const std::set
             UTIL_FAIL("m_mux_to_blc_node_map->count(out_node)");
         if (potential || is_merge(r, APORT::MERGE)) {
             // The output has no node of its own: edges into it go to the RE it merged with.
-            TSL_TRACED_PORT end;
             get_instance_path(m_state.m_main_ids.get_hierarchy(), m_rebuild_path.get(),
-                              merged->second, m_state.m_rtl_graph, end.m_instances);
-            ends.m_end_re[q] = std::move(end);
-            ends.m_end_node[q] = merged->second;
+                              merged->second, m_state.m_rtl_graph, ends.m_end_re[at].m_instances);
+            ends.m_end_node[at] = merged->second;
         } else {
-            ends.m_end_re[q] = traced(path, q);
-            ends.m_end_node[q] = own;
+            ends.m_end_re[at].m_instances = path;
+            ends.m_end_re[at].m_port = q;
+            ends.m_end_node[at] = own;
         }
     }
 }

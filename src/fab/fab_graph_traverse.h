@@ -258,12 +258,15 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     const EDGE_CACHE& get_hipi_edge_cache() const { return m_hipi_edge_cache; }
 
   private:
-    // The ends of the mux's open paths, by port.
+    // The ends of the mux's open paths, by port index of the mux module; kept between muxes so
+    // that their storage is reused. Only the entries of `m_ports` are current.
     struct ENDS {
-        std::map<NLG_IPORT*, uint64_t> m_end_node;
-        std::map<NLG_IPORT*, TSL_TRACED_PORT> m_end_re;
-        std::map<NLG_IPORT*, uint64_t> m_own_node;
-        std::map<NLG_IPORT*, std::vector<TSL_TRACED_PORT>> m_sources;
+        // The ports at the ends of the open paths, in pointer order.
+        std::vector<NLG_IPORT*> m_ports;
+        std::vector<uint64_t> m_end_node;
+        std::vector<TSL_TRACED_PORT> m_end_re;
+        std::vector<uint64_t> m_own_node;
+        std::vector<std::vector<TSL_TRACED_PORT>> m_sources;
     };
     // Traces the paths of a mux that no replay has made.
     void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
@@ -272,7 +275,7 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
                 const NLG_IMODULE* module, const FAB_INSTANCES& path);
     void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
                 uint64_t mux_node);
-    void find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports, ENDS& ends);
+    void find_ends(const FAB_INSTANCES& path);
     void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
                     const NLG_IPORT* port) const;
     // The edge as kept at the smallest module that holds both ends, and that module.
@@ -289,6 +292,8 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;
     FAB_INSTANCES m_common;
     std::vector<std::pair<const NLG_IMODULE*, CACHED_EDGE>> m_path_memo;
+    std::vector<int32_t> m_open_paths;
+    ENDS m_ends;
 };
 
 class FAB_INSERTED_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
