@@ -380,6 +380,14 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     const UTIL::FEDGE& get_fedge(int32_t index) override;
 
   private:
+    // The last offset of each end that converted, and its node: the edges of one path share
+    // their target and follow each other, so most targets convert once.
+    struct LAST {
+        bool m_valid = false;
+        uint64_t m_offset = 0;
+        uint64_t m_node = 0;
+    };
+    uint64_t convert(uint64_t offset, LAST& last);
     uint64_t convert(uint64_t offset);
     void dump_path(std::ostream& os) const;
 
@@ -389,4 +397,6 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     const UTIL::IHIERARCHY* m_hybrid_hierarchy;
     const UTIL::IHIERARCHY* m_rtl_hierarchy;
     UTIL::FEDGE m_fedge;
+    LAST m_last_src;
+    LAST m_last_dst;
 };
