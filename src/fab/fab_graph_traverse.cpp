@@ -492,16 +492,39 @@ void FAB_CRF_EDGE_GENERATOR::enter_instance(NLG_IINSTANCE& instance) {
     replay(m_hipi_edge_cache, m_hipi_pending, m_state.m_hipi_ids, instance.get_module(), path);
 }
 
+// The id tables are far larger than the caches, so each look-up there misses the caches of the
+// processor. The edges of one path follow each other with one target, and a source feeds many
+// muxes: the last target is kept, and on a long entry the sources are kept in a small table of
+// this replay. The id tables do not change during a replay.
 void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
                                     const NODE_ID_MAP& target, const NLG_IMODULE* module,
                                     const FAB_INSTANCES& path) {
     auto entry = cache.find(module);
     if (entry == cache.end()) return;
     const uint64_t base = m_state.m_main_ids.get_node(path, nullptr);
-    for (const CACHED_EDGE& e : entry->second) {
-        const uint32_t src = m_state.m_main_ids.find_id(base + e.m_src_offset);
+    const std::vector<CACHED_EDGE>& edges = entry->second;
+    const bool keep_sources = edges.size() >= MIN_EDGES_TO_KEEP_SOURCES;
+    UTIL::HASH64_MAP<uint32_t> sources;
+    if (keep_sources) sources.reserve(edges.size() / 4);
+    bool has_last_dst = false;
+    uint64_t last_dst_offset = 0;
+    uint32_t last_dst = FAB::ROUTING_GRAPH::INVALID_ID;
+    for (const CACHED_EDGE& e : edges) {
+        uint32_t src;
+        if (keep_sources) {
+            auto kept = sources.emplace(e.m_src_offset, 0);
+            if (kept.second) *kept.first = m_state.m_main_ids.find_id(base + e.m_src_offset);
+            src = *kept.first;
+        } else {
+            src = m_state.m_main_ids.find_id(base + e.m_src_offset);
+        }
         if (src == FAB::ROUTING_GRAPH::INVALID_ID) continue;
-        const uint32_t dst = target.find_id(base + e.m_dst_offset);
+        if (!has_last_dst || e.m_dst_offset != last_dst_offset) {
+            has_last_dst = true;
+            last_dst_offset = e.m_dst_offset;
+            last_dst = target.find_id(base + e.m_dst_offset);
+        }
+        const uint32_t dst = last_dst;
         if (dst == FAB::ROUTING_GRAPH::INVALID_ID) continue;
         m_state.m_builder->add_edge(EDGE_IMPL(src, dst, true));
         const uint64_t mux_node = base + static_cast<int64_t>(e.m_mux_offset);
