@@ -90,8 +90,8 @@ FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy,
     : m_main_ids(hierarchy, main_path, fab_hash_reserve(cells * 1500.0)),
       m_hipi_ids(hierarchy, hipi_path, fab_hash_reserve(hipi_places)),
       m_node_index(cells) {
-    m_mux_to_blc_node_map.max_load_factor(1.0f);
-    m_mux_to_blc_node_map.reserve(fab_hash_reserve(cells * 180.0));
+    // Few mux outputs merge: the flat table grows as they come, from a small start at most.
+    m_mux_to_blc_node_map.reserve(std::min(fab_hash_reserve(cells * 180.0), size_t{1} << 16));
     m_hipi_pairs.reserve(hipi_places);
     m_bridge_pairs.reserve(2 * static_cast<size_t>(cells));
 }
@@ -263,7 +263,9 @@ void FAB_INSERT_NODE_GENERATOR::apply_merge_rule(uint64_t node) {
     const TSL_TRACED_PORT& t = res[0];
     APORT& q = m_anns->get_port(*t.m_port);
     if (is_merge(q, APORT::MERGE))
-        m_state.m_mux_to_blc_node_map[m_state.m_main_ids.get_node(t.m_instances, t.m_port)] = node;
+        *m_state.m_mux_to_blc_node_map
+             .emplace(m_state.m_main_ids.get_node(t.m_instances, t.m_port), node)
+             .first = node;
     else
         q.set_merge_type(APORT::POTENTIAL_MERGE);
 }
@@ -319,7 +321,7 @@ FAB_MUX_NODE_GENERATOR::DECISION FAB_MUX_NODE_GENERATOR::decide(const FAB_INSTAN
             // The mux output is the same wire as that RE.
             d.m_create = false;
             d.m_blc_node = m_state.m_main_ids.get_node(res[0].m_instances, res[0].m_port);
-            m_state.m_mux_to_blc_node_map[mux_node] = d.m_blc_node;
+            *m_state.m_mux_to_blc_node_map.emplace(mux_node, d.m_blc_node).first = d.m_blc_node;
         } else if (prim.empty()) {
             // Only the last RE reached gets a bridge.
             for (const TSL_TRACED_PORT& t : res)
@@ -334,10 +336,9 @@ FAB_MUX_NODE_GENERATOR::DECISION FAB_MUX_NODE_GENERATOR::decide(const FAB_INSTAN
         }
     } else if (is_merge(record, APORT::MERGE)) {
         d.m_create = false;
-        auto blc_node_iter = m_state.m_mux_to_blc_node_map.find(mux_node);
-        if (blc_node_iter == m_state.m_mux_to_blc_node_map.end())
-            UTIL_FAIL("blc_node_iter != m_mux_to_blc_node_map->end()");
-        d.m_blc_node = blc_node_iter->second;
+        const uint64_t* blc_node = m_state.m_mux_to_blc_node_map.find(mux_node);
+        if (!blc_node) UTIL_FAIL("blc_node_iter != m_mux_to_blc_node_map->end()");
+        d.m_blc_node = *blc_node;
     }
     return d;
 }
@@ -683,16 +684,15 @@ void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path) {
         const APORT& r = m_anns->get_port(*q);
         const uint64_t own = m_state.m_main_ids.get_node(path, q);
         ends.m_own_node[at] = own;
-        auto merged = m_state.m_mux_to_blc_node_map.find(own);
-        const bool potential =
-            is_merge(r, APORT::POTENTIAL_MERGE) && merged != m_state.m_mux_to_blc_node_map.end();
-        if (is_merge(r, APORT::MERGE) && merged == m_state.m_mux_to_blc_node_map.end())
+        const uint64_t* merged = m_state.m_mux_to_blc_node_map.find(own);
+        const bool potential = is_merge(r, APORT::POTENTIAL_MERGE) && merged;
+        if (is_merge(r, APORT::MERGE) && !merged)
             UTIL_FAIL("m_mux_to_blc_node_map->count(out_node)");
         if (potential || is_merge(r, APORT::MERGE)) {
             // The output has no node of its own: edges into it go to the RE it merged with.
-            get_instance_path(m_state.m_main_ids.get_hierarchy(), m_rebuild_path.get(),
-                              merged->second, m_state.m_rtl_graph, ends.m_end_re[at].m_instances);
-            ends.m_end_node[at] = merged->second;
+            get_instance_path(m_state.m_main_ids.get_hierarchy(), m_rebuild_path.get(), *merged,
+                              m_state.m_rtl_graph, ends.m_end_re[at].m_instances);
+            ends.m_end_node[at] = *merged;
         } else {
             ends.m_end_re[at].m_instances = path;
             ends.m_end_re[at].m_port = q;

@@ -136,7 +136,7 @@ class NODE_ID_MAP {
 // Next index per grid cell and type.
 using FAB_NODE_INDEX = std::vector<std::map<uint32_t, uint32_t>>;
 // A mux output merged into another RE: its node to that RE's node.
-using FAB_MUX_TO_BLC_NODE_MAP = std::unordered_map<uint64_t, uint64_t>;
+using FAB_MUX_TO_BLC_NODE_MAP = UTIL::HASH64_MAP<uint64_t>;
 using FAB_ID_PAIRS = std::vector<std::pair<uint32_t, uint32_t>>;
 
 // Reservation of a hash table of load factor 1.0 for a number of elements.
