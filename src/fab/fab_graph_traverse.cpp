@@ -12,6 +12,7 @@
 //     and the edges at inserted REs, all by tracing from each RE port.
 #include "fab/fab_graph_traverse.h"
 
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -89,8 +90,8 @@ FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy,
     : m_main_ids(hierarchy, main_path, fab_hash_reserve(cells * 1500.0)),
       m_hipi_ids(hierarchy, hipi_path, fab_hash_reserve(hipi_places)),
       m_node_index(cells) {
-    m_mux_to_blc_node_map.max_load_factor(1.0f);
-    m_mux_to_blc_node_map.reserve(fab_hash_reserve(cells * 180.0));
+    // Few mux outputs merge: the flat table grows as they come, from a small start at most.
+    m_mux_to_blc_node_map.reserve(std::min(fab_hash_reserve(cells * 180.0), size_t{1} << 16));
     m_hipi_pairs.reserve(hipi_places);
     m_bridge_pairs.reserve(2 * static_cast<size_t>(cells));
 }
@@ -262,7 +263,9 @@ void FAB_INSERT_NODE_GENERATOR::apply_merge_rule(uint64_t node) {
     const TSL_TRACED_PORT& t = res[0];
     APORT& q = m_anns->get_port(*t.m_port);
     if (is_merge(q, APORT::MERGE))
-        m_state.m_mux_to_blc_node_map[m_state.m_main_ids.get_node(t.m_instances, t.m_port)] = node;
+        *m_state.m_mux_to_blc_node_map
+             .emplace(m_state.m_main_ids.get_node(t.m_instances, t.m_port), node)
+             .first = node;
     else
         q.set_merge_type(APORT::POTENTIAL_MERGE);
 }
@@ -318,7 +321,7 @@ FAB_MUX_NODE_GENERATOR::DECISION FAB_MUX_NODE_GENERATOR::decide(const FAB_INSTAN
             // The mux output is the same wire as that RE.
             d.m_create = false;
             d.m_blc_node = m_state.m_main_ids.get_node(res[0].m_instances, res[0].m_port);
-            m_state.m_mux_to_blc_node_map[mux_node] = d.m_blc_node;
+            *m_state.m_mux_to_blc_node_map.emplace(mux_node, d.m_blc_node).first = d.m_blc_node;
         } else if (prim.empty()) {
             // Only the last RE reached gets a bridge.
             for (const TSL_TRACED_PORT& t : res)
@@ -333,10 +336,9 @@ FAB_MUX_NODE_GENERATOR::DECISION FAB_MUX_NODE_GENERATOR::decide(const FAB_INSTAN
         }
     } else if (is_merge(record, APORT::MERGE)) {
         d.m_create = false;
-        auto blc_node_iter = m_state.m_mux_to_blc_node_map.find(mux_node);
-        if (blc_node_iter == m_state.m_mux_to_blc_node_map.end())
-            UTIL_FAIL("blc_node_iter != m_mux_to_blc_node_map->end()");
-        d.m_blc_node = blc_node_iter->second;
+        const uint64_t* blc_node = m_state.m_mux_to_blc_node_map.find(mux_node);
+        if (!blc_node) UTIL_FAIL("blc_node_iter != m_mux_to_blc_node_map->end()");
+        d.m_blc_node = *blc_node;
     }
     return d;
 }
@@ -491,21 +493,44 @@ void FAB_CRF_EDGE_GENERATOR::enter_instance(NLG_IINSTANCE& instance) {
     replay(m_hipi_edge_cache, m_hipi_pending, m_state.m_hipi_ids, instance.get_module(), path);
 }
 
+// The id tables are far larger than the caches, so each look-up there misses the caches of the
+// processor. The edges of one path follow each other with one target, and a source feeds many
+// muxes: the last target is kept, and on a long entry the sources are kept in a small table of
+// this replay. The id tables do not change during a replay.
 void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
                                     const NODE_ID_MAP& target, const NLG_IMODULE* module,
                                     const FAB_INSTANCES& path) {
     auto entry = cache.find(module);
     if (entry == cache.end()) return;
     const uint64_t base = m_state.m_main_ids.get_node(path, nullptr);
-    for (const CACHED_EDGE& e : entry->second) {
-        const uint32_t src = m_state.m_main_ids.find_id(base + e.m_src_offset);
+    const std::vector<CACHED_EDGE>& edges = entry->second;
+    const bool keep_sources = edges.size() >= MIN_EDGES_TO_KEEP_SOURCES;
+    UTIL::HASH64_MAP<uint32_t> sources;
+    if (keep_sources) sources.reserve(edges.size() / 4);
+    bool has_last_dst = false;
+    uint64_t last_dst_offset = 0;
+    uint32_t last_dst = FAB::ROUTING_GRAPH::INVALID_ID;
+    for (const CACHED_EDGE& e : edges) {
+        uint32_t src;
+        if (keep_sources) {
+            auto kept = sources.emplace(e.m_src_offset, 0);
+            if (kept.second) *kept.first = m_state.m_main_ids.find_id(base + e.m_src_offset);
+            src = *kept.first;
+        } else {
+            src = m_state.m_main_ids.find_id(base + e.m_src_offset);
+        }
         if (src == FAB::ROUTING_GRAPH::INVALID_ID) continue;
-        const uint32_t dst = target.find_id(base + e.m_dst_offset);
+        if (!has_last_dst || e.m_dst_offset != last_dst_offset) {
+            has_last_dst = true;
+            last_dst_offset = e.m_dst_offset;
+            last_dst = target.find_id(base + e.m_dst_offset);
+        }
+        const uint32_t dst = last_dst;
         if (dst == FAB::ROUTING_GRAPH::INVALID_ID) continue;
         m_state.m_builder->add_edge(EDGE_IMPL(src, dst, true));
         const uint64_t mux_node = base + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path)
-            pending.m_paths[mux_node].insert(e.m_path_index);
+            pending.m_paths.insert(mux_node, e.m_path_index);
         else
             pending.m_edges[mux_node].emplace(e.m_path_index, base + e.m_src_offset);
     }
@@ -518,10 +543,7 @@ void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
     for (const CACHED_EDGE& e : entry->second) {
         const uint64_t k = mux_node + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path) {
-            auto it = pending.m_paths.find(k);
-            if (it == pending.m_paths.end()) continue;
-            it->second.erase(e.m_path_index);
-            if (it->second.empty()) pending.m_paths.erase(it);
+            pending.m_paths.erase(k, e.m_path_index);
         } else {
             auto it = pending.m_edges.find(k);
             if (it == pending.m_edges.end()) continue;
@@ -557,52 +579,58 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
                                         const FAB_INSTANCES& path, uint64_t mux_node) {
     NLG_IMODULE* m = instance.get_module();
     // The paths that no replay has made, and the ports at their ends.
-    std::vector<int32_t> open_paths;
-    std::set<NLG_IPORT*> ports;
+    std::vector<int32_t>& open_paths = m_open_paths;
+    std::vector<NLG_IPORT*>& ports = m_ends.m_ports;
+    open_paths.clear();
+    ports.clear();
     for (int k = 0; k < an.paths_size(); ++k) {
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
             const PENDING& pending = p.is_hipi_path() ? m_hipi_pending : m_pending;
-            auto it = pending.m_paths.find(mux_node);
-            if (it != pending.m_paths.end() && it->second.count(k)) continue;
+            if (!pending.m_paths.empty() && pending.m_paths.contains(mux_node, k)) continue;
         }
         open_paths.push_back(k);
-        ports.insert(m->get_port(p.in()));
-        ports.insert(m->get_port(p.out()));
+        ports.push_back(m->get_port(p.in()));
+        ports.push_back(m->get_port(p.out()));
     }
     if (open_paths.empty()) return;
+    std::sort(ports.begin(), ports.end());
+    ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
 
     m_tracer->set_instances(path);
-    ENDS ends;
-    find_ends(path, ports, ends);
+    find_ends(path);
+    ENDS& ends = m_ends;
 
     const uint32_t mux_index = an.mux_index();
     for (int32_t k : open_paths) {
         const MODULE::PATH& p = an.paths(k);
         NLG_IPORT* in = m->get_port(p.in());
         NLG_IPORT* out = m->get_port(p.out());
-        std::vector<TSL_TRACED_PORT> single;
-        const std::vector<TSL_TRACED_PORT>* list = &single;
+        const size_t in_at = static_cast<size_t>(in->get_index());
+        const size_t out_at = static_cast<size_t>(out->get_index());
+        // The sources of an input, or the single end of an output.
+        const TSL_TRACED_PORT* list = &ends.m_end_re[in_at];
+        size_t list_size = 1;
         if (in->is_input()) {
-            auto it = ends.m_sources.find(in);
-            if (it == ends.m_sources.end()) continue;
-            list = &it->second;
-        } else {
-            single.push_back(ends.m_end_re[in]);
+            const std::vector<TSL_TRACED_PORT>& sources = ends.m_sources[in_at];
+            if (sources.empty()) continue;
+            list = sources.data();
+            list_size = sources.size();
         }
         const bool is_hipi = p.has_is_hipi_path() && p.is_hipi_path();
         // A HIPI path goes to the mux's shadow node, even when the output merged.
-        const uint64_t dst_node = is_hipi ? ends.m_own_node[out] : ends.m_end_node[out];
-        const TSL_TRACED_PORT& dst = ends.m_end_re[out];
+        const uint64_t dst_node = is_hipi ? ends.m_own_node[out_at] : ends.m_end_node[out_at];
+        const TSL_TRACED_PORT& dst = ends.m_end_re[out_at];
         // Edges of a split path that a replay made are not made again.
         const PENDING& pending = is_hipi ? m_hipi_pending : m_pending;
         auto replayed = pending.m_edges.find(mux_node);
         bool whole = true;
         m_path_memo.clear();
-        for (const TSL_TRACED_PORT& t : *list) {
+        for (size_t n = 0; n < list_size; ++n) {
+            const TSL_TRACED_PORT& t = list[n];
             const uint64_t src_node = in->is_input()
                                           ? m_state.m_main_ids.get_node(t.m_instances, t.m_port)
-                                          : ends.m_end_node[in];
+                                          : ends.m_end_node[in_at];
             check_node(src_node, m, path, t.m_port);
             check_node(dst_node, m, path, out);
             if (replayed != pending.m_edges.end() && replayed->second.count({k, src_node})) {
@@ -625,36 +653,50 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
     }
 }
 
-void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports,
-                                       ENDS& ends) {
-    for (NLG_IPORT* q : ports) {
+// A port that is at no end keeps the empty values: no node, no traced port, no sources.
+void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path) {
+    ENDS& ends = m_ends;
+    const size_t n_ports =
+        ends.m_ports.empty() ? 0 : ends.m_ports.front()->get_parent()->get_num_ports();
+    if (ends.m_end_node.size() < n_ports) {
+        ends.m_end_node.resize(n_ports);
+        ends.m_end_re.resize(n_ports);
+        ends.m_own_node.resize(n_ports);
+        ends.m_sources.resize(n_ports);
+    }
+    for (NLG_IPORT* q : ends.m_ports) {
+        const size_t at = static_cast<size_t>(q->get_index());
+        ends.m_end_node[at] = 0;
+        ends.m_end_re[at].m_instances.clear();
+        ends.m_end_re[at].m_port = nullptr;
+        ends.m_end_re[at].m_inverted = false;
+        ends.m_end_re[at].m_through_path = false;
+        ends.m_own_node[at] = 0;
+        std::vector<TSL_TRACED_PORT>& sources = ends.m_sources[at];
+        sources.clear();
         if (q->is_input()) {
             m_tracer->clear();
             m_tracer->trace_up_input(q);
-            std::vector<TSL_TRACED_PORT> kept;
-            for (const TSL_TRACED_PORT& t : m_tracer->get_results())
-                if (!on_spare_row(t)) kept.push_back(t);
-            if (!kept.empty()) ends.m_sources[q] = std::move(kept);
+            for (TSL_TRACED_PORT& t : m_tracer->get_results())
+                if (!on_spare_row(t)) sources.push_back(std::move(t));
             continue;
         }
         const APORT& r = m_anns->get_port(*q);
         const uint64_t own = m_state.m_main_ids.get_node(path, q);
-        ends.m_own_node[q] = own;
-        auto merged = m_state.m_mux_to_blc_node_map.find(own);
-        const bool potential =
-            is_merge(r, APORT::POTENTIAL_MERGE) && merged != m_state.m_mux_to_blc_node_map.end();
-        if (is_merge(r, APORT::MERGE) && merged == m_state.m_mux_to_blc_node_map.end())
+        ends.m_own_node[at] = own;
+        const uint64_t* merged = m_state.m_mux_to_blc_node_map.find(own);
+        const bool potential = is_merge(r, APORT::POTENTIAL_MERGE) && merged;
+        if (is_merge(r, APORT::MERGE) && !merged)
             UTIL_FAIL("m_mux_to_blc_node_map->count(out_node)");
         if (potential || is_merge(r, APORT::MERGE)) {
             // The output has no node of its own: edges into it go to the RE it merged with.
-            TSL_TRACED_PORT end;
-            get_instance_path(m_state.m_main_ids.get_hierarchy(), m_rebuild_path.get(),
-                              merged->second, m_state.m_rtl_graph, end.m_instances);
-            ends.m_end_re[q] = std::move(end);
-            ends.m_end_node[q] = merged->second;
+            get_instance_path(m_state.m_main_ids.get_hierarchy(), m_rebuild_path.get(), *merged,
+                              m_state.m_rtl_graph, ends.m_end_re[at].m_instances);
+            ends.m_end_node[at] = *merged;
         } else {
-            ends.m_end_re[q] = traced(path, q);
-            ends.m_end_node[q] = own;
+            ends.m_end_re[at].m_instances = path;
+            ends.m_end_re[at].m_port = q;
+            ends.m_end_node[at] = own;
         }
     }
 }
@@ -1018,11 +1060,19 @@ FAB_CACHE_FEDGES::FAB_CACHE_FEDGES(const std::vector<CACHED_EDGE>& edges,
 
 const UTIL::FEDGE& FAB_CACHE_FEDGES::get_fedge(int32_t index) {
     const CACHED_EDGE& edge = UTIL::at(m_edges, static_cast<size_t>(index));
-    m_fedge.m_src = convert(edge.m_src_offset);
-    m_fedge.m_dst = convert(edge.m_dst_offset);
+    m_fedge.m_src = convert(edge.m_src_offset, m_last_src);
+    m_fedge.m_dst = convert(edge.m_dst_offset, m_last_dst);
     m_fedge.m_ipath_index = static_cast<uint16_t>(edge.m_path_index);
     m_fedge.m_mux_index = 0;
     return m_fedge;
+}
+
+// Only a conversion that succeeded is kept: a failing one prints its notice each time.
+uint64_t FAB_CACHE_FEDGES::convert(uint64_t offset, LAST& last) {
+    if (last.m_valid && offset == last.m_offset) return last.m_node;
+    const uint64_t node = convert(offset);
+    if (node != UTIL::IHIERARCHY::INVALID_NODE) last = {true, offset, node};
+    return node;
 }
 
 uint64_t FAB_CACHE_FEDGES::convert(uint64_t offset) {

@@ -1,11 +1,11 @@
 // Visitors of the fabric core under the walks: the two that feed the floorplan with the placed
 // top-level blocks (TSL_TOP_IP_COUNTER counts them so that the instance list is sized once,
-// TSL_TOP_IP_GENERATOR adds them), and the visitors that make the routing graph: three node generators (block ports and
-// block-internal REs, inserted REs, mux outputs with their merge decisions and HIPI shadows)
-// and four edge generators (CRF with its per-module memo of traced edges, FCD, BLC, and the
-// edges at inserted REs), with the working state of one generate call that they share. The
-// model of nodes and edges is fab/fab_routing_graph; the walks are nlg/nlg_graph_traverse and
-// fab/fab_full_traverse; the traces are nlg/nlg_graph_trace.
+// TSL_TOP_IP_GENERATOR adds them), and the visitors that make the routing graph: three node
+// generators (block ports and block-internal REs, inserted REs, mux outputs with their merge
+// decisions and HIPI shadows) and four edge generators (CRF with its per-module memo of traced
+// edges, FCD, BLC, and the edges at inserted REs), with the working state of one generate call that
+// they share. The model of nodes and edges is fab/fab_routing_graph; the walks are
+// nlg/nlg_graph_traverse and fab/fab_full_traverse; the traces are nlg/nlg_graph_trace.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,9 @@
 #include "icdb_iinstance_tree.h"
 #include "nlg_iannss.h"
 #include "nlg/nlg_graph_trace.h"
+#include "util/util_assert.h"
 #include "util/util_edgecache.h"
+#include "util/util_hash64.h"
 
 class RTL_TO_BLC_MATCH;
 namespace UTIL {
@@ -207,10 +209,43 @@ struct CACHED_EDGE {
 class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
   public:
     using EDGE_CACHE = std::unordered_map<const NLG_IMODULE*, std::vector<CACHED_EDGE>>;
-    // What replays made, by mux node: whole paths, and single edges of split paths by (path,
+    // The whole paths that replays made, as a set of (mux node, path index): one bit per path
+    // in words of 64 paths, kept in a flat table by mux node and word. Every replayed edge
+    // enters the set and leaves it again, and each mux asks it about each of its paths, so the
+    // set is on the hot path of the pass.
+    class REPLAYED_PATHS {
+      public:
+        void insert(uint64_t mux_node, int32_t path) {
+            *m_words.emplace(key(mux_node, path), 0).first |= bit(path);
+        }
+        bool contains(uint64_t mux_node, int32_t path) const {
+            const uint64_t* word = m_words.find(key(mux_node, path));
+            return word && (*word & bit(path)) != 0;
+        }
+        void erase(uint64_t mux_node, int32_t path) {
+            const uint64_t k = key(mux_node, path);
+            uint64_t* word = m_words.find(k);
+            if (!word) return;
+            *word &= ~bit(path);
+            if (*word == 0) m_words.erase(k);
+        }
+        bool empty() const { return m_words.empty(); }
+
+      private:
+        // The node takes the bits above the 26 of the word number of a 32-bit path index.
+        static uint64_t key(uint64_t mux_node, int32_t path) {
+            UTIL_ASSERT(mux_node >> 38 == 0);
+            return mux_node << 26 | static_cast<uint32_t>(path) >> 6;
+        }
+        static uint64_t bit(int32_t path) {
+            return uint64_t{1} << (static_cast<uint32_t>(path) & 63);
+        }
+        UTIL::HASH64_MAP<uint64_t> m_words;
+    };
+    // What replays made: whole paths, and single edges of split paths by mux node and (path,
     // source node).
     struct PENDING {
-        std::unordered_map<uint64_t, std::set<int32_t>> m_paths;
+        REPLAYED_PATHS m_paths;
         std::unordered_map<uint64_t, std::set<std::pair<int32_t, uint64_t>>> m_edges;
     };
 
@@ -223,12 +258,15 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     const EDGE_CACHE& get_hipi_edge_cache() const { return m_hipi_edge_cache; }
 
   private:
-    // The ends of the mux's open paths, by port.
+    // The ends of the mux's open paths, by port index of the mux module; kept between muxes so
+    // that their storage is reused. Only the entries of `m_ports` are current.
     struct ENDS {
-        std::map<NLG_IPORT*, uint64_t> m_end_node;
-        std::map<NLG_IPORT*, TSL_TRACED_PORT> m_end_re;
-        std::map<NLG_IPORT*, uint64_t> m_own_node;
-        std::map<NLG_IPORT*, std::vector<TSL_TRACED_PORT>> m_sources;
+        // The ports at the ends of the open paths, in pointer order.
+        std::vector<NLG_IPORT*> m_ports;
+        std::vector<uint64_t> m_end_node;
+        std::vector<TSL_TRACED_PORT> m_end_re;
+        std::vector<uint64_t> m_own_node;
+        std::vector<std::vector<TSL_TRACED_PORT>> m_sources;
     };
     // Traces the paths of a mux that no replay has made.
     void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
@@ -237,7 +275,7 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
                 const NLG_IMODULE* module, const FAB_INSTANCES& path);
     void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
                 uint64_t mux_node);
-    void find_ends(const FAB_INSTANCES& path, const std::set<NLG_IPORT*>& ports, ENDS& ends);
+    void find_ends(const FAB_INSTANCES& path);
     void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
                     const NLG_IPORT* port) const;
     // The edge as kept at the smallest module that holds both ends, and that module.
@@ -247,6 +285,9 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
                                                        uint64_t src_node, uint64_t dst_node,
                                                        int32_t path_index, uint32_t mux_index);
 
+    // Below this many cached edges a replay looks each source up in the id table directly.
+    static constexpr size_t MIN_EDGES_TO_KEEP_SOURCES = 64;
+
     EDGE_CACHE m_edge_cache;
     EDGE_CACHE m_hipi_edge_cache;
     PENDING m_pending;
@@ -254,6 +295,8 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;
     FAB_INSTANCES m_common;
     std::vector<std::pair<const NLG_IMODULE*, CACHED_EDGE>> m_path_memo;
+    std::vector<int32_t> m_open_paths;
+    ENDS m_ends;
 };
 
 class FAB_INSERTED_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
@@ -340,6 +383,14 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     const UTIL::FEDGE& get_fedge(int32_t index) override;
 
   private:
+    // The last offset of each end that converted, and its node: the edges of one path share
+    // their target and follow each other, so most targets convert once.
+    struct LAST {
+        bool m_valid = false;
+        uint64_t m_offset = 0;
+        uint64_t m_node = 0;
+    };
+    uint64_t convert(uint64_t offset, LAST& last);
     uint64_t convert(uint64_t offset);
     void dump_path(std::ostream& os) const;
 
@@ -349,4 +400,6 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     const UTIL::IHIERARCHY* m_hybrid_hierarchy;
     const UTIL::IHIERARCHY* m_rtl_hierarchy;
     UTIL::FEDGE m_fedge;
+    LAST m_last_src;
+    LAST m_last_dst;
 };

@@ -6,6 +6,7 @@
 //  5. the translation database, when present, is fed at marked points along the way.
 #include "fab/fab_routing_graph.h"
 
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <string>
@@ -118,13 +119,14 @@ size_t fab_hash_reserve(double elements) {
 NODE_ID_MAP::NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* path,
                          size_t reserve)
     : m_hierarchy(hierarchy), m_path(path) {
-    m_ids.max_load_factor(1.0f);
-    m_ids.reserve(reserve);
+    // The bound is far above the real count on a large device (it allows 1500 nodes per grid
+    // cell), and the flat table doubles as it fills: only a small bound is taken at once.
+    m_ids.reserve(std::min(reserve, MAX_INITIAL_RESERVE));
 }
 
 uint32_t NODE_ID_MAP::find_id(uint64_t node) const {
-    auto it = m_ids.find(node);
-    return it == m_ids.end() ? FAB::ROUTING_GRAPH::INVALID_ID : it->second;
+    const uint32_t* id = m_ids.find(node);
+    return id ? *id : FAB::ROUTING_GRAPH::INVALID_ID;
 }
 
 uint64_t NODE_ID_MAP::get_node(const FAB_INSTANCES& instances, const NLG_IPORT* port) const {

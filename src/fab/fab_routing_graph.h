@@ -15,6 +15,7 @@
 #include "fab_irouting_graph.h"
 #include "nlg_igraph.h"
 #include "nlg_ihpath.h"
+#include "util/util_hash64.h"
 #include "util/util_hierarchy.h"
 
 class NLG_IANNSS;
@@ -110,12 +111,13 @@ class RE_PATH : public UTIL::IHIERARCHY::IPATH {
     const NLG_IPORT* m_port;
 };
 
-// Hybrid hierarchy node to builder number.
+// Hybrid hierarchy node to builder number, in a flat table: every edge asks it for both ends.
 class NODE_ID_MAP {
   public:
-    // The path cursor is the caller's and must outlive the map.
+    // The path cursor is the caller's and must outlive the map. `reserve` is the caller's
+    // bound on the number of nodes.
     NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* path, size_t reserve);
-    void insert(uint64_t node, uint32_t id) { m_ids[node] = id; }
+    void insert(uint64_t node, uint32_t id) { *m_ids.emplace(node, id).first = id; }
     // The builder's number, or INVALID_ID.
     uint32_t find_id(uint64_t node) const;
     // Node of the port at the end of the stack (of the last instance for a null port).
@@ -124,15 +126,17 @@ class NODE_ID_MAP {
     size_t size() const { return m_ids.size(); }
 
   private:
+    static constexpr size_t MAX_INITIAL_RESERVE = size_t{1} << 20;
+
     const UTIL::IHIERARCHY* m_hierarchy;
     NLG_IGRAPH::IHPATH* m_path;
-    std::unordered_map<uint64_t, uint32_t> m_ids;
+    UTIL::HASH64_MAP<uint32_t> m_ids;
 };
 
 // Next index per grid cell and type.
 using FAB_NODE_INDEX = std::vector<std::map<uint32_t, uint32_t>>;
 // A mux output merged into another RE: its node to that RE's node.
-using FAB_MUX_TO_BLC_NODE_MAP = std::unordered_map<uint64_t, uint64_t>;
+using FAB_MUX_TO_BLC_NODE_MAP = UTIL::HASH64_MAP<uint64_t>;
 using FAB_ID_PAIRS = std::vector<std::pair<uint32_t, uint32_t>>;
 
 // Reservation of a hash table of load factor 1.0 for a number of elements.

@@ -69,6 +69,10 @@ class HASH64_MAP {
         }
     }
 
+    V* find(uint64_t key) {
+        return const_cast<V*>(static_cast<const HASH64_MAP&>(*this).find(key));
+    }
+
     // Removes the key; later entries of its probe run move back, so no tombstones are left.
     bool erase(uint64_t key) {
         if (key == EMPTY) {
