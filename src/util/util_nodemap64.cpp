@@ -144,9 +144,10 @@ uint64_t NODEMAP64::get_gid(uint64_t node) const {
 bool NODEMAP64::get_nodes(uint64_t& cached, uint64_t& driver, uint64_t gid) const {
     UTIL_ASSERT(m_seal);
     UTIL_ASSERT(m_gid_converter != NULL);
-    // The GID must decode and lie in the grid; it then names one cell and key.
-    cell_index_of(gid);
+    // The look-up goes first, so that its memory reads overlap the decoding, which it does
+    // not depend on. The GID must decode and lie in the grid, found or not.
     const uint32_t record = find_gid(gid);
+    cell_index_of(gid);
     if (record == EC_INDEX::ABSENT) return false;
     const CNODE& cnode = m_cnodes[record];
     cached = cnode.m_cached;
