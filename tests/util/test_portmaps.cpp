@@ -91,18 +91,11 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
 TEST(PortMaps, SpecificationOfMuxPorts) {
     PORTMAPS_FIXTURE f;
     PB::PORTMAPS::SPECIFICATIONS specs = f.mux_ports_request();
-    ASSERT_EQ(specs.parents_size(), 1);
-    ASSERT_EQ(specs.parents(0).parent_module_indexes_size(), 1);
-    EXPECT_EQ(specs.parents(0).parent_module_indexes(0), 1);
-    ASSERT_EQ(specs.children_size(), 1);
-    ASSERT_EQ(specs.children(0).mports_size(), 2);
-    EXPECT_EQ(specs.children(0).mports(0).module_index(), 3);
-    ASSERT_EQ(specs.children(0).mports(0).port_index_size(), 2);
-    EXPECT_EQ(specs.children(0).mports(0).port_index(1), 1);
-    EXPECT_EQ(specs.children(0).mports(1).module_index(), 2);
-    EXPECT_EQ(specs.children(0).mports(1).port_index_size(), 0);
-    ASSERT_EQ(specs.specs_size(), 1);
-    EXPECT_EQ(specs.specs(0).name(), "mux_ports_to_top_level_ip_ports");
+    EXPECT_EQ(
+        specs.ShortDebugString(),
+        "parents { parent_module_indexes: 1 } children { mports { module_index: 3 port_index: "
+        "0 port_index: 1 } mports { module_index: 2 } } specs { name: "
+        "\"mux_ports_to_top_level_ip_ports\" parents_index: 0 children_index: 0 }");
 
     PB::MUX_DESCRIPTIONS bad;
     PORTMAPS_FIXTURE::add_description(bad, "C", {{-1, 1, false}});
