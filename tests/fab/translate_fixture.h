@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fab/fab_translate.h"
+#include "mem_modules.h"
 #include "util/util_hierarchy.h"
 #include "util/util_indent.h"
 #include "util/util_modules.h"
@@ -58,21 +59,8 @@ struct SMALL_DB {
     }
 
     SMALL_DB() {
-        UTIL::MMODULE& t = m_modules.add_module(sym("T"));
-        t.add_instance(sym("s0"), sym("S"));
-        t.add_port(sym("w"), 1);
-        UTIL::MMODULE& s = m_modules.add_module(sym("S"));
-        s.add_instance(sym("b0"), sym("BLK"));
-        s.add_instance(sym("b1"), sym("BLK"));
-        s.add_port(sym("p"), 0);
-        UTIL::MMODULE& blk = m_modules.add_module(sym("BLK"));
-        blk.add_instance(sym("m0"), sym("MUX"));
-        blk.add_port(sym("in0"), 0);
-        blk.add_port(sym("in1"), 0);
-        blk.add_port(sym("o"), 1);
-        UTIL::MMODULE& mux = m_modules.add_module(sym("MUX"));
-        for (const char* in : {"a", "b", "c"}) mux.add_port(sym(in), 0);
-        mux.add_port(sym("y"), 1);
+        TEST_HIER::add_modules(
+            m_modules, "T: s0:S >w; S: b0:BLK b1:BLK p; BLK: m0:MUX in0 in1 >o; MUX: a b c >y");
         m_hierarchy = std::make_unique<UTIL::HIERARCHY>(&m_modules);
         for (const char* name : {"H", "V", "cfg", "v0", "v1", "BLK_r0_c0", "BLK_r0_c1"}) sym(name);
         m_table->init_name_fast();
