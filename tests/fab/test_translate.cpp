@@ -8,10 +8,10 @@
 #include <functional>
 #include <sstream>
 
+#include "print_form.h"
 #include "translate_fixture.h"
 #include "util/util_hierarchy_serializable.h"
 
-using TEST_TRANSLATE::print_form;
 using TEST_TRANSLATE::SMALL_DB;
 
 namespace {
@@ -108,19 +108,19 @@ TEST(Translate, QueriesSurviveTheFileInBothFormats) {
         ASSERT_TRUE(fresh.read(in, format));
         EXPECT_EQ(answers(db, fresh), before) << format;
         for (int detail : {1, 2, 4}) {
-            EXPECT_EQ(print_form(fresh, detail), print_form(*db.m_translate, detail)) << detail;
+            EXPECT_EQ(printed(fresh, detail), printed(*db.m_translate, detail)) << detail;
         }
         // What was read writes the same file again.
         EXPECT_EQ(written(fresh, format).size(), bytes.size());
     }
-    const std::string form = print_form(*db.m_translate, 1);
+    const std::string form = printed(*db.m_translate, 1);
     EXPECT_EQ(form.rfind("TRANSLATE {\n   m_mux_descriptions = ", 0), 0u) << form;
     for (const char* line :
          {"\n   m_tlblocks = ", "\n   m_portmaps = ", "\n   m_edgemap = ", "\n   m_nodemap = "}) {
         EXPECT_NE(form.find(line), std::string::npos) << line;
     }
     EXPECT_EQ(form.substr(form.size() - 2), "}\n");
-    EXPECT_EQ(print_form(*db.m_translate, 4).rfind("TRANSLATE_STATISTICS {\n", 0), 0u);
+    EXPECT_EQ(printed(*db.m_translate, 4).rfind("TRANSLATE_STATISTICS {\n", 0), 0u);
 }
 
 // A cut at each section boundary and inside each section. A section that meets the end fails

@@ -11,27 +11,16 @@
 #pragma once
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "fab/fab_translate.h"
 #include "mem_modules.h"
 #include "util/util_hierarchy.h"
-#include "util/util_indent.h"
 #include "util/util_modules.h"
 #include "util/util_portmaps.h"
 
 namespace TEST_TRANSLATE {
-
-// The database's print form at a detail level, indented as a run's report does.
-inline std::string print_form(const FAB::ITRANSLATE& t, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << t;
-    return os.str();
-}
 
 class VECTOR_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
   public:
