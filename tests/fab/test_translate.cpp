@@ -11,6 +11,7 @@
 #include "print_form.h"
 #include "translate_fixture.h"
 #include "util/util_hierarchy_serializable.h"
+#include "symbol_section.h"
 
 using TEST_TRANSLATE::SMALL_DB;
 
@@ -44,12 +45,6 @@ std::string answers(const SMALL_DB& db, FAB::TRANSLATE& t) {
     out << "types " << t.get_gid_types()->get_n_gid_types() << " H is "
         << name(t.get_mux_type_symbol(PB::MUX_DESCRIPTION::H)) << " unknown is "
         << name(t.get_mux_type_symbol(0)) << "\n";
-    return out.str();
-}
-
-std::string written(FAB::TRANSLATE& t, uint32_t format) {
-    std::ostringstream out(std::ios::out | std::ios::binary);
-    EXPECT_TRUE(t.write(out, format));
     return out.str();
 }
 

@@ -12,6 +12,7 @@
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
 #include "annotation_device.h"
+#include "symbol_section.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;
@@ -27,9 +28,7 @@ struct DEVICE : NLG_TEST::ANNOTATION_DEVICE {
     std::string mux_file() {
         NLG_MUX_TRANSLATOR translator;
         translator.add_mux("mux_h", true, "\"H\"", "4", "\"L\"", false, {"muxin0", "muxout"});
-        std::ostringstream out;
-        EXPECT_TRUE(translator.write(out, UTIL::PB_TXT));
-        return out.str();
+        return written(translator, UTIL::PB_TXT);
     }
 };
 

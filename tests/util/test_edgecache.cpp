@@ -10,6 +10,7 @@
 #include "nlg_builders.h"
 #include "print_form.h"
 #include "util/util_edgecache.h"
+#include "symbol_section.h"
 
 using UTIL::EC_GRAPH;
 using UTIL::EDGECACHE_BUILDER;
@@ -63,12 +64,6 @@ std::string query(EDGECACHE_BUILDER& cache, uint64_t src, uint64_t dst, uint32_t
         return "false";
     }
     return std::to_string(f.m_mux_index) + "/" + std::to_string(f.m_ipath_index);
-}
-
-std::string write(EDGECACHE_BUILDER& cache, uint32_t format) {
-    std::ostringstream out;
-    EXPECT_TRUE(cache.write(out, format));
-    return out.str();
 }
 
 }  // namespace
@@ -143,7 +138,7 @@ TEST(EdgeCache, CutFilesEndTheProcess) {
     ASSERT_TRUE(cache.add_module(7, a));
     ASSERT_TRUE(cache.add_module(9, b));
     for (uint32_t format : {PB_BIN, PB_TXT}) {
-        const std::string bytes = write(cache, format);
+        const std::string bytes = written(cache, format);
         PB::UTIL::EDGECACHE head;
         head.add_modules(7);
         head.add_modules(9);
@@ -235,13 +230,13 @@ TEST(EdgeCache, RandomModulesAgainstPlainLists) {
         ASSERT_TRUE(cache.add_module(m * 3, fedges));
         lists[m * 3] = list;
     }
-    const std::string before_queries = write(cache, PB_BIN);
+    const std::string before_queries = written(cache, PB_BIN);
     for (uint32_t format : {PB_BIN, PB_TXT}) {
-        const std::string bytes = write(cache, format);
+        const std::string bytes = written(cache, format);
         std::istringstream in(bytes);
         EDGECACHE_BUILDER back;
         ASSERT_TRUE(back.read(in, format));
-        EXPECT_EQ(write(back, format), bytes);
+        EXPECT_EQ(written(back, format), bytes);
         EXPECT_EQ(print(back, 1), print(cache, 1));
         ASSERT_NE(back.get_graph(9), nullptr);
         EXPECT_TRUE(back.get_graph(9)->get_nodes().empty());
@@ -266,9 +261,9 @@ TEST(EdgeCache, RandomModulesAgainstPlainLists) {
         }
     }
     // The lazy source maps made by the queries are no part of the file.
-    EXPECT_EQ(write(cache, PB_BIN), before_queries);
+    EXPECT_EQ(written(cache, PB_BIN), before_queries);
     EDGECACHE_BUILDER none;
-    EXPECT_EQ(write(none, PB_BIN), std::string(1, '\0'));
+    EXPECT_EQ(written(none, PB_BIN), std::string(1, '\0'));
 }
 
 TEST(EdgeCache, KeyIndexAgainstStdMap) {

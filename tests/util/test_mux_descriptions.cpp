@@ -9,6 +9,7 @@
 #include "nlg_builders.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_symbol_file.h"
+#include "symbol_section.h"
 
 using UTIL::IMUX_DESCRIPTION;
 using UTIL::MUX_DESCRIPTIONS;
@@ -139,9 +140,7 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
         MUX_DESCRIPTIONS d;
         d.set_symbol_file(&f.file);
         d.set_pb_mux_descriptions(sample());
-        std::ostringstream out;
-        ASSERT_TRUE(d.write(out, format));
-        const std::string bytes = out.str();
+        const std::string bytes = written(d, format);
         // A cut file reads false; the whole file reads back the same descriptions.
         for (size_t cut = 0; cut < bytes.size() + 3; cut += 3) {
             MUX_DESCRIPTIONS back;

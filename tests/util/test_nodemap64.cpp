@@ -18,6 +18,7 @@
 #include "nodemap.pb.h"
 #include "print_form.h"
 #include "util/util_nodemap64.h"
+#include "symbol_section.h"
 
 using NS_SYMBOL::SYM;
 using PB::GID_TYPE;
@@ -42,12 +43,6 @@ std::unique_ptr<NODEMAP64> filling(GIDS& gids) {
     map->set_dimensions(nx, ny, nz);
     map->set_gid_builder(gids.m_builder.get());
     return map;
-}
-
-std::string written(NODEMAP64& map, uint32_t format) {
-    std::ostringstream out;
-    EXPECT_TRUE(map.write(out, format));
-    return out.str();
 }
 
 std::unique_ptr<NODEMAP64> read_back(GIDS& gids, const std::string& file, uint32_t format) {
