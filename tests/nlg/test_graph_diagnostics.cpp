@@ -11,6 +11,7 @@
 #include "nlg/nlg_graph_compare.h"
 #include "nlg/nlg_info.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
 
@@ -125,13 +126,6 @@ std::string shifted(const std::string& text, size_t n) {
     return out;
 }
 
-template <class T>
-std::string printed(const T& object) {
-    std::ostringstream os;
-    os << object;
-    return os.str();
-}
-
 struct PRINT_FIXTURE : testing::Test {
     UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
     std::unique_ptr<NLG_GRAPH> graph{build(table)};
@@ -157,7 +151,7 @@ struct PRINT_FIXTURE : testing::Test {
 // The graph form holds the module, port and net forms; ids stay decimal on a stream that
 // another diagnostic left in hexadecimal.
 TEST_F(PRINT_FIXTURE, GraphAndInstanceForms) {
-    EXPECT_EQ(printed(*static_cast<NLG_IINSTANCE*>(top->instance(1))),
+    EXPECT_EQ(text_of(*static_cast<NLG_IINSTANCE*>(top->instance(1))),
               "NLG_INSTANCE {\n   m_name = u1\n   m_id = 67108865\n   m_module = leaf\n"
               "   m_parent = top\n}\n");
     std::ostringstream table_text;
@@ -166,7 +160,7 @@ TEST_F(PRINT_FIXTURE, GraphAndInstanceForms) {
         UTIL::INDENT guard(table_text, 3);
         table_text << "@" << UTIL::indent << *static_cast<NS_SYMBOL::SYM_TABLE*>(table);
     }
-    EXPECT_EQ(printed(*static_cast<NLG_IGRAPH*>(graph.get())),
+    EXPECT_EQ(text_of(*static_cast<NLG_IGRAPH*>(graph.get())),
               "NLG_GRAPH {\n   m_id = 0\n   m_symbol_table = " + table_text.str().substr(1) +
                   "\n   m_name = root\n   m_modules = {\n" + shifted(top_text(), 6) + "\n" +
                   shifted(leaf_text(), 6) + "\n   }\n}\n");

@@ -51,10 +51,6 @@ std::vector<FEDGE> small_module() {
             fe(10, 20, 9, 3)};
 }
 
-std::string print(const UTIL::IEDGECACHE& cache, int detail) {
-    return printed(cache, detail);
-}
-
 // Answer of a query, or "false".
 std::string query(EDGECACHE_BUILDER& cache, uint64_t src, uint64_t dst, uint32_t module) {
     FEDGE f = fe(src, dst, 111, 222);
@@ -76,7 +72,7 @@ TEST(EdgeCache, CompactLayoutOfOneModule) {
     ASSERT_NE(g, nullptr);
     EXPECT_EQ(cache.get_graph(8), nullptr);
     EXPECT_EQ(g->get_module_index(), 7u);
-    EXPECT_EQ(print(cache, 1),
+    EXPECT_EQ(printed<UTIL::IEDGECACHE>(cache, 1),
               "IEDGECACHE (1){\n"
               "   [7] = EC_GRAPH {\n"
               "      m_nodes = \n"
@@ -98,7 +94,7 @@ TEST(EdgeCache, CompactLayoutOfOneModule) {
               "         [4] = EC_EDGE { m_ipath_index = 6 m_src_index = 2 }\n"
               "   }\n"
               "}");
-    EXPECT_EQ(print(cache, 4),
+    EXPECT_EQ(printed<UTIL::IEDGECACHE>(cache, 4),
               "IEDGECACHE_STATISTICS (n_nodes = 5, n_edges = 5) { [7] = (nodes = 5, edges = 5)}");
 }
 
@@ -237,7 +233,7 @@ TEST(EdgeCache, RandomModulesAgainstPlainLists) {
         EDGECACHE_BUILDER back;
         ASSERT_TRUE(back.read(in, format));
         EXPECT_EQ(written(back, format), bytes);
-        EXPECT_EQ(print(back, 1), print(cache, 1));
+        EXPECT_EQ(printed<UTIL::IEDGECACHE>(back, 1), printed<UTIL::IEDGECACHE>(cache, 1));
         ASSERT_NE(back.get_graph(9), nullptr);
         EXPECT_TRUE(back.get_graph(9)->get_nodes().empty());
         std::vector<uint32_t> modules;

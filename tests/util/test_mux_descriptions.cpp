@@ -52,10 +52,6 @@ struct FIXTURE {
     }
 };
 
-std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
-    return printed(d, detail);
-}
-
 }  // namespace
 
 TEST(MuxDescription, IndexesOverPathsAndNames) {
@@ -148,7 +144,8 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
             std::istringstream in(bytes.substr(0, cut));
             EXPECT_EQ(back.read(in, format), cut >= bytes.size()) << cut;
             if (cut >= bytes.size()) {
-                EXPECT_EQ(print(back, 2), print(d, 2));
+                EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(back, 2),
+                          printed<UTIL::IMUX_DESCRIPTIONS>(d, 2));
             }
         }
     }
@@ -159,8 +156,8 @@ TEST(MuxDescription, PrintForm) {
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
     d.set_pb_mux_descriptions(sample());
-    EXPECT_EQ(print(d, 1), "MUX_DESCRIPTIONS (3) {}");
-    EXPECT_EQ(print(d, 2),
+    EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(d, 1), "MUX_DESCRIPTIONS (3) {}");
+    EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(d, 2),
               "MUX_DESCRIPTIONS (3) {\n"
               "   [0] { name=mux4, (0,4), (1,4), (2,4), (3,4), (0,5), (1,5)}\n"
               "   [1] { name=empty, }\n"

@@ -326,10 +326,6 @@ void build_ports(TEST_HIER::MEM_MODULES& m) {
     for (int p = 0; p < 40; ++p) m.add_port(leaf, "p" + std::to_string(p));
 }
 
-std::string map_text(const NODEMAP64& map, int detail) {
-    return printed(static_cast<const UTIL::INODEMAP&>(map), detail);
-}
-
 }  // namespace
 
 TEST(NodeMap, PrintForms) {
@@ -338,7 +334,7 @@ TEST(NodeMap, PrintForms) {
     UTIL::HIERARCHY hierarchy(&modules);
     GIDS gids(2, 1, 1);
     auto map = filling(gids);
-    EXPECT_FATAL(map_text(*map, 1), "nodemap.m_hierarchy != NULL");
+    EXPECT_FATAL(printed<UTIL::INODEMAP>(*map, 1), "nodemap.m_hierarchy != NULL");
     map->set_hierarchy(&hierarchy);
     EXPECT_FATAL(map->set_hierarchy(&hierarchy), "m_hierarchy == NULL");
     // Node 2 has no alias; node 3 is an alias on a net driven by 1 and 0.
@@ -354,7 +350,7 @@ TEST(NodeMap, PrintForms) {
     map->seal();
     const uint64_t k0 = gids.h5(0, 0, 0, 0) & 0x3ffffffffULL;
     const uint64_t k1 = gids.h5(1, 0, 0, 1) & 0x3ffffffffULL;
-    EXPECT_EQ(map_text(*map, 2),
+    EXPECT_EQ(printed<UTIL::INODEMAP>(*map, 2),
               "INODEMAP {\n"
               "   m_nx = 2\n"
               "   m_ny = 1\n"
@@ -373,7 +369,7 @@ TEST(NodeMap, PrintForms) {
                   "->[cached = 3:/u:p1],[driver = 1:/u]\n"
                   "   }\n"
                   "}\n");
-    EXPECT_EQ(map_text(*map, 4),
+    EXPECT_EQ(printed<UTIL::INODEMAP>(*map, 4),
               "INODEMAP_STATISTICS {\n"
               "   m_nx = 2\n"
               "   m_ny = 1\n"
@@ -390,11 +386,11 @@ TEST(NodeMap, PrintCutsLongListsBelowDetailThree) {
     map->set_hierarchy(&hierarchy);
     for (uint32_t n = 0; n < 40; ++n) map->add_node(gids.h5(0, 0, 0, n), 2 + n);
     map->seal();
-    std::string two = map_text(*map, 2);
+    std::string two = printed<UTIL::INODEMAP>(*map, 2);
     EXPECT_EQ(count_of(two, "]->H5"), 34u);
     EXPECT_EQ(count_of(two, "...\n"), 1u);
     EXPECT_EQ(count_of(two, "[cached = "), 40u);
-    std::string three = map_text(*map, 3);
+    std::string three = printed<UTIL::INODEMAP>(*map, 3);
     EXPECT_EQ(count_of(three, "]->H5"), 40u);
     EXPECT_EQ(count_of(three, "..."), 0u);
     EXPECT_NE(three.find("[41:/u:p39]->H5:X0Y0Z0I39\n"), std::string::npos);
