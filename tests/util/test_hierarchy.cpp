@@ -34,6 +34,11 @@ const uint32_t INVALID = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
 // n_nodes: leaf 3, mid 8, top 19. Module indexes: top 0, leaf 1, mid 2.
 const char* const TINY = "top: u0:mid u1:mid clk rst; leaf: i o; mid: a:leaf b:leaf o";
 
+struct TinyHierarchy : testing::Test {
+    MEM_MODULES m;
+    HIERARCHY h{(add_modules(m, TINY), &m)};
+};
+
 // A random acyclic description: module 0 on top, every module instantiating only modules of a
 // later rank in a shuffled order, so that counting needs several passes.
 void build_random(MEM_MODULES& m, uint32_t seed) {
@@ -70,10 +75,7 @@ std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
 
 }  // namespace
 
-TEST(Hierarchy, TinyTreeNumberingByHand) {
-    MEM_MODULES m;
-    add_modules(m, TINY);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, TinyTreeNumberingByHand) {
     EXPECT_EQ(h.get_num_nodes(), 19u);
     EXPECT_EQ(h.get_num_nodes(1), 3u);
     EXPECT_EQ(h.get_num_nodes(2), 8u);
@@ -116,10 +118,7 @@ TEST(Hierarchy, TinyTreeNumberingByHand) {
     delete in_mid;
 }
 
-TEST(Hierarchy, ChildNodeBounds) {
-    MEM_MODULES m;
-    add_modules(m, TINY);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, ChildNodeBounds) {
     uint32_t module = 99;
     EXPECT_EQ(h.get_child_node(&module, 0, 0, 1), 9u);
     EXPECT_EQ(module, 2u);
@@ -203,10 +202,7 @@ TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
     EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
 }
 
-TEST(Hierarchy, PathsByText) {
-    MEM_MODULES m;
-    add_modules(m, TINY);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, PathsByText) {
     HPATH_SETTABLE a(&h);
     // Text, base module, node or INVALID_NODE where parsing fails ("/" alone is kept whole, so
     // its empty names are unknown).
@@ -325,10 +321,7 @@ TEST(Hierarchy, BadDescriptionsStopConstruction) {
     }
 }
 
-TEST(Hierarchy, TextForms) {
-    MEM_MODULES m;
-    add_modules(m, TINY);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, TextForms) {
     auto print = [&](int detail) { return printed(h, detail); };
     EXPECT_EQ(print(2),
               "IHIERARCHY {\n"
