@@ -8,6 +8,7 @@
 #include <functional>
 #include <sstream>
 
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "translate_fixture.h"
 #include "util/util_hierarchy_serializable.h"
@@ -173,18 +174,17 @@ TEST(Translate, CutFilesNameTheSectionThatFailed) {
 TEST(Translate, FailureTexts) {
     SMALL_DB db;
     FAB::TRANSLATE& t = *db.m_translate;
-    EXPECT_EXIT(
-        t.set_dimensions(2, 2, 2), testing::ExitedWithCode(255),
-        "  \\(m_nx == UTIL::IGID_CONVERTER::INVALID\\) && \\(m_ny == "
-        "UTIL::IGID_CONVERTER::INVALID\\) && \\(m_nz == UTIL::IGID_CONVERTER::INVALID\\) \n");
+    EXPECT_FATAL(t.set_dimensions(2, 2, 2),
+                 "(m_nx == UTIL::IGID_CONVERTER::INVALID) && (m_ny == "
+                 "UTIL::IGID_CONVERTER::INVALID) && (m_nz == UTIL::IGID_CONVERTER::INVALID)");
     FAB::TRANSLATE blank;
     EXPECT_EXIT(blank.set_global_types({}), testing::ExitedWithCode(255),
                 "  \\(m_nx != UTIL::IGID_CONVERTER::INVALID\\) && ");
     UTIL::BASE_GID_CONVERTER c;
-    EXPECT_EXIT(t.fill_gid_type_fields(c, 0, 2, db.sym("BLK"), 0, 0), testing::ExitedWithCode(255),
-                "  Bidir port not supported for Atom \n");
+    EXPECT_FATAL(t.fill_gid_type_fields(c, 0, 2, db.sym("BLK"), 0, 0),
+                 "Bidir port not supported for Atom");
     std::unique_ptr<FAB::ITRANSLATE::IGID_SPLITTER> splitter(t.create_gid_splitter());
-    EXPECT_EXIT(splitter->set_node(0), testing::ExitedWithCode(255), "  false \n");
+    EXPECT_FATAL(splitter->set_node(0), "false");
 
     // A class 3 node keeps its length only as a wire; a name the database does not know is
     // reported and leaves the unknown name.

@@ -116,8 +116,7 @@ TEST(MuxDescription, PortUsedBothWays) {
 TEST(MuxDescription, FatalChecks) {
     FIXTURE f;
     MUX_DESCRIPTIONS d;
-    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
-                "IE .*:[0-9]+  m_symbol_file != NULL \n");
+    EXPECT_FATAL(d.set_pb_mux_descriptions(sample()), "m_symbol_file != NULL");
     UTIL::SYMBOL_FILE empty_file;
     d.set_symbol_file(&empty_file);
     EXPECT_FATAL(d.set_pb_mux_descriptions(sample()),
