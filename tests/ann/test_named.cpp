@@ -10,6 +10,7 @@
 
 #include "ann/annss.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 
 namespace {
 
@@ -44,17 +45,15 @@ NLG_IMODULE* module(NLG_GRAPH& g, const std::string& name) {
 // Records on every module and on two instances of the natural graph.
 void annotate(NLG_GRAPH& g, NLG_ANNSS& annss) {
     NLG_ICDB_ANNS& icdb = annss.get_icdb();
-    auto merge = [](google::protobuf::Message& record, const char* text) {
-        ASSERT_TRUE(google::protobuf::TextFormat::MergeFromString(text, &record)) << text;
-    };
-    merge(icdb.get_module(*module(g, "top")), "level: DEVICE");
-    merge(icdb.get_module(*module(g, "blk")),
-          "level: TOP_LEVEL_IP pnr_height: 3 pnr_width: 4 "
-          "flat_instance_nodes { node: 12 instance { uid: 'b' } }");
-    merge(icdb.get_module(*module(g, "cell")),
-          "level: PRIM_MUX mux_desc { is_template: true mux_type: LEIM } paths { in: 0 out: 0 }");
-    merge(icdb.get_instance(*module(g, "top")->get_instance(0)), "pnr_x: 5");
-    merge(icdb.get_instance(*module(g, "blk")->get_instance(0)), "phys_y: 2.5");
+    merge_text(icdb.get_module(*module(g, "top")), "level: DEVICE");
+    merge_text(icdb.get_module(*module(g, "blk")),
+               "level: TOP_LEVEL_IP pnr_height: 3 pnr_width: 4 "
+               "flat_instance_nodes { node: 12 instance { uid: 'b' } }");
+    merge_text(
+        icdb.get_module(*module(g, "cell")),
+        "level: PRIM_MUX mux_desc { is_template: true mux_type: LEIM } paths { in: 0 out: 0 }");
+    merge_text(icdb.get_instance(*module(g, "top")->get_instance(0)), "pnr_x: 5");
+    merge_text(icdb.get_instance(*module(g, "blk")->get_instance(0)), "phys_y: 2.5");
 }
 
 std::unique_ptr<NLG_ANNSS> make_annss(NLG_GRAPH& g) {
