@@ -162,12 +162,10 @@ TEST(EdgeCache, CorruptGraphsEndTheProcess) {
         PB::UTIL::EDGECACHE head;
         head.add_modules(1);
         PB::UTIL::EC_GRAPH g;
-        PB::UTIL::EC_NODE* n0 = g.add_nodes();
-        n0->set_subnode(3), n0->set_mux_index(65535), n0->set_edge_index(0), n0->set_edge_count(0);
-        PB::UTIL::EC_NODE* n1 = g.add_nodes();
-        n1->set_subnode(4), n1->set_mux_index(2), n1->set_edge_index(0), n1->set_edge_count(1);
-        PB::UTIL::EC_EDGE* e = g.add_edges();
-        e->set_ipath_index(1), e->set_src_index(0);
+        merge_text(g,
+                   "nodes { subnode: 3 mux_index: 65535 edge_index: 0 edge_count: 0 }"
+                   "nodes { subnode: 4 mux_index: 2 edge_index: 0 edge_count: 1 }"
+                   "edges { ipath_index: 1 src_index: 0 }");
         spoil(g);
         std::ostringstream out;
         UTIL::write_message(head, out, PB_BIN);

@@ -67,15 +67,11 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
     // a repeated subnode 2 is ignored.
     static PORTMAP_PB block_map() {
         PORTMAP_PB map;
-        auto* module = map.add_module_to_subnode_to_ports();
-        module->set_parent_module_index(1);
-        auto* z = module->add_subnode_to_ports();
-        z->set_child_subnode(2);
-        z->mutable_parent_ports()->add_ports(0);
-        module->add_subnode_to_ports()->set_child_subnode(1);
-        auto* again = module->add_subnode_to_ports();
-        again->set_child_subnode(2);
-        again->mutable_parent_ports()->add_ports(1);
+        merge_text(map,
+                   "module_to_subnode_to_ports { parent_module_index: 1"
+                   "  subnode_to_ports { child_subnode: 2 parent_ports { ports: 0 } }"
+                   "  subnode_to_ports { child_subnode: 1 }"
+                   "  subnode_to_ports { child_subnode: 2 parent_ports { ports: 1 } } }");
         return map;
     }
     void fill(PORTMAPS_BUILDER& portmaps) {
