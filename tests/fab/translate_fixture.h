@@ -16,6 +16,7 @@
 
 #include "fab/fab_translate.h"
 #include "mem_modules.h"
+#include "print_form.h"
 #include "util/util_hierarchy.h"
 #include "util/util_modules.h"
 #include "util/util_portmaps.h"
@@ -60,14 +61,9 @@ struct SMALL_DB {
         FAB::TRANSLATE& t = *m_translate;
         t.set_modules(&m_modules, m_hierarchy.get(), nullptr, nullptr);
         PB::MUX_DESCRIPTIONS descriptions;
-        PB::MUX_DESCRIPTION* d = descriptions.add_mux_descriptions();
-        d->set_name("MUX");
-        d->set_is_template(true);
-        for (int in : {0, 1}) {
-            PB::MUX_DESCRIPTION::IPATH* path = d->add_mux_ipaths();
-            path->set_in(in);
-            path->set_out(3);
-        }
+        merge_text(descriptions,
+                   "mux_descriptions { name: 'MUX' is_template: true"
+                   "  mux_ipaths { in: 0 out: 3 } mux_ipaths { in: 1 out: 3 } }");
         t.set_mux_descriptions(descriptions);
         add_blocks(*t.get_tlblocks_builder());
         add_portmaps(*t.get_portmaps_builder());

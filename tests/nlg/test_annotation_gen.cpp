@@ -12,6 +12,7 @@
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
 #include "annotation_device.h"
+#include "print_form.h"
 #include "symbol_section.h"
 
 using NS_SYMBOL::SYM;
@@ -195,9 +196,7 @@ TEST(AnnotationGen, BlockPassFatals) {
     DEVICE bidir;
     bidir.m_blc.port(bidir.m_bcore, "io", NLG_IPORT::INOUT);
     PB::BLC_DATA pb = bidir.m_data.get_pb();
-    auto* port = pb.mutable_entries(1)->add_ports();
-    port->set_name("io");
-    port->set_first_re_index(9);
+    merge_text(*pb.mutable_entries(1), "ports { name: 'io' first_re_index: 9 }");
     ASSERT_TRUE(bidir.m_data.set_pb(pb));
     NLG_ANNOTATION_GEN gen = bidir.gen();
     std::istringstream mux(bidir.mux_file());
