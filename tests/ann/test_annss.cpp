@@ -16,6 +16,7 @@
 #include "symbol_table.pb.h"
 #include "util/util_protobuf.h"
 
+using NLG_TEST::sym;
 using NS_SYMBOL::SYM;
 
 namespace {
@@ -30,10 +31,6 @@ std::unique_ptr<NLG_GRAPH> small_graph(std::string* file = nullptr) {
     std::unique_ptr<NLG_GRAPH> g(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
     EXPECT_TRUE(api.read_graph(g.get(), stream, TESSEL_API::FORMAT_PB_BIN));
     return g;
-}
-
-SYM sym(NLG_GRAPH& g, const char* name) {
-    return g.get_symbol_table()->add(name);
 }
 
 // ICDB records: top is a device with a logical name, port a of top is an RE with a logical
@@ -75,14 +72,12 @@ TEST(Annss, KindsAndBounds) {
     for (int type : {0, 1, 2}) EXPECT_FALSE(annss.has_type(type));
     EXPECT_EQ(annss.get_annss()->get_bounds().ShortDebugString(),
               "n_modules: 3 n_instances: 4 n_ports: 10 n_nets: 5");
-    EXPECT_EXIT(annss.get_icdb(), testing::ExitedWithCode(255), NLG_TEST::fatal("has_type(type)"));
+    EXPECT_FATAL(annss.get_icdb(), "has_type(type)");
     annss.add_type(PB::ANNS::ICDB);
     EXPECT_TRUE(annss.has_type(PB::ANNS::ICDB));
     EXPECT_FALSE(annss.has_type(PB::ANNS::FAB));
-    EXPECT_EXIT(annss.add_type(PB::ANNS::ICDB), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("!has_type(type)"));
-    EXPECT_EXIT(annss.get_annss()->get_anns(PB::ANNS::ICDB).get_fab(), testing::ExitedWithCode(255),
-                NLG_TEST::fatal("m_type == PB::ANNS::FAB"));
+    EXPECT_FATAL(annss.add_type(PB::ANNS::ICDB), "!has_type(type)");
+    EXPECT_FATAL(annss.get_annss()->get_anns(PB::ANNS::ICDB).get_fab(), "m_type == PB::ANNS::FAB");
 
     // Records exist at full size at first access, found by the low bits of the id.
     ICDB_ANNS& store = annss.get_annss()->get_icdb();

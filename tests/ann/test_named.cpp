@@ -10,6 +10,7 @@
 
 #include "ann/annss.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 
 namespace {
 
@@ -44,23 +45,15 @@ NLG_IMODULE* module(NLG_GRAPH& g, const std::string& name) {
 // Records on every module and on two instances of the natural graph.
 void annotate(NLG_GRAPH& g, NLG_ANNSS& annss) {
     NLG_ICDB_ANNS& icdb = annss.get_icdb();
-    icdb.get_module(*module(g, "top")).set_level(PB::ICDB::MODULE::DEVICE);
-    PB::ICDB::MODULE& blk = icdb.get_module(*module(g, "blk"));
-    blk.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
-    blk.set_pnr_height(3);
-    blk.set_pnr_width(4);
-    PB::ICDB::FLAT_INSTANCE_NODE* placed = blk.add_flat_instance_nodes();
-    placed->set_node(12);
-    placed->mutable_instance()->set_uid("b");
-    PB::ICDB::MODULE& cell = icdb.get_module(*module(g, "cell"));
-    cell.set_level(PB::ICDB::MODULE::PRIM_MUX);
-    cell.mutable_mux_desc()->set_is_template(true);
-    cell.mutable_mux_desc()->set_mux_type(PB::MUX_DESCRIPTION::LEIM);
-    PB::ICDB::MODULE::PATH* path = cell.add_paths();
-    path->set_in(0);
-    path->set_out(0);
-    icdb.get_instance(*module(g, "top")->get_instance(0)).set_pnr_x(5);
-    icdb.get_instance(*module(g, "blk")->get_instance(0)).set_phys_y(2.5f);
+    merge_text(icdb.get_module(*module(g, "top")), "level: DEVICE");
+    merge_text(icdb.get_module(*module(g, "blk")),
+               "level: TOP_LEVEL_IP pnr_height: 3 pnr_width: 4 "
+               "flat_instance_nodes { node: 12 instance { uid: 'b' } }");
+    merge_text(
+        icdb.get_module(*module(g, "cell")),
+        "level: PRIM_MUX mux_desc { is_template: true mux_type: LEIM } paths { in: 0 out: 0 }");
+    merge_text(icdb.get_instance(*module(g, "top")->get_instance(0)), "pnr_x: 5");
+    merge_text(icdb.get_instance(*module(g, "blk")->get_instance(0)), "phys_y: 2.5");
 }
 
 std::unique_ptr<NLG_ANNSS> make_annss(NLG_GRAPH& g) {
@@ -76,24 +69,17 @@ TEST(NamedForm, WriteListsByNameAndReadsBackIntoAnotherModuleOrder) {
     PB::NAMED_ANNSS out;
     EXPECT_TRUE(annss->write_named(&out));
 
-    ASSERT_EQ(out.annotations_size(), 1);
-    const PB::NAMED_ANNS& anns = out.annotations(0);
-    EXPECT_EQ(anns.type(), PB::ANNS::ICDB);
-    ASSERT_EQ(anns.modules_size(), 3);
-    std::vector<std::string> listed;
-    for (const PB::NAMED_MODULE& m : anns.modules()) {
-        std::string line = m.name() + ":";
-        for (const PB::NAMED_INSTANCE& i : m.instances()) line += " " + i.name() + "/" + i.module();
-        listed.push_back(line);
-        ASSERT_TRUE(m.HasExtension(PB::ICDB::NMODULE::module)) << m.name();
-        EXPECT_EQ(m.GetExtension(PB::ICDB::NMODULE::module).SerializeAsString(),
-                  annss->get_icdb().get_module(*module(*g, m.name())).SerializeAsString());
-    }
-    EXPECT_EQ(listed, std::vector<std::string>({"top: u0/cell u1/blk", "blk: v/cell", "cell:"}));
-    const PB::NAMED_INSTANCE& u0 = anns.modules(0).instances(0);
-    EXPECT_EQ(u0.GetExtension(PB::ICDB::NINSTANCE::instance).pnr_x(), 5);
-    const PB::NAMED_INSTANCE& v = anns.modules(1).instances(0);
-    EXPECT_FLOAT_EQ(v.GetExtension(PB::ICDB::NINSTANCE::instance).phys_y(), 2.5f);
+    // Modules by name in graph order, their instances by name and module, each with its record.
+    EXPECT_EQ(out.ShortDebugString(),
+              "annotations { type: ICDB modules { name: \"top\" instances { module: \"cell\" name: "
+              "\"u0\" [PB.ICDB.NINSTANCE.instance] { pnr_x: 5 } } instances { module: \"blk\" "
+              "name: \"u1\" [PB.ICDB.NINSTANCE.instance] { } } [PB.ICDB.NMODULE.module] { level: "
+              "DEVICE } } modules { name: \"blk\" instances { module: \"cell\" name: \"v\" "
+              "[PB.ICDB.NINSTANCE.instance] { phys_y: 2.5 } } [PB.ICDB.NMODULE.module] { "
+              "pnr_height: 3 pnr_width: 4 level: TOP_LEVEL_IP flat_instance_nodes { node: 12 "
+              "instance { uid: \"b\" } } } } modules { name: \"cell\" [PB.ICDB.NMODULE.module] { "
+              "level: PRIM_MUX paths { in: 0 out: 0 } mux_desc { is_template: true mux_type: LEIM "
+              "} } } }");
     EXPECT_TRUE(out.IsInitialized());
 
     // Through the text form, as a tool would keep it, into the other module order.

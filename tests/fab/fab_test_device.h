@@ -28,6 +28,7 @@
 #include "ann_icdb.pb.h"
 #include "icdb/icdb_instance_tree.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 
 namespace FAB_TEST {
 
@@ -60,12 +61,6 @@ inline void set_pair(PB::ICDB::MODULE& record, NLG_TEST::BUILDER& b, const std::
     record.mutable_logical_impl()->set_value(b.sym(impl).get_value());
 }
 
-inline void set_offset(PB::ICDB::INSTANCE& record, int x, int y, int z) {
-    record.set_pnr_x(x);
-    record.set_pnr_y(y);
-    record.set_pnr_z(z);
-}
-
 // The netlist view with its records, but no placements.
 inline void build_rtl(DEVICE& d) {
     NLG_TEST::BUILDER b;
@@ -84,21 +79,13 @@ inline void build_rtl(DEVICE& d) {
 
     NLG_ICDB_ANNS& a = d.rtl_icdb();
     set_pair(a.get_module(*top), b, "-", "-");
-    PB::ICDB::MODULE& r = a.get_module(*rt);
-    r.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
-    r.set_is_routing(true);
-    PB::ICDB::MODULE& l = a.get_module(*logic);
-    l.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
-    l.set_is_routing(false);
-    set_pair(l, b, "LOGIC", "DEFAULT");
-    l.set_pnr_width(1);
-    l.set_pnr_height(2);
+    merge_text(a.get_module(*rt), "level: TOP_LEVEL_IP is_routing: true");
+    merge_text(a.get_module(*logic),
+               "level: TOP_LEVEL_IP is_routing: false pnr_width: 1 pnr_height: 2");
+    set_pair(a.get_module(*logic), b, "LOGIC", "DEFAULT");
     a.get_port(*logic->get_port(0)).mutable_logical_name()->set_value(b.sym("datain").get_value());
-    PB::ICDB::MODULE& i = a.get_module(*io);
-    i.set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
-    set_pair(i, b, "IO", "-");
-    i.set_pnr_width(1);
-    i.set_pnr_height(1);
+    merge_text(a.get_module(*io), "level: TOP_LEVEL_IP pnr_width: 1 pnr_height: 1");
+    set_pair(a.get_module(*io), b, "IO", "-");
 }
 
 inline void build_blc(DEVICE& d) {
@@ -116,8 +103,7 @@ inline void build_blc(DEVICE& d) {
 
     NLG_ICDB_ANNS& a = d.blc_icdb();
     set_pair(a.get_module(*logic), b, "LOGIC", "DEFAULT");
-    a.get_module(*logic).set_pnr_width(1);
-    a.get_module(*logic).set_pnr_height(2);
+    merge_text(a.get_module(*logic), "pnr_width: 1 pnr_height: 2");
     set_pair(a.get_module(*io), b, "IO", "-");
     set_pair(a.get_module(*cell), b, "CELL", "DEFAULT");
     set_pair(a.get_module(*imux), b, "IMUX", "DEFAULT");
@@ -125,10 +111,10 @@ inline void build_blc(DEVICE& d) {
     set_pair(a.get_module(*sub), b, "SUB", "DEFAULT");
     a.get_port(*logic->get_port(0)).set_is_route_type_normal(true);
     a.get_port(*cell->get_port(1)).set_is_route_type_normal(true);
-    set_offset(a.get_instance(*logic->instance(0)), 0, 0, 0);  // c0
-    set_offset(a.get_instance(*logic->instance(1)), 0, 1, 1);  // c1
-    set_offset(a.get_instance(*logic->instance(2)), 0, 0, 0);  // mx; c2 stays unset
-    set_offset(a.get_instance(*cell->instance(0)), 1, 0, 0);
+    merge_text(a.get_instance(*logic->instance(0)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");  // c0
+    merge_text(a.get_instance(*logic->instance(1)), "pnr_x: 0 pnr_y: 1 pnr_z: 1");  // c1
+    merge_text(a.get_instance(*logic->instance(2)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");  // mx; c2 unset
+    merge_text(a.get_instance(*cell->instance(0)), "pnr_x: 1 pnr_y: 0 pnr_z: 0");
 }
 
 inline PB::ICDB::FLAT_INSTANCE placement(int col, int row, bool spare, const std::string& uid) {

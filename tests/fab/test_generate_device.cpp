@@ -29,6 +29,7 @@
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_graph.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "translate_fixture.h"
 
 namespace {
@@ -288,8 +289,7 @@ void round_trip(const std::string& size, const RECORDING_BUILDER& plain) {
     FAB::TRANSLATE fresh;
     std::istringstream in(file.str());
     ASSERT_TRUE(fresh.read(in, UTIL::PB_BIN));
-    for (int detail : {1, 3})
-        EXPECT_EQ(TEST_TRANSLATE::print_form(fresh, detail), TEST_TRANSLATE::print_form(t, detail));
+    for (int detail : {1, 3}) EXPECT_EQ(printed(fresh, detail), printed(t, detail));
     EDGE_COUNTS again;
     EXPECT_EQ(edge_answers(run, fresh, again), before);
     EXPECT_EQ(plain.m_nodes, run.m_builder.m_nodes);

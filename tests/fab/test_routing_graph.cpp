@@ -51,8 +51,8 @@ TEST(RoutingGraphDeathTest, FatalTexts) {
 
     set_grid(2, 1);
     FAB_NODE_INDEX index(6);
-    EXPECT_EXIT(get_node_index(3, 1, index, MUX_DESCRIPTION::LEIM), testing::ExitedWithCode(255),
-                "requesting at x = 3, y = 1, index = 6 where size is 3x2=6");
+    EXPECT_FATAL(get_node_index(3, 1, index, MUX_DESCRIPTION::LEIM),
+                 "requesting at x = 3, y = 1, index = 6 where size is 3x2=6");
     EXPECT_FATAL(get_node_index(0, 2, index, 0), "Unsupported node type 0!");
     delete b.graph();
 }

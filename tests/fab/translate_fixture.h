@@ -11,26 +11,17 @@
 #pragma once
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "fab/fab_translate.h"
+#include "mem_modules.h"
+#include "print_form.h"
 #include "util/util_hierarchy.h"
-#include "util/util_indent.h"
 #include "util/util_modules.h"
 #include "util/util_portmaps.h"
 
 namespace TEST_TRANSLATE {
-
-// The database's print form at a detail level, indented as a run's report does.
-inline std::string print_form(const FAB::ITRANSLATE& t, int detail) {
-    std::ostringstream os;
-    UTIL::INDENT guard(os, 3);
-    UTIL::set_detail(os, detail);
-    os << t;
-    return os.str();
-}
 
 class VECTOR_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
   public:
@@ -58,21 +49,8 @@ struct SMALL_DB {
     }
 
     SMALL_DB() {
-        UTIL::MMODULE& t = m_modules.add_module(sym("T"));
-        t.add_instance(sym("s0"), sym("S"));
-        t.add_port(sym("w"), 1);
-        UTIL::MMODULE& s = m_modules.add_module(sym("S"));
-        s.add_instance(sym("b0"), sym("BLK"));
-        s.add_instance(sym("b1"), sym("BLK"));
-        s.add_port(sym("p"), 0);
-        UTIL::MMODULE& blk = m_modules.add_module(sym("BLK"));
-        blk.add_instance(sym("m0"), sym("MUX"));
-        blk.add_port(sym("in0"), 0);
-        blk.add_port(sym("in1"), 0);
-        blk.add_port(sym("o"), 1);
-        UTIL::MMODULE& mux = m_modules.add_module(sym("MUX"));
-        for (const char* in : {"a", "b", "c"}) mux.add_port(sym(in), 0);
-        mux.add_port(sym("y"), 1);
+        TEST_HIER::add_modules(
+            m_modules, "T: s0:S >w; S: b0:BLK b1:BLK p; BLK: m0:MUX in0 in1 >o; MUX: a b c >y");
         m_hierarchy = std::make_unique<UTIL::HIERARCHY>(&m_modules);
         for (const char* name : {"H", "V", "cfg", "v0", "v1", "BLK_r0_c0", "BLK_r0_c1"}) sym(name);
         m_table->init_name_fast();
@@ -83,14 +61,9 @@ struct SMALL_DB {
         FAB::TRANSLATE& t = *m_translate;
         t.set_modules(&m_modules, m_hierarchy.get(), nullptr, nullptr);
         PB::MUX_DESCRIPTIONS descriptions;
-        PB::MUX_DESCRIPTION* d = descriptions.add_mux_descriptions();
-        d->set_name("MUX");
-        d->set_is_template(true);
-        for (int in : {0, 1}) {
-            PB::MUX_DESCRIPTION::IPATH* path = d->add_mux_ipaths();
-            path->set_in(in);
-            path->set_out(3);
-        }
+        merge_text(descriptions,
+                   "mux_descriptions { name: 'MUX' is_template: true"
+                   "  mux_ipaths { in: 0 out: 3 } mux_ipaths { in: 1 out: 3 } }");
         t.set_mux_descriptions(descriptions);
         add_blocks(*t.get_tlblocks_builder());
         add_portmaps(*t.get_portmaps_builder());

@@ -11,6 +11,7 @@
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "util/util_protobuf.h"
 
 namespace {
@@ -79,17 +80,14 @@ TEST(InstanceTree, AddAndLookUp) {
 TEST(InstanceTree, LoadMergesEntries) {
     FIXTURE f;
     PB::ICDB::MODULE& top = f.top();
-    // Node 7 twice: the second entry's set fields overwrite, the others stay.
-    PB::ICDB::FLAT_INSTANCE_NODE* e = top.add_flat_instance_nodes();
-    e->set_node(7);
-    *e->mutable_instance() = record(1, 1, "seven");
-    e = top.add_flat_instance_nodes();
-    e->set_node(7);
-    e->mutable_instance()->set_is_spare_row(true);
-    e->mutable_instance()->mutable_bposition()->set_row(4);
-    e->mutable_instance()->mutable_bposition()->set_col(5);
-    // Node 2 with no instance at all.
-    top.add_flat_instance_nodes()->set_node(2);
+    // Node 7 twice: the second entry's set fields overwrite, the others stay. Node 2 with no
+    // instance at all.
+    merge_text(
+        top,
+        "flat_instance_nodes { node: 7 instance { bposition { row: 1 col: 1 } uid: 'seven' } }"
+        "flat_instance_nodes { node: 7"
+        "  instance { is_spare_row: true bposition { row: 4 col: 5 } } }"
+        "flat_instance_nodes { node: 2 }");
 
     ICDB::INSTANCE_TREE tree(f.graph.get());
     tree.load(f.annss->get_icdb());

@@ -12,6 +12,8 @@
 #include "nlg/nlg_annotation_gen.h"
 #include "nlg/nlg_mux_translator.h"
 #include "annotation_device.h"
+#include "print_form.h"
+#include "symbol_section.h"
 
 using NS_SYMBOL::SYM;
 using MT = PB::MUX_DESCRIPTION;
@@ -27,9 +29,7 @@ struct DEVICE : NLG_TEST::ANNOTATION_DEVICE {
     std::string mux_file() {
         NLG_MUX_TRANSLATOR translator;
         translator.add_mux("mux_h", true, "\"H\"", "4", "\"L\"", false, {"muxin0", "muxout"});
-        std::ostringstream out;
-        EXPECT_TRUE(translator.write(out, UTIL::PB_TXT));
-        return out.str();
+        return written(translator, UTIL::PB_TXT);
     }
 };
 
@@ -196,9 +196,7 @@ TEST(AnnotationGen, BlockPassFatals) {
     DEVICE bidir;
     bidir.m_blc.port(bidir.m_bcore, "io", NLG_IPORT::INOUT);
     PB::BLC_DATA pb = bidir.m_data.get_pb();
-    auto* port = pb.mutable_entries(1)->add_ports();
-    port->set_name("io");
-    port->set_first_re_index(9);
+    merge_text(*pb.mutable_entries(1), "ports { name: 'io' first_re_index: 9 }");
     ASSERT_TRUE(bidir.m_data.set_pb(pb));
     NLG_ANNOTATION_GEN gen = bidir.gen();
     std::istringstream mux(bidir.mux_file());

@@ -11,6 +11,7 @@
 #include "nlg/nlg_graph_compare.h"
 #include "nlg/nlg_info.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
 
@@ -47,10 +48,6 @@ class GRAPH_BUILDER {
     std::unique_ptr<NLG_GRAPH> m_graph;
 };
 
-NLG_ID id(NLG_ID::KIND kind, uint32_t serial) {
-    return NLG_ID(kind, serial);
-}
-
 // top (0): ports a in, b out, c inout; u0:leaf {i on n}, u1:leaf {i unconnected};
 //          nets n {a, b; u0.i}, m {}, w {; u0.i listed by hand}; fan list a -> b
 // leaf (1): ports i, j
@@ -59,22 +56,22 @@ NLG_ID id(NLG_ID::KIND kind, uint32_t serial) {
 NLG_GRAPH* build(UTIL::SYMBOL_TABLE* table, const std::string& change = "") {
     GRAPH_BUILDER g(table);
     auto when = [&change](const char* m) { return change == m; };
-    NLG_MODULE* top = g.module("top", id(NLG_ID::MODULE, when("MODULE_ID") ? 5 : 0),
+    NLG_MODULE* top = g.module("top", NLG_ID(NLG_ID::MODULE, when("MODULE_ID") ? 5 : 0),
                                when("MODULE_FILELINE") ? NLG_FILELINE(1, 2) : NLG_FILELINE());
-    NLG_MODULE* leaf = g.module(when("MODULE_NAME") ? "leaf2" : "leaf", id(NLG_ID::MODULE, 1));
-    if (when("EXTRA_MODULE")) g.module("spare", id(NLG_ID::MODULE, 2));
+    NLG_MODULE* leaf = g.module(when("MODULE_NAME") ? "leaf2" : "leaf", NLG_ID(NLG_ID::MODULE, 1));
+    if (when("EXTRA_MODULE")) g.module("spare", NLG_ID(NLG_ID::MODULE, 2));
 
-    NLG_PORT* a = g.port(top, "a", id(NLG_ID::PORT, when("PORT_ID") ? 9 : 0), NLG_IPORT::INPUT);
-    NLG_PORT* b = g.port(top, "b", id(NLG_ID::PORT, 1), NLG_IPORT::OUTPUT);
-    NLG_PORT* c = g.port(top, "c", id(NLG_ID::PORT, 2), NLG_IPORT::INOUT);
-    if (when("EXTRA_PORT")) g.port(top, "d", id(NLG_ID::PORT, 3), NLG_IPORT::INPUT);
-    g.port(leaf, "i", id(NLG_ID::PORT, 4), NLG_IPORT::INPUT);
-    g.port(leaf, "j", id(NLG_ID::PORT, 5), NLG_IPORT::INPUT);
+    NLG_PORT* a = g.port(top, "a", NLG_ID(NLG_ID::PORT, when("PORT_ID") ? 9 : 0), NLG_IPORT::INPUT);
+    NLG_PORT* b = g.port(top, "b", NLG_ID(NLG_ID::PORT, 1), NLG_IPORT::OUTPUT);
+    NLG_PORT* c = g.port(top, "c", NLG_ID(NLG_ID::PORT, 2), NLG_IPORT::INOUT);
+    if (when("EXTRA_PORT")) g.port(top, "d", NLG_ID(NLG_ID::PORT, 3), NLG_IPORT::INPUT);
+    g.port(leaf, "i", NLG_ID(NLG_ID::PORT, 4), NLG_IPORT::INPUT);
+    g.port(leaf, "j", NLG_ID(NLG_ID::PORT, 5), NLG_IPORT::INPUT);
 
-    NLG_NET* n = g.net(top, "n", id(NLG_ID::NET, when("NET_ID") ? 9 : 0));
-    NLG_NET* m = g.net(top, "m", id(NLG_ID::NET, 1));
-    NLG_NET* w = g.net(top, "w", id(NLG_ID::NET, 2));
-    if (when("EXTRA_NET")) g.net(top, "x", id(NLG_ID::NET, 3));
+    NLG_NET* n = g.net(top, "n", NLG_ID(NLG_ID::NET, when("NET_ID") ? 9 : 0));
+    NLG_NET* m = g.net(top, "m", NLG_ID(NLG_ID::NET, 1));
+    NLG_NET* w = g.net(top, "w", NLG_ID(NLG_ID::NET, 2));
+    if (when("EXTRA_NET")) g.net(top, "x", NLG_ID(NLG_ID::NET, 3));
     if (when("NET_PORT")) {
         n->connect_port(b);
         n->connect_port(a);
@@ -89,14 +86,14 @@ NLG_GRAPH* build(UTIL::SYMBOL_TABLE* table, const std::string& change = "") {
     if (when("PORT_CONNECTION")) m->connect_port(c);
 
     NLG_INSTANCE* u0 =
-        g.instance(top, "u0", leaf, id(NLG_ID::INSTANCE, when("INSTANCE_ID") ? 7 : 0));
-    NLG_INSTANCE* u1 = g.instance(top, "u1", leaf, id(NLG_ID::INSTANCE, 1));
-    if (when("EXTRA_INSTANCE")) g.instance(top, "u2", leaf, id(NLG_ID::INSTANCE, 2));
+        g.instance(top, "u0", leaf, NLG_ID(NLG_ID::INSTANCE, when("INSTANCE_ID") ? 7 : 0));
+    NLG_INSTANCE* u1 = g.instance(top, "u1", leaf, NLG_ID(NLG_ID::INSTANCE, 1));
+    if (when("EXTRA_INSTANCE")) g.instance(top, "u2", leaf, NLG_ID(NLG_ID::INSTANCE, 2));
     const int32_t u0_port = when("PORTREF_PORT") ? 1 : 0;
     const int32_t u0_net = when("PORTREF_NET") ? 1 : when("PORTREF_CONNECTION") ? -1 : 0;
-    u0->add_portref(u0_port, u0_net, id(NLG_ID::PORT_REF, when("PORTREF_ID") ? 5 : 0));
-    if (when("PORTREF_COUNT")) u0->add_portref(1, -1, id(NLG_ID::PORT_REF, 2));
-    u1->add_portref(0, -1, id(NLG_ID::PORT_REF, 1));
+    u0->add_portref(u0_port, u0_net, NLG_ID(NLG_ID::PORT_REF, when("PORTREF_ID") ? 5 : 0));
+    if (when("PORTREF_COUNT")) u0->add_portref(1, -1, NLG_ID(NLG_ID::PORT_REF, 2));
+    u1->add_portref(0, -1, NLG_ID(NLG_ID::PORT_REF, 1));
     w->add_portref(when("NET_PORTREF") ? u1->portref(0) : u0->portref(0));
     if (when("NET_PORTREF_COUNT")) n->add_portref(u1->portref(0));
 
@@ -125,13 +122,6 @@ std::string shifted(const std::string& text, size_t n) {
     return out;
 }
 
-template <class T>
-std::string printed(const T& object) {
-    std::ostringstream os;
-    os << object;
-    return os.str();
-}
-
 struct PRINT_FIXTURE : testing::Test {
     UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
     std::unique_ptr<NLG_GRAPH> graph{build(table)};
@@ -157,7 +147,7 @@ struct PRINT_FIXTURE : testing::Test {
 // The graph form holds the module, port and net forms; ids stay decimal on a stream that
 // another diagnostic left in hexadecimal.
 TEST_F(PRINT_FIXTURE, GraphAndInstanceForms) {
-    EXPECT_EQ(printed(*static_cast<NLG_IINSTANCE*>(top->instance(1))),
+    EXPECT_EQ(text_of(*static_cast<NLG_IINSTANCE*>(top->instance(1))),
               "NLG_INSTANCE {\n   m_name = u1\n   m_id = 67108865\n   m_module = leaf\n"
               "   m_parent = top\n}\n");
     std::ostringstream table_text;
@@ -166,7 +156,7 @@ TEST_F(PRINT_FIXTURE, GraphAndInstanceForms) {
         UTIL::INDENT guard(table_text, 3);
         table_text << "@" << UTIL::indent << *static_cast<NS_SYMBOL::SYM_TABLE*>(table);
     }
-    EXPECT_EQ(printed(*static_cast<NLG_IGRAPH*>(graph.get())),
+    EXPECT_EQ(text_of(*static_cast<NLG_IGRAPH*>(graph.get())),
               "NLG_GRAPH {\n   m_id = 0\n   m_symbol_table = " + table_text.str().substr(1) +
                   "\n   m_name = root\n   m_modules = {\n" + shifted(top_text(), 6) + "\n" +
                   shifted(leaf_text(), 6) + "\n   }\n}\n");
@@ -177,18 +167,18 @@ TEST_F(PRINT_FIXTURE, GraphAndInstanceForms) {
 
 TEST(NlgCheckIds, ReportsEachFinding) {
     GRAPH_BUILDER g(nullptr);
-    NLG_MODULE* top = g.module("top", id(NLG_ID::PORT, 0));
-    NLG_MODULE* leaf = g.module("leaf", id(NLG_ID::MODULE, 7));
-    g.port(top, "a", id(NLG_ID::PORT, 0), NLG_IPORT::INPUT);
-    g.port(top, "b", id(NLG_ID::NET, 0), NLG_IPORT::INPUT);
-    g.port(leaf, "i", id(NLG_ID::PORT, 1), NLG_IPORT::INPUT);
-    g.instance(top, "u0", leaf, id(NLG_ID::INSTANCE, 0))
-        ->add_portref(0, -1, id(NLG_ID::PORT_REF, 0));
-    g.instance(top, "u1", leaf, id(NLG_ID::INSTANCE, 0))
-        ->add_portref(0, -1, id(NLG_ID::PORT_REF, 0));
-    g.instance(top, "u2", leaf, id(NLG_ID::NET, 9));
-    g.net(top, "n", id(NLG_ID::NET, 0));
-    g.net(top, "k", id(NLG_ID::INSTANCE, 5));
+    NLG_MODULE* top = g.module("top", NLG_ID(NLG_ID::PORT, 0));
+    NLG_MODULE* leaf = g.module("leaf", NLG_ID(NLG_ID::MODULE, 7));
+    g.port(top, "a", NLG_ID(NLG_ID::PORT, 0), NLG_IPORT::INPUT);
+    g.port(top, "b", NLG_ID(NLG_ID::NET, 0), NLG_IPORT::INPUT);
+    g.port(leaf, "i", NLG_ID(NLG_ID::PORT, 1), NLG_IPORT::INPUT);
+    g.instance(top, "u0", leaf, NLG_ID(NLG_ID::INSTANCE, 0))
+        ->add_portref(0, -1, NLG_ID(NLG_ID::PORT_REF, 0));
+    g.instance(top, "u1", leaf, NLG_ID(NLG_ID::INSTANCE, 0))
+        ->add_portref(0, -1, NLG_ID(NLG_ID::PORT_REF, 0));
+    g.instance(top, "u2", leaf, NLG_ID(NLG_ID::NET, 9));
+    g.net(top, "n", NLG_ID(NLG_ID::NET, 0));
+    g.net(top, "k", NLG_ID(NLG_ID::INSTANCE, 5));
 
     testing::internal::CaptureStdout();
     EXPECT_FALSE(g.graph().check_ids());

@@ -14,6 +14,7 @@
 #include "icdb/icdb_instance_tree.h"
 #include "nlg/nlg_graph_traverse.h"
 #include "nlg_sample_graphs.h"
+#include "print_form.h"
 
 namespace {
 
@@ -153,28 +154,26 @@ struct DEVICE {
         annss.reset(new NLG_ANNSS(*graph));
         annss->add_type(PB::ANNS::ICDB);
         NLG_ICDB_ANNS& icdb = annss->get_icdb();
-        icdb.get_module(*sector).set_level(PB::ICDB::MODULE::SECTOR);
-        icdb.get_module(*tile).set_level(PB::ICDB::MODULE::TOP_LEVEL_IP);
-        for (NLG_MODULE* m : {mux, mux_fs, mux_ni})
-            icdb.get_module(*m).set_level(PB::ICDB::MODULE::PRIM_MUX);
-        icdb.get_module(*mux).mutable_mux_desc()->set_is_template(true);
-        icdb.get_module(*mux_fs).mutable_mux_desc()->set_is_template(true);
-        icdb.get_module(*mux_fs).mutable_mux_desc()->set_is_first_stage(true);
+        merge_text(icdb.get_module(*sector), "level: SECTOR");
+        merge_text(icdb.get_module(*tile), "level: TOP_LEVEL_IP");
+        merge_text(icdb.get_module(*mux), "level: PRIM_MUX mux_desc { is_template: true }");
+        merge_text(icdb.get_module(*mux_fs),
+                   "level: PRIM_MUX mux_desc { is_template: true is_first_stage: true }");
         // The module's description says first stage, but is no template: instances decide.
-        icdb.get_module(*mux_ni).mutable_mux_desc()->set_is_template(false);
-        icdb.get_module(*mux_ni).mutable_mux_desc()->set_is_first_stage(true);
-        icdb.get_instance(*tile->instance(2)).mutable_mux_desc()->set_is_template(false);
-        icdb.get_instance(*tile->instance(3)).mutable_mux_desc()->set_is_first_stage(true);
+        merge_text(icdb.get_module(*mux_ni),
+                   "level: PRIM_MUX mux_desc { is_template: false is_first_stage: true }");
+        merge_text(icdb.get_instance(*tile->instance(2)), "mux_desc { is_template: false }");
+        merge_text(icdb.get_instance(*tile->instance(3)), "mux_desc { is_first_stage: true }");
 
         tree.reset(new ICDB::INSTANCE_TREE(graph.get()));
-        place("s1", -1, -1, "", true);
-        place("s0/b0", 1, 2, "B00", false);
-        place("s0/b1", 1, 3, "", false);
-        place("s0/sp", 1, 4, "SP0", true);
-        place("s1/b0", 2, 2, "B10", false);
-        place("s1/b1", 2, 3, "", false);
-        place("s1/sp", 2, 4, "", true);
-        place("s0/b0/l0", 9, 9, "L0", false);
+        place("s1", "is_spare_row: true");
+        place("s0/b0", "bposition { row: 1 col: 2 } uid: 'B00'");
+        place("s0/b1", "bposition { row: 1 col: 3 }");
+        place("s0/sp", "bposition { row: 1 col: 4 } uid: 'SP0' is_spare_row: true");
+        place("s1/b0", "bposition { row: 2 col: 2 } uid: 'B10'");
+        place("s1/b1", "bposition { row: 2 col: 3 }");
+        place("s1/sp", "bposition { row: 2 col: 4 } is_spare_row: true");
+        place("s0/b0/l0", "bposition { row: 9 col: 9 } uid: 'L0'");
     }
 
     uint64_t node(const std::string& path) const {
@@ -184,14 +183,9 @@ struct DEVICE {
         return h->get_node(*p);
     }
 
-    void place(const std::string& path, int row, int col, const std::string& uid, bool spare) {
+    void place(const std::string& path, const char* text) {
         PB::ICDB::FLAT_INSTANCE record;
-        if (row >= 0) {
-            record.mutable_bposition()->set_row(row);
-            record.mutable_bposition()->set_col(col);
-        }
-        if (!uid.empty()) record.set_uid(uid);
-        if (spare) record.set_is_spare_row(true);
+        merge_text(record, text);
         ASSERT_TRUE(tree->add_flat_instance(node(path), record));
     }
 };

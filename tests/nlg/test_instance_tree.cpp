@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "nlg_sample_graphs.h"
+#include "print_form.h"
 #include "nlg/nlg_instance_tree.h"
 
 using namespace NLG_TEST;
@@ -22,12 +23,6 @@ struct TREE_GRAPH {
     NLG_IINSTANCE* u0 = top->get_instance(0);
     NLG_IINSTANCE* u1 = top->get_instance(1);
 };
-
-std::string text_of(const NLG_IINSTANCE_TREE::IPATH& path) {
-    std::ostringstream os;
-    os << path;
-    return os.str();
-}
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 
 #include "nlg/nlg_mux_translator.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 
 using MT = PB::MUX_DESCRIPTION;
 
@@ -236,15 +237,10 @@ TEST(MuxTranslator, ApplyTemplate) {
     translator.add_mux("cell", true, "\"LL\"", "6", "\"U\"", false, {"muxin", "muxout"});
     PB::MUX_DESCRIPTION d = translator.get_mux_descriptions().mux_descriptions(0);
     d.mutable_mux_paths(0)->set_out("gone");
-    d.add_mux_paths()->set_in("nothing");
-    d.mutable_mux_paths(1)->set_out("muxout");
-    d.set_hipi_mux_type(MT::HIPI_T_MUX);
-    d.add_subpaths()->add_name("s");
-    auto* settings = d.add_settings();
-    settings->set_path_index(0);
-    auto* setting = settings->add_setting();
-    setting->set_subpath_index(0);
-    setting->set_value("v");
+    merge_text(d,
+               "mux_paths { in: 'nothing' out: 'muxout' } hipi_mux_type: HIPI_T_MUX "
+               "subpaths { name: 's' } settings { path_index: 0 setting { subpath_index: 0 value: "
+               "'v' } }");
     EXPECT_EQ(g.apply(d, 7),
               "Warning: can't find output port gone on mux module cell. The mux.pb.txt file is "
               "probably out of date!\n"

@@ -2,6 +2,8 @@
 // declared in mem_modules.h.
 #include "mem_modules.h"
 
+#include <sstream>
+
 namespace TEST_HIER {
 
 UTIL::SYMBOL_TABLE* test_table() {
@@ -11,6 +13,28 @@ UTIL::SYMBOL_TABLE* test_table() {
         return table;
     }();
     return s_table;
+}
+
+void add_modules(UTIL::MMODULES& modules, const std::string& text) {
+    UTIL::SYMBOL_TABLE* table =
+        modules.get_symbol_table() ? modules.get_symbol_table() : test_table();
+    std::istringstream all(text);
+    for (std::string one; std::getline(all, one, ';');) {
+        std::istringstream words(one);
+        std::string name, word;
+        words >> name;
+        UTIL::MMODULE& module = modules.add_module(table->add(name.substr(0, name.size() - 1)));
+        while (words >> word) {
+            const size_t colon = word.find(':');
+            if (colon != std::string::npos) {
+                module.add_instance(table->add(word.substr(0, colon)),
+                                    table->add(word.substr(colon + 1)));
+            } else {
+                const int direction = word[0] == '>' ? 1 : word[0] == '=' ? 2 : 0;
+                module.add_port(table->add(word.substr(direction ? 1 : 0)), direction);
+            }
+        }
+    }
 }
 
 NAIVE_UNFOLDING::NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root) : m_modules(modules) {
@@ -53,16 +77,6 @@ void NAIVE_UNFOLDING::unfold(OCCURRENCE occurrence, size_t parent) {
 
 MODULES_FIXTURE::MODULES_FIXTURE() {
     m_table->init_name_fast();
-    UTIL::MMODULE& t = m_modules.add_module(sym("T"));
-    t.add_instance(sym("a0"), sym("A"));
-    t.add_instance(sym("a1"), sym("A"));
-    t.add_instance(sym("b0"), sym("B"));
-    t.add_port(sym("p"), 0);
-    UTIL::MMODULE& a = m_modules.add_module(sym("A"));
-    a.add_instance(sym("c0"), sym("C"));
-    a.add_port(sym("x"), 0);
-    a.add_port(sym("y"), 1);
-    m_modules.add_module(sym("B")).add_port(sym("q"), 2);
-    m_modules.add_module(sym("C")).add_port(sym("z"), 1);
+    TEST_HIER::add_modules(m_modules, "T: a0:A a1:A b0:B p; A: c0:C x >y; B: =q; C: >z");
     m_hierarchy = std::make_unique<UTIL::HIERARCHY>(&m_modules);
 }

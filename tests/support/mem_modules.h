@@ -39,6 +39,11 @@ class MEM_MODULES : public UTIL::MMODULES {
     SYM sym(const std::string& name) const { return test_table()->add(name); }
 };
 
+// Modules added by text in order, one per ';': "top: u0:mid clk >q; mid: a:leaf". A word
+// "name:module" is an instance, any other a port: ">name" an output, "=name" an inout, "name"
+// an input. Names are interned in the description's table, else in the test table.
+void add_modules(UTIL::MMODULES& modules, const std::string& text);
+
 // One occurrence of the unfolded tree: an instance occurrence, or a port when m_port is set.
 struct OCCURRENCE {
     std::vector<uint32_t> m_instances;

@@ -36,6 +36,14 @@ void for_each_instance(NLG_GRAPH& g, const std::string& text, F f) {
     }
 }
 
+// The direction of a port word, ">name" an output, "=name" an inout, "name" an input, and its
+// name.
+std::pair<uint32_t, std::string> port_word(const std::string& word) {
+    if (word[0] == '>') return {NLG_IPORT::OUTPUT, word.substr(1)};
+    if (word[0] == '=') return {NLG_IPORT::INOUT, word.substr(1)};
+    return {NLG_IPORT::INPUT, word};
+}
+
 }  // namespace
 
 std::string fatal(const std::string& text) {
@@ -96,14 +104,7 @@ NLG_MODULE* BUILDER::cell(const std::string& name, const std::string& ports, uin
     std::istringstream in(ports);
     for (std::string p; in >> p;) names.push_back(p);
     NLG_MODULE* m = module(name, static_cast<uint32_t>(names.size()), n_instances);
-    for (const std::string& p : names) {
-        if (p[0] == '>')
-            port(m, p.substr(1), NLG_IPORT::OUTPUT);
-        else if (p[0] == '=')
-            port(m, p.substr(1), NLG_IPORT::INOUT);
-        else
-            port(m, p, NLG_IPORT::INPUT);
-    }
+    for (const std::string& p : names) port(m, port_word(p).second, port_word(p).first);
     return m;
 }
 
@@ -148,12 +149,7 @@ NLG_MODULE* TRACE_GRAPH::cell(const std::string& name, const std::string& ports,
                               uint32_t primitive) {
     NLG_MODULE* m = module(name, primitive);
     std::istringstream in(ports);
-    for (std::string p; in >> p;) {
-        if (p[0] == '>')
-            port(m, p.substr(1), NLG_IPORT::OUTPUT);
-        else
-            port(m, p, NLG_IPORT::INPUT);
-    }
+    for (std::string p; in >> p;) port(m, port_word(p).second, port_word(p).first);
     return m;
 }
 
@@ -215,19 +211,10 @@ void TRACE_GRAPH::set_instance_mux(NLG_INSTANCE* inst, bool first_stage) {
 }
 
 PRIMITIVES::PRIMITIVES(TRACE_GRAPH& t) {
-    auto two_pin = [&t](const char* name, uint32_t type) {
-        NLG_MODULE* m = t.module(name, type);
-        t.port(m, "a", NLG_IPORT::INPUT);
-        t.port(m, "y", NLG_IPORT::OUTPUT);
-        return m;
-    };
-    inv = two_pin("INV", 5);
-    buf = two_pin("BUF", 7);
-    odd = two_pin("ODD", 9);
-    tri = t.module("TRI", 6);
-    t.port(tri, "d", NLG_IPORT::INPUT);
-    t.port(tri, "en", NLG_IPORT::INPUT);
-    t.port(tri, "y", NLG_IPORT::OUTPUT);
+    inv = t.cell("INV", "a >y", 5);
+    buf = t.cell("BUF", "a >y", 7);
+    odd = t.cell("ODD", "a >y", 9);
+    tri = t.cell("TRI", "d en >y", 6);
 }
 
 }  // namespace NLG_TEST

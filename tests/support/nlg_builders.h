@@ -75,7 +75,8 @@ class TRACE_GRAPH {
     // without a net.
     NLG_PORT_REF* pin(NLG_INSTANCE* inst, const std::string& port_name, NLG_NET* net);
 
-    // Shorthands by text. A module with ports in order, ">name" an output, "name" an input:
+    // Shorthands by text. A module with ports in order, ">name" an output, "=name" an inout,
+    // "name" an input:
     // cell("INV", "a >y").
     NLG_MODULE* cell(const std::string& name, const std::string& ports, uint32_t primitive = 0);
     // Instances "name:module ..." of modules found by name.

@@ -1,6 +1,9 @@
 // Test support: print forms through the indenting filter (see print_form.h).
 #include "print_form.h"
 
+#include <gtest/gtest.h>
+#include <google/protobuf/text_format.h>
+
 #include <sstream>
 
 #include "util/util_indent.h"
@@ -13,6 +16,12 @@ std::string print_form(const std::function<void(std::ostream&)>& print, int deta
         print(os);
     }
     return os.str();
+}
+
+void merge_text(google::protobuf::Message& message, const std::string& text) {
+    google::protobuf::TextFormat::Parser parser;
+    parser.AllowPartialMessage(true);
+    EXPECT_TRUE(parser.MergeFromString(text, &message)) << text;
 }
 
 size_t count_of(const std::string& text, const std::string& what) {

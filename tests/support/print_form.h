@@ -2,6 +2,8 @@
 // filter at three spaces, as the library's own dumps print it.
 #pragma once
 
+#include <google/protobuf/message.h>
+
 #include <functional>
 #include <ostream>
 #include <sstream>
@@ -23,6 +25,10 @@ std::string text_of(const T& object) {
     os << object;
     return os.str();
 }
+
+// Merges the text form `text` into `message`, required fields or not; a text that does not
+// parse fails the test.
+void merge_text(google::protobuf::Message& message, const std::string& text);
 
 // How often `what` occurs in `text`.
 size_t count_of(const std::string& text, const std::string& what);

@@ -6,10 +6,21 @@
 #include <cstdint>
 #include <functional>
 #include <ostream>
+#include <sstream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "util/util_protobuf.h"
 #include "util/util_symbol_file.h"
+
+// The file form of `object` in `format`, whose write must succeed.
+template <class T>
+std::string written(T& object, uint32_t format) {
+    std::ostringstream out;
+    EXPECT_TRUE(object.write(out, format));
+    return out.str();
+}
 
 struct SECTIONED_FILE {
     std::string m_section;

@@ -10,6 +10,7 @@
 #include "gid_grid.h"
 #include "nlg_builders.h"
 #include "print_form.h"
+#include "symbol_section.h"
 #include "util/util_gid.h"
 #include "util/util_symbol.h"
 #include "util/util_symbol_file.h"
@@ -197,9 +198,7 @@ TEST(Gid, BaseConverterHoldsFieldsOnly) {
 // before it could fail; a grid without cells never came from a builder and now reads false.
 TEST(Gid, BuilderHeadWithAZeroDimensionReadsFalse) {
     GRID g(3, 4, 2);
-    std::ostringstream out;
-    ASSERT_TRUE(g.m_builder->write(out, UTIL::PB_TXT));
-    std::string file = out.str();
+    std::string file = written(*g.m_builder, UTIL::PB_TXT);
     for (auto [from, to] : {std::pair<const char*, const char*>{"nx: 3", "nx: 65536"},
                             {"ny: 4", "ny: 65536"},
                             {"nz: 2", "nz: 0"}}) {

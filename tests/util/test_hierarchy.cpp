@@ -32,20 +32,12 @@ const uint32_t INVALID = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
 //    (clk 17, rst 18)
 //
 // n_nodes: leaf 3, mid 8, top 19. Module indexes: top 0, leaf 1, mid 2.
-void build_tiny(MEM_MODULES& m) {
-    const uint32_t top = m.add_module("top");
-    const uint32_t leaf = m.add_module("leaf");
-    const uint32_t mid = m.add_module("mid");
-    m.add_instance(top, "u0", "mid");
-    m.add_instance(top, "u1", "mid");
-    m.add_port(top, "clk");
-    m.add_port(top, "rst");
-    m.add_instance(mid, "a", "leaf");
-    m.add_instance(mid, "b", "leaf");
-    m.add_port(mid, "o");
-    m.add_port(leaf, "i");
-    m.add_port(leaf, "o");
-}
+const char* const TINY = "top: u0:mid u1:mid clk rst; leaf: i o; mid: a:leaf b:leaf o";
+
+struct TinyHierarchy : testing::Test {
+    MEM_MODULES m;
+    HIERARCHY h{(add_modules(m, TINY), &m)};
+};
 
 // A random acyclic description: module 0 on top, every module instantiating only modules of a
 // later rank in a shuffled order, so that counting needs several passes.
@@ -83,10 +75,7 @@ std::unique_ptr<HPATH_SETTABLE> make_path(const HIERARCHY& h,
 
 }  // namespace
 
-TEST(Hierarchy, TinyTreeNumberingByHand) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, TinyTreeNumberingByHand) {
     EXPECT_EQ(h.get_num_nodes(), 19u);
     EXPECT_EQ(h.get_num_nodes(1), 3u);
     EXPECT_EQ(h.get_num_nodes(2), 8u);
@@ -129,10 +118,7 @@ TEST(Hierarchy, TinyTreeNumberingByHand) {
     delete in_mid;
 }
 
-TEST(Hierarchy, ChildNodeBounds) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, ChildNodeBounds) {
     uint32_t module = 99;
     EXPECT_EQ(h.get_child_node(&module, 0, 0, 1), 9u);
     EXPECT_EQ(module, 2u);
@@ -216,10 +202,7 @@ TEST(Hierarchy, WideModulesAgreeWithUnfolding) {
     EXPECT_EQ(h.get_path(nullptr, naive.size()), INVALID);
 }
 
-TEST(Hierarchy, PathsByText) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, PathsByText) {
     HPATH_SETTABLE a(&h);
     // Text, base module, node or INVALID_NODE where parsing fails ("/" alone is kept whole, so
     // its empty names are unknown).
@@ -244,7 +227,7 @@ TEST(Hierarchy, PathsByText) {
 
     // A description without a symbol table cannot resolve names.
     MEM_MODULES no_table(nullptr);
-    build_tiny(no_table);
+    add_modules(no_table, TINY);
     HIERARCHY h2(&no_table);
     HPATH_SETTABLE c(&h2);
     EXPECT_FALSE(c.set_from_string("u0", 0));
@@ -338,10 +321,7 @@ TEST(Hierarchy, BadDescriptionsStopConstruction) {
     }
 }
 
-TEST(Hierarchy, TextForms) {
-    MEM_MODULES m;
-    build_tiny(m);
-    HIERARCHY h(&m);
+TEST_F(TinyHierarchy, TextForms) {
     auto print = [&](int detail) { return printed(h, detail); };
     EXPECT_EQ(print(2),
               "IHIERARCHY {\n"

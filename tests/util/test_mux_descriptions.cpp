@@ -9,6 +9,7 @@
 #include "nlg_builders.h"
 #include "util/util_mux_descriptions.h"
 #include "util/util_symbol_file.h"
+#include "symbol_section.h"
 
 using UTIL::IMUX_DESCRIPTION;
 using UTIL::MUX_DESCRIPTIONS;
@@ -50,10 +51,6 @@ struct FIXTURE {
         file.set_internal_const(table);
     }
 };
-
-std::string print(const UTIL::IMUX_DESCRIPTIONS& d, int detail) {
-    return printed(d, detail);
-}
 
 }  // namespace
 
@@ -119,8 +116,7 @@ TEST(MuxDescription, PortUsedBothWays) {
 TEST(MuxDescription, FatalChecks) {
     FIXTURE f;
     MUX_DESCRIPTIONS d;
-    EXPECT_EXIT(d.set_pb_mux_descriptions(sample()), testing::ExitedWithCode(255),
-                "IE .*:[0-9]+  m_symbol_file != NULL \n");
+    EXPECT_FATAL(d.set_pb_mux_descriptions(sample()), "m_symbol_file != NULL");
     UTIL::SYMBOL_FILE empty_file;
     d.set_symbol_file(&empty_file);
     EXPECT_FATAL(d.set_pb_mux_descriptions(sample()),
@@ -139,9 +135,7 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
         MUX_DESCRIPTIONS d;
         d.set_symbol_file(&f.file);
         d.set_pb_mux_descriptions(sample());
-        std::ostringstream out;
-        ASSERT_TRUE(d.write(out, format));
-        const std::string bytes = out.str();
+        const std::string bytes = written(d, format);
         // A cut file reads false; the whole file reads back the same descriptions.
         for (size_t cut = 0; cut < bytes.size() + 3; cut += 3) {
             MUX_DESCRIPTIONS back;
@@ -149,7 +143,8 @@ TEST(MuxDescription, FileRoundTripAndCutFiles) {
             std::istringstream in(bytes.substr(0, cut));
             EXPECT_EQ(back.read(in, format), cut >= bytes.size()) << cut;
             if (cut >= bytes.size()) {
-                EXPECT_EQ(print(back, 2), print(d, 2));
+                EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(back, 2),
+                          printed<UTIL::IMUX_DESCRIPTIONS>(d, 2));
             }
         }
     }
@@ -160,8 +155,8 @@ TEST(MuxDescription, PrintForm) {
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
     d.set_pb_mux_descriptions(sample());
-    EXPECT_EQ(print(d, 1), "MUX_DESCRIPTIONS (3) {}");
-    EXPECT_EQ(print(d, 2),
+    EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(d, 1), "MUX_DESCRIPTIONS (3) {}");
+    EXPECT_EQ(printed<UTIL::IMUX_DESCRIPTIONS>(d, 2),
               "MUX_DESCRIPTIONS (3) {\n"
               "   [0] { name=mux4, (0,4), (1,4), (2,4), (3,4), (0,5), (1,5)}\n"
               "   [1] { name=empty, }\n"

@@ -67,15 +67,11 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
     // a repeated subnode 2 is ignored.
     static PORTMAP_PB block_map() {
         PORTMAP_PB map;
-        auto* module = map.add_module_to_subnode_to_ports();
-        module->set_parent_module_index(1);
-        auto* z = module->add_subnode_to_ports();
-        z->set_child_subnode(2);
-        z->mutable_parent_ports()->add_ports(0);
-        module->add_subnode_to_ports()->set_child_subnode(1);
-        auto* again = module->add_subnode_to_ports();
-        again->set_child_subnode(2);
-        again->mutable_parent_ports()->add_ports(1);
+        merge_text(map,
+                   "module_to_subnode_to_ports { parent_module_index: 1"
+                   "  subnode_to_ports { child_subnode: 2 parent_ports { ports: 0 } }"
+                   "  subnode_to_ports { child_subnode: 1 }"
+                   "  subnode_to_ports { child_subnode: 2 parent_ports { ports: 1 } } }");
         return map;
     }
     void fill(PORTMAPS_BUILDER& portmaps) {
@@ -91,18 +87,11 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
 TEST(PortMaps, SpecificationOfMuxPorts) {
     PORTMAPS_FIXTURE f;
     PB::PORTMAPS::SPECIFICATIONS specs = f.mux_ports_request();
-    ASSERT_EQ(specs.parents_size(), 1);
-    ASSERT_EQ(specs.parents(0).parent_module_indexes_size(), 1);
-    EXPECT_EQ(specs.parents(0).parent_module_indexes(0), 1);
-    ASSERT_EQ(specs.children_size(), 1);
-    ASSERT_EQ(specs.children(0).mports_size(), 2);
-    EXPECT_EQ(specs.children(0).mports(0).module_index(), 3);
-    ASSERT_EQ(specs.children(0).mports(0).port_index_size(), 2);
-    EXPECT_EQ(specs.children(0).mports(0).port_index(1), 1);
-    EXPECT_EQ(specs.children(0).mports(1).module_index(), 2);
-    EXPECT_EQ(specs.children(0).mports(1).port_index_size(), 0);
-    ASSERT_EQ(specs.specs_size(), 1);
-    EXPECT_EQ(specs.specs(0).name(), "mux_ports_to_top_level_ip_ports");
+    EXPECT_EQ(
+        specs.ShortDebugString(),
+        "parents { parent_module_indexes: 1 } children { mports { module_index: 3 port_index: "
+        "0 port_index: 1 } mports { module_index: 2 } } specs { name: "
+        "\"mux_ports_to_top_level_ip_ports\" parents_index: 0 children_index: 0 }");
 
     PB::MUX_DESCRIPTIONS bad;
     PORTMAPS_FIXTURE::add_description(bad, "C", {{-1, 1, false}});
@@ -118,8 +107,8 @@ TEST(PortMaps, FatalCases) {
     PORTMAPS_BUILDER short_of_maps;
     short_of_maps.set_hierarchy(f.m_hierarchy.get());
     short_of_maps.set_specifications(f.mux_ports_request());
-    EXPECT_EXIT(short_of_maps.add_portmaps({}), testing::ExitedWithCode(255),
-                "\\(int\\)m_portmap_builders.size\\(\\) == m_portmaps.portmaps_size\\(\\)");
+    EXPECT_FATAL(short_of_maps.add_portmaps({}),
+                 "(int)m_portmap_builders.size() == m_portmaps.portmaps_size()");
     PB::PORTMAPS::SPECIFICATIONS two_unknown = f.mux_ports_request();
     two_unknown.add_specs()->set_name("also unknown");
     EXPECT_FATAL(short_of_maps.set_specifications(two_unknown), "p.second");

@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "nlg_builders.h"
 #include "print_form.h"
 #include "util/util_indent.h"
 #include "util/util_symbol.h"
@@ -40,29 +41,26 @@ TEST(Symbol, InternFindAndLookups) {
 TEST(Symbol, FailuresEndTheProcessWithTheirTexts) {
     SYMBOL_TABLE* t = symbol_tables().new_table();
     SYM a = t->add("alpha");
-    EXPECT_EXIT(a.get_name_fast(), testing::ExitedWithCode(255),
-                "Fast symbol lookup is not initialized. Number of symbols initialized: 0. "
-                "Call init_name_fast\\(\\) first!");
-    EXPECT_EXIT(t->symbol_at(2), testing::ExitedWithCode(255), "index < m_map.size\\(\\)");
-    EXPECT_EXIT(SYM(0x01000009).get_name(), testing::ExitedWithCode(255),
-                "Unknown symbol: name_id = 9 table_id = 1");
-    EXPECT_EXIT(symbol_tables().get_table(0)->name_of(a), testing::ExitedWithCode(255),
-                "\\(symbol.get_name_id\\(\\) == 0\\) \\|\\| \\(symbol.get_table_id\\(\\) == "
-                "m_table_id\\)");
+    EXPECT_FATAL(a.get_name_fast(),
+                 "Fast symbol lookup is not initialized. Number of symbols initialized: 0. Call "
+                 "init_name_fast() first!");
+    EXPECT_FATAL(t->symbol_at(2), "index < m_map.size()");
+    EXPECT_FATAL(SYM(0x01000009).get_name(), "Unknown symbol: name_id = 9 table_id = 1");
+    EXPECT_FATAL(symbol_tables().get_table(0)->name_of(a),
+                 "(symbol.get_name_id() == 0) || (symbol.get_table_id() == m_table_id)");
     t->init_name_fast();
     EXPECT_EXIT(symbol_tables().get_table(0)->init_name_fast();
                 symbol_tables().get_table(0)->name_of_fast(a), testing::ExitedWithCode(255),
                 "symbol.get_table_id\\(\\) == m_table_id");
     EXPECT_THROW(symbol_tables().get_table(7), std::out_of_range);
     EXPECT_THROW(SYM(0x07000001).get_name(), std::out_of_range);
-    EXPECT_EXIT(symbol_tables().get_table(256), testing::ExitedWithCode(255),
-                "table_id < MAX_TABLES");
+    EXPECT_FATAL(symbol_tables().get_table(256), "table_id < MAX_TABLES");
 }
 
 TEST(Symbol, RegistryLimitAndClear) {
     for (size_t i = symbol_tables().size(); i < 255; ++i) symbol_tables().new_table();
     EXPECT_EQ(symbol_tables().new_table()->get_table_id(), 255u);
-    EXPECT_EXIT(symbol_tables().new_table(), testing::ExitedWithCode(255), "i < MAX_TABLES");
+    EXPECT_FATAL(symbol_tables().new_table(), "i < MAX_TABLES");
 
     util_clear_symbol_tables();
     EXPECT_EQ(symbol_tables().size(), 0u);
@@ -74,7 +72,7 @@ TEST(Symbol, DeletedTableLeavesNullSlot) {
     uint32_t id = t->get_table_id();
     delete t;
     EXPECT_EQ(symbol_tables().get_table(id), nullptr);
-    EXPECT_EXIT(SYM((id << 24) | 1).get_name(), testing::ExitedWithCode(255), "table != NULL");
+    EXPECT_FATAL(SYM((id << 24) | 1).get_name(), "table != NULL");
     EXPECT_NE(print_form([](std::ostream& os) {
                   os << UTIL::symbol_detail << symbol_tables();
               }).find("table[1] = NULL\n"),

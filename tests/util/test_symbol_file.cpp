@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "print_form.h"
+#include "symbol_section.h"
 #include "nlg_builders.h"
 #include "symbol_test.pb.h"
 #include "util/util_symbol_file.h"
@@ -105,9 +106,7 @@ TEST(SymbolFile, CutSectionReturnsFalseAndReadingTwiceIsFatal) {
     std::ostringstream unused;
     EXPECT_FATAL(writer.write(unused, UTIL::PB_BIN), "m_external != NULL");
     writer.message_internal_to_external(&message);
-    std::ostringstream out;
-    ASSERT_TRUE(writer.write(out, UTIL::PB_BIN));
-    const std::string bytes = out.str();
+    const std::string bytes = written(writer, UTIL::PB_BIN);
     for (size_t cut = 0; cut < bytes.size(); ++cut) {
         SYMBOL_FILE reader;
         reader.set_internal(internal);

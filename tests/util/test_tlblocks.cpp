@@ -22,40 +22,6 @@ using UTIL::TLBLOCKS_BUILDER;
 
 namespace {
 
-// Modules (index: name) and node numbers of one occurrence:
-//   0 top:   b0:blkA 1..16, b1:blkA 17..32, b2:blkB 33..39, c:blkC 40..42, p:plain 43..49,
-//            port clk 50; 51 nodes
-//   1 blkA:  m0:mux2 1..6 (m0/s 2..3), m1:mux2 7..12, x:leaf 13..14, port i 15; 16 nodes
-//   2 blkB:  q:mux4 1..6; 7 nodes
-//   3 mux2:  s:cell 1..2, ports a b o; 6 nodes
-//   4 mux4:  ports a b c d o; 6 nodes
-//   5 cell:  port z.  6 leaf: port y.  7 plain: m:mux2 1..6 (a mux outside all blocks).
-//   8 blkC:  x:leaf 1..2; a block without muxes
-void build_device(MEM_MODULES& m) {
-    for (const char* name :
-         {"top", "blkA", "blkB", "mux2", "mux4", "cell", "leaf", "plain", "blkC"}) {
-        m.add_module(name);
-    }
-    m.add_instance(0, "b0", "blkA");
-    m.add_instance(0, "b1", "blkA");
-    m.add_instance(0, "b2", "blkB");
-    m.add_instance(0, "c", "blkC");
-    m.add_instance(0, "p", "plain");
-    m.add_port(0, "clk");
-    m.add_instance(1, "m0", "mux2");
-    m.add_instance(1, "m1", "mux2");
-    m.add_instance(1, "x", "leaf");
-    m.add_port(1, "i");
-    m.add_instance(2, "q", "mux4");
-    m.add_instance(3, "s", "cell");
-    for (const char* port : {"a", "b", "o"}) m.add_port(3, port);
-    for (const char* port : {"a", "b", "c", "d", "o"}) m.add_port(4, port);
-    m.add_port(5, "z");
-    m.add_port(6, "y");
-    m.add_instance(7, "m", "mux2");
-    m.add_instance(8, "x", "leaf");
-}
-
 SYM sym(const std::string& name) {
     return test_table()->add(name);
 }
@@ -89,12 +55,25 @@ void add_tables(UTIL::ITLBLOCKS_BUILDER& t) {
     t.add_instance(1, 17, sym("uidA1"));
 }
 
+// Modules (index: name) and node numbers of one occurrence, in DEVICE:
+//   0 top:   b0:blkA 1..16, b1:blkA 17..32, b2:blkB 33..39, c:blkC 40..42, p:plain 43..49,
+//            port clk 50; 51 nodes
+//   1 blkA:  m0:mux2 1..6 (m0/s 2..3), m1:mux2 7..12, x:leaf 13..14, port i 15; 16 nodes
+//   2 blkB:  q:mux4 1..6; 7 nodes
+//   3 mux2:  s:cell 1..2, ports a b o; 6 nodes
+//   4 mux4:  ports a b c d o; 6 nodes
+//   5 cell:  port z.  6 leaf: port y.  7 plain: m:mux2 1..6 (a mux outside all blocks).
+//   8 blkC:  x:leaf 1..2; a block without muxes
 struct DEVICE {
     MEM_MODULES modules;
     std::unique_ptr<UTIL::HIERARCHY> hierarchy;
     UTIL::SYMBOL_FILE file;
     DEVICE() {
-        build_device(modules);
+        add_modules(
+            modules,
+            "top: b0:blkA b1:blkA b2:blkB c:blkC p:plain clk; blkA: m0:mux2 m1:mux2 x:leaf i;"
+            "blkB: q:mux4; mux2: s:cell a b o; mux4: a b c d o; cell: z; leaf: y;"
+            "plain: m:mux2; blkC: x:leaf");
         hierarchy = std::make_unique<UTIL::HIERARCHY>(&modules);
         file.set_internal_const(test_table());
     }

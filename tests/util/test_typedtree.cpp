@@ -5,21 +5,14 @@
 #include <deque>
 #include <memory>
 
+#include "mem_modules.h"
 #include "util/util_symbol.h"
 #include "util/util_typedtree.h"
 
 namespace {
 
 using NS_SYMBOL::SYM;
-
-UTIL::SYMBOL_TABLE* table() {
-    static UTIL::SYMBOL_TABLE* s_table = [] {
-        UTIL::SYMBOL_TABLE* t = UTIL::symbol_tables().new_table();
-        t->init_name_fast();
-        return t;
-    }();
-    return s_table;
-}
+using TEST_HIER::test_table;
 
 class MEM_CHILD : public UTIL_ITYPEDTREE::IINSTANCE {
   public:
@@ -56,18 +49,18 @@ class MEM_TYPE : public UTIL_ITYPEDTREE::ITYPE {
 
 class MEM_TYPES : public UTIL_ITYPEDTREE::ITYPES {
   public:
-    UTIL::SYMBOL_TABLE* get_symbol_table() const override { return table(); }
+    UTIL::SYMBOL_TABLE* get_symbol_table() const override { return test_table(); }
     uint32_t get_n_types() const override { return static_cast<uint32_t>(m_types.size()); }
     const UTIL_ITYPEDTREE::ITYPE* get_type(uint32_t i) const override { return &m_types.at(i); }
 
     int32_t add_type(const std::string& name) {
-        m_types.emplace_back(table()->add(name));
+        m_types.emplace_back(test_table()->add(name));
         return static_cast<int32_t>(m_types.size() - 1);
     }
     // A typed child, or a leaf when `type` is -1.
     void add_child(int32_t parent, const std::string& name, int32_t type) {
         const SYM type_name = type < 0 ? SYM() : m_types.at(type).get_name();
-        m_types.at(parent).m_children.emplace_back(table()->add(name), type_name, type);
+        m_types.at(parent).m_children.emplace_back(test_table()->add(name), type_name, type);
     }
 
     std::deque<MEM_TYPE> m_types;
