@@ -391,6 +391,7 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
         uint64_t m_node = 0;
     };
     uint64_t convert(uint64_t offset, LAST& last);
+    uint64_t convert_source(uint64_t offset);
     uint64_t convert(uint64_t offset);
     void dump_path(std::ostream& os) const;
 
@@ -402,4 +403,7 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     UTIL::FEDGE m_fedge;
     LAST m_last_src;
     LAST m_last_dst;
+    // A source feeds many muxes of the module, far from each other in the list: the sources
+    // that converted, by offset.
+    UTIL::HASH64_MAP<uint64_t> m_sources;
 };
