@@ -684,7 +684,10 @@ void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path) {
         const APORT& r = m_anns->get_port(*q);
         const uint64_t own = m_state.m_main_ids.get_node(path, q);
         ends.m_own_node[at] = own;
-        const uint64_t* merged = m_state.m_mux_to_blc_node_map.find(own);
+        // Only a merging output uses its entry, and the table is large: a look-up for every
+        // output would miss the processor's caches for nothing.
+        const bool may_merge = is_merge(r, APORT::POTENTIAL_MERGE) || is_merge(r, APORT::MERGE);
+        const uint64_t* merged = may_merge ? m_state.m_mux_to_blc_node_map.find(own) : nullptr;
         const bool potential = is_merge(r, APORT::POTENTIAL_MERGE) && merged;
         if (is_merge(r, APORT::MERGE) && !merged)
             UTIL_FAIL("m_mux_to_blc_node_map->count(out_node)");
