@@ -1084,7 +1084,7 @@ uint64_t FAB_CACHE_FEDGES::convert_source(uint64_t offset) {
     const uint64_t node = kept ? *kept : convert(offset);
     if (node != UTIL::IHIERARCHY::INVALID_NODE) {
         m_last_src = {true, offset, node};
-        if (!kept) m_sources.emplace(offset, node);
+        if (!kept && m_sources.size() < MAX_KEPT_SOURCES) m_sources.emplace(offset, node);
     }
     return node;
 }

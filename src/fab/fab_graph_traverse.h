@@ -404,6 +404,8 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     LAST m_last_src;
     LAST m_last_dst;
     // A source feeds many muxes of the module, far from each other in the list: the sources
-    // that converted, by offset.
+    // that converted, by offset. The table stops growing at a bound that keeps it to 2 MB, as
+    // the hand-over of the largest module comes close to the run's peak of memory.
+    static constexpr size_t MAX_KEPT_SOURCES = size_t{1} << 16;
     UTIL::HASH64_MAP<uint64_t> m_sources;
 };
