@@ -684,7 +684,10 @@ void FAB_CRF_EDGE_GENERATOR::find_ends(const FAB_INSTANCES& path) {
         const APORT& r = m_anns->get_port(*q);
         const uint64_t own = m_state.m_main_ids.get_node(path, q);
         ends.m_own_node[at] = own;
-        const uint64_t* merged = m_state.m_mux_to_blc_node_map.find(own);
+        // Only a merging output uses its entry, and the table is large: a look-up for every
+        // output would miss the processor's caches for nothing.
+        const bool may_merge = is_merge(r, APORT::POTENTIAL_MERGE) || is_merge(r, APORT::MERGE);
+        const uint64_t* merged = may_merge ? m_state.m_mux_to_blc_node_map.find(own) : nullptr;
         const bool potential = is_merge(r, APORT::POTENTIAL_MERGE) && merged;
         if (is_merge(r, APORT::MERGE) && !merged)
             UTIL_FAIL("m_mux_to_blc_node_map->count(out_node)");
@@ -1060,7 +1063,7 @@ FAB_CACHE_FEDGES::FAB_CACHE_FEDGES(const std::vector<CACHED_EDGE>& edges,
 
 const UTIL::FEDGE& FAB_CACHE_FEDGES::get_fedge(int32_t index) {
     const CACHED_EDGE& edge = UTIL::at(m_edges, static_cast<size_t>(index));
-    m_fedge.m_src = convert(edge.m_src_offset, m_last_src);
+    m_fedge.m_src = convert_source(edge.m_src_offset);
     m_fedge.m_dst = convert(edge.m_dst_offset, m_last_dst);
     m_fedge.m_ipath_index = static_cast<uint16_t>(edge.m_path_index);
     m_fedge.m_mux_index = 0;
@@ -1072,6 +1075,17 @@ uint64_t FAB_CACHE_FEDGES::convert(uint64_t offset, LAST& last) {
     if (last.m_valid && offset == last.m_offset) return last.m_node;
     const uint64_t node = convert(offset);
     if (node != UTIL::IHIERARCHY::INVALID_NODE) last = {true, offset, node};
+    return node;
+}
+
+uint64_t FAB_CACHE_FEDGES::convert_source(uint64_t offset) {
+    if (m_last_src.m_valid && offset == m_last_src.m_offset) return m_last_src.m_node;
+    const uint64_t* kept = m_sources.find(offset);
+    const uint64_t node = kept ? *kept : convert(offset);
+    if (node != UTIL::IHIERARCHY::INVALID_NODE) {
+        m_last_src = {true, offset, node};
+        if (!kept && m_sources.size() < MAX_KEPT_SOURCES) m_sources.emplace(offset, node);
+    }
     return node;
 }
 

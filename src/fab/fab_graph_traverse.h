@@ -391,6 +391,7 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
         uint64_t m_node = 0;
     };
     uint64_t convert(uint64_t offset, LAST& last);
+    uint64_t convert_source(uint64_t offset);
     uint64_t convert(uint64_t offset);
     void dump_path(std::ostream& os) const;
 
@@ -402,4 +403,9 @@ class FAB_CACHE_FEDGES : public UTIL::IEDGECACHE::IFEDGES {
     UTIL::FEDGE m_fedge;
     LAST m_last_src;
     LAST m_last_dst;
+    // A source feeds many muxes of the module, far from each other in the list: the sources
+    // that converted, by offset. The table stops growing at a bound that keeps it to 2 MB, as
+    // the hand-over of the largest module comes close to the run's peak of memory.
+    static constexpr size_t MAX_KEPT_SOURCES = size_t{1} << 16;
+    UTIL::HASH64_MAP<uint64_t> m_sources;
 };
