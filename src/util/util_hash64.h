@@ -6,8 +6,6 @@
 // Iteration order is unspecified; callers that print or write sort first.
 #pragma once
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,17 +16,6 @@
 #include "util/util_huge_pages.h"
 
 namespace UTIL {
-
-// Asks for huge pages on the whole 2 MB pages of a block: a table of hundreds of megabytes read
-// at random then costs one address translation per 2 MB instead of one per 4 kB. Done before
-// the block is first written, so that the pages are huge from their first fault.
-inline void hash64_advise_huge_pages(void* block, size_t bytes) {
-    constexpr uintptr_t HUGE_PAGE = uintptr_t{1} << 21;
-    if (bytes < 2 * HUGE_PAGE) return;
-    const uintptr_t begin = (reinterpret_cast<uintptr_t>(block) + HUGE_PAGE - 1) & ~(HUGE_PAGE - 1);
-    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(HUGE_PAGE - 1);
-    if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-}
 
 template <class V>
 class HASH64_MAP {
@@ -151,10 +138,8 @@ class HASH64_MAP {
     }
 
     void resize(size_t slots) {
-        std::vector<SLOT> old;
+        HUGE_PAGE_VECTOR<SLOT> old;
         old.swap(m_slots);
-        m_slots.reserve(slots);
-        hash64_advise_huge_pages(m_slots.data(), slots * sizeof(SLOT));
         m_slots.assign(slots, SLOT());
         m_mask = slots - 1;
         m_shift = 64;
@@ -167,7 +152,7 @@ class HASH64_MAP {
         }
     }
 
-    std::vector<SLOT> m_slots;
+    HUGE_PAGE_VECTOR<SLOT> m_slots;
     size_t m_size = 0;
     size_t m_mask = 0;
     unsigned m_shift = 64;
