@@ -15,7 +15,6 @@
 #include "util/util_aliases.h"
 #include "util/util_gid.h"
 #include "util/util_hash64.h"
-#include "util/util_huge_pages.h"
 #include "util/util_protobuf.h"
 
 namespace UTIL {
@@ -122,7 +121,7 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     uint32_t m_nx = static_cast<uint32_t>(-1);
     uint32_t m_ny = static_cast<uint32_t>(-1);
     uint32_t m_nz = static_cast<uint32_t>(-1);
-    HUGE_PAGE_VECTOR<CNODE> m_cnodes;
+    std::vector<CNODE> m_cnodes;
     // Forward: node -> record whose driver it is; a record is here only when the node's GID is
     // the record's. Nodes with a GID but no such record: m_other_drivers.
     EC_INDEX m_by_driver;

@@ -66,7 +66,7 @@ void NAME_INDEX::SLOT::set(std::string_view name) {
 }
 
 void NAME_INDEX::grow() {
-    HUGE_PAGE_VECTOR<SLOT> old;
+    std::vector<SLOT> old;
     old.swap(m_slots);
     const size_t slots = old.empty() ? 16 : 2 * old.size();
     m_slots.assign(slots, SLOT());
