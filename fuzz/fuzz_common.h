@@ -53,4 +53,12 @@ void run(F&& f) {
     reset_symbols();
 }
 
+// Runs a reader target's call on the input's file and frame format.
+template <class F>
+void run_on_file(const uint8_t* data, size_t size, F&& f) {
+    const uint32_t format = format_of(data, size);
+    const std::string file = file_of(data, size);
+    run([&] { f(file, format); });
+}
+
 }  // namespace FUZZ

@@ -24,9 +24,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const uint32_t format = FUZZ::format_of(data, size);
-    const std::string file = FUZZ::file_of(data, size);
-    FUZZ::run([&] {
+    FUZZ::run_on_file(data, size, [&](const std::string& file, uint32_t format) {
         FAB::TRANSLATE translate;
         google::protobuf::io::ArrayInputStream in(file.data(), static_cast<int>(file.size()));
         std::string failure;

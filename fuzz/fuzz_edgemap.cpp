@@ -10,9 +10,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const uint32_t format = FUZZ::format_of(data, size);
-    const std::string file = FUZZ::file_of(data, size);
-    FUZZ::run([&] {
+    FUZZ::run_on_file(data, size, [&](const std::string& file, uint32_t format) {
         FUZZ::DEVICE device;
         std::unique_ptr<UTIL::IHIERARCHY::IPARTITIONS> partitions(
             device.m_hierarchy->create_partitions());

@@ -16,9 +16,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const uint32_t format = FUZZ::format_of(data, size);
-    const std::string file = FUZZ::file_of(data, size);
-    FUZZ::run([&] {
+    FUZZ::run_on_file(data, size, [&](const std::string& file, uint32_t format) {
         NLG_TESSEL api;
         std::unique_ptr<NLG_IGRAPH> graph(api.create_graph(nullptr));
         std::istringstream in(file);

@@ -13,9 +13,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const uint32_t format = FUZZ::format_of(data, size);
-    const std::string file = FUZZ::file_of(data, size);
-    FUZZ::run([&] {
+    FUZZ::run_on_file(data, size, [&](const std::string& file, uint32_t format) {
         FUZZ::INPUT input(file);
         if (!input.read_symbols(format)) return;
         std::unique_ptr<UTIL::GID64_BUILDER> gids(UTIL::create_gid64_builder());
