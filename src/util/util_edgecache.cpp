@@ -11,7 +11,9 @@
 // the source in it.
 #include "util/util_edgecache.h"
 
+#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
+#include <google/protobuf/wire_format_lite.h>
 
 #include <algorithm>
 #include <numeric>
@@ -177,36 +179,131 @@ void EC_GRAPH::to_message(::PB::UTIL::EC_GRAPH* pb) const {
     }
 }
 
+namespace {
+
+// A stored node or edge as its fields read, absent ones 0 as the message reads them.
+struct EC_NODE_FIELDS {
+    uint32_t subnode = 0, mux_index = 0, edge_index = 0, edge_count = 0;
+};
+struct EC_EDGE_FIELDS {
+    uint32_t ipath_index = 0, src_index = 0;
+};
+
+// A stored graph's nodes and edges as they are read, in whatever order the frame holds them.
+// What one element shows is checked at once; what needs both lists waits for forms_graph().
+class EC_GRAPH_READ {
+  public:
+    void node(const EC_NODE_FIELDS& in) {
+        // Nodes ascending, each naming the edges that follow those of the node before it.
+        if ((!m_nodes.empty() && in.subnode <= m_nodes.back().m_subnode) ||
+            in.mux_index > EC_NONE16 || in.edge_index != m_sum) {
+            m_ok = false;
+        }
+        m_sum += in.edge_count;
+        EC_NODE& node = m_nodes.emplace_back();
+        node.m_subnode = in.subnode;
+        node.m_mux_index = static_cast<uint16_t>(in.mux_index);
+        node.m_edge_index = in.edge_index;
+        node.m_edge_count = static_cast<int32_t>(in.edge_count);
+    }
+    // `bytes_left`: what the frame still holds, which bounds the edges it can hold.
+    void edge(const EC_EDGE_FIELDS& in, int64_t bytes_left) {
+        if (m_edges.empty()) {
+            // Every edge takes at least two bytes, its tag and its length.
+            const uint64_t room = static_cast<uint64_t>(std::max<int64_t>(bytes_left, 0)) / 2 + 1;
+            m_edges.reserve(static_cast<size_t>(std::min(m_sum, room)));
+        }
+        if (in.ipath_index > EC_NONE16) m_ok = false;
+        m_max_src = std::max(m_max_src, in.src_index);
+        m_edges.push_back(
+            EC_EDGE{static_cast<uint16_t>(in.ipath_index), static_cast<int32_t>(in.src_index)});
+    }
+    bool forms_graph() const {
+        return m_ok && m_sum == m_edges.size() && (m_edges.empty() || m_max_src < m_nodes.size());
+    }
+
+    std::vector<EC_NODE> m_nodes;
+    std::vector<EC_EDGE> m_edges;
+
+  private:
+    bool m_ok = true;
+    uint64_t m_sum = 0;      // edges named by the nodes so far
+    uint32_t m_max_src = 0;  // largest source node index of the edges so far
+};
+
+using google::protobuf::internal::WireFormatLite;
+using google::protobuf::io::CodedInputStream;
+
+// Reads one embedded message whose known fields are the uint32 fields 1..N into `fields`, in
+// field order: the outcome of the message's own parser (later values win, fields of another
+// number or wire type are skipped), without its per-message set-up, which would dominate for
+// millions of two-field messages.
+template <size_t N>
+bool read_uint32_fields(CodedInputStream& coded, uint32_t (&fields)[N]) {
+    int length = 0;
+    if (!coded.ReadVarintSizeAsInt(&length)) return false;
+    std::pair<CodedInputStream::Limit, int> limit =
+        coded.IncrementRecursionDepthAndPushLimit(length);
+    if (limit.second < 0) return false;
+    for (uint32_t tag = coded.ReadTag(); tag != 0; tag = coded.ReadTag()) {
+        const uint32_t number = WireFormatLite::GetTagFieldNumber(tag);
+        if (number >= 1 && number <= N &&
+            WireFormatLite::GetTagWireType(tag) == WireFormatLite::WIRETYPE_VARINT) {
+            if (!coded.ReadVarint32(&fields[number - 1])) return false;
+        } else if (!WireFormatLite::SkipField(&coded, tag)) {
+            return false;
+        }
+    }
+    return coded.DecrementRecursionDepthAndPopLimit(limit.first);
+}
+
+// Hands each node and edge of one binary EC_GRAPH frame to `read` without making the message:
+// a graph of millions of edges would otherwise stand in memory twice, once as messages.
+bool read_graph_fields(google::protobuf::io::ZeroCopyInputStream* input, EC_GRAPH_READ& read) {
+    constexpr uint32_t NODES = WireFormatLite::MakeTag(::PB::UTIL::EC_GRAPH::kNodesFieldNumber,
+                                                       WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+    constexpr uint32_t EDGES = WireFormatLite::MakeTag(::PB::UTIL::EC_GRAPH::kEdgesFieldNumber,
+                                                       WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+    return read_binary_fields(input, [&](uint32_t tag, CodedInputStream& coded) {
+        if (tag == NODES) {
+            uint32_t f[4] = {};
+            if (!read_uint32_fields(coded, f)) return false;
+            read.node(EC_NODE_FIELDS{f[0], f[1], f[2], f[3]});
+            return true;
+        }
+        if (tag == EDGES) {
+            uint32_t f[2] = {};
+            if (!read_uint32_fields(coded, f)) return false;
+            read.edge(EC_EDGE_FIELDS{f[0], f[1]}, coded.BytesUntilLimit());
+            return true;
+        }
+        // Fields the schema does not know are skipped, as the message's own parser does.
+        return WireFormatLite::SkipField(&coded, tag);
+    });
+}
+
+}  // namespace
+
 bool EC_GRAPH::fill(uint32_t module_index, EDGECACHE_BUILDER* cache,
-                    const ::PB::UTIL::EC_GRAPH& pb) {
+                    google::protobuf::io::ZeroCopyInputStream* input, uint32_t format) {
     // A stored graph is taken only if it keeps the invariants the queries rely on: nodes
     // ascending, edges contiguous in node order, sources inside the node list.
-    const size_t k = static_cast<size_t>(pb.nodes_size());
-    const size_t n = static_cast<size_t>(pb.edges_size());
-    auto nodes = std::make_unique<std::vector<EC_NODE>>(k);
-    auto edges = std::make_unique<std::vector<EC_EDGE>>(n);
-    uint64_t sum = 0;
-    for (size_t i = 0; i < k; ++i) {
-        const ::PB::UTIL::EC_NODE& in = pb.nodes(static_cast<int>(i));
-        if (i > 0 && in.subnode() <= (*nodes)[i - 1].m_subnode) return false;
-        if (in.mux_index() > EC_NONE16 || in.edge_index() != sum) return false;
-        sum += in.edge_count();
-        if (sum > n) return false;
-        EC_NODE& node = (*nodes)[i];
-        node.m_subnode = in.subnode();
-        node.m_mux_index = static_cast<uint16_t>(in.mux_index());
-        node.m_edge_index = in.edge_index();
-        node.m_edge_count = static_cast<int32_t>(in.edge_count());
+    EC_GRAPH_READ read;
+    if (format == PB_BIN) {
+        if (!read_graph_fields(input, read)) return false;
+    } else {
+        ::PB::UTIL::EC_GRAPH pb;
+        if (!read_message(input, &pb, format)) return false;
+        for (const ::PB::UTIL::EC_NODE& n : pb.nodes()) {
+            read.node(EC_NODE_FIELDS{n.subnode(), n.mux_index(), n.edge_index(), n.edge_count()});
+        }
+        for (const ::PB::UTIL::EC_EDGE& e : pb.edges()) {
+            read.edge(EC_EDGE_FIELDS{e.ipath_index(), e.src_index()}, 2 * pb.edges_size());
+        }
     }
-    if (sum != n) return false;
-    for (size_t i = 0; i < n; ++i) {
-        const ::PB::UTIL::EC_EDGE& in = pb.edges(static_cast<int>(i));
-        if (in.ipath_index() > EC_NONE16 || in.src_index() >= k) return false;
-        (*edges)[i].m_ipath_index = static_cast<uint16_t>(in.ipath_index());
-        (*edges)[i].m_src_index = static_cast<int32_t>(in.src_index());
-    }
-    m_nodes = std::move(nodes);
-    m_edges = std::move(edges);
+    if (!read.forms_graph()) return false;
+    m_nodes = std::make_unique<std::vector<EC_NODE>>(std::move(read.m_nodes));
+    m_edges = std::make_unique<std::vector<EC_EDGE>>(std::move(read.m_edges));
     make_index();
     m_module_index = module_index;
     m_cache = cache;
@@ -308,11 +405,8 @@ bool EDGECACHE_BUILDER::read_stream(google::protobuf::io::ZeroCopyInputStream* i
     }
     m_graphs.reserve(m_graphs.size() + static_cast<size_t>(head.modules_size()));
     for (uint32_t m : head.modules()) m_graphs[m] = EC_GRAPH();
-    ::PB::UTIL::EC_GRAPH pb;
     for (uint32_t m : head.modules()) {
-        pb.Clear();
-        if (!read_message(input, &pb, format)) UTIL_FAIL("Error reading pb_graph");
-        if (!m_graphs[m].fill(m, this, pb)) UTIL_FAIL("Error reading pb_graph");
+        if (!m_graphs[m].fill(m, this, input, format)) UTIL_FAIL("Error reading pb_graph");
     }
     return true;
 }

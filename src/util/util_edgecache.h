@@ -85,8 +85,10 @@ class EC_GRAPH {
     // Builds the graph from a module's fedges; two mux indexes into one destination end the
     // process.
     void build(uint32_t module_index, EDGECACHE_BUILDER* cache, IEDGECACHE::IFEDGES& fedges);
-    // Takes the nodes and edges of a stored graph; false if they do not form a graph.
-    bool fill(uint32_t module_index, EDGECACHE_BUILDER* cache, const ::PB::UTIL::EC_GRAPH& pb);
+    // Reads one stored graph frame; false if it does not read or its nodes and edges do not
+    // form a graph.
+    bool fill(uint32_t module_index, EDGECACHE_BUILDER* cache,
+              google::protobuf::io::ZeroCopyInputStream* input, uint32_t format);
     void to_message(::PB::UTIL::EC_GRAPH* pb) const;
 
     // Node index of `subnode`, or EC_INDEX::ABSENT.

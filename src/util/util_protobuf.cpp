@@ -36,19 +36,37 @@ static bool write_text(const Message& message, ZeroCopyOutputStream* output) {
     return printed && !coded.HadError();
 }
 
-static bool read_binary(ZeroCopyInputStream* input, Message* message) {
+// Reads the frame's length and hands `parse` a stream limited to it.
+template <class F>
+static bool read_frame(ZeroCopyInputStream* input, F&& parse) {
     CodedInputStream coded(input);
     // The warning threshold of older protobuf releases is gone; the hard limit stays.
     coded.SetTotalBytesLimit(PB_BIN_HARD_LIMIT);
     uint32_t length = 0;
     if (!coded.ReadVarint32(&length)) return false;
     CodedInputStream::Limit limit = coded.PushLimit(static_cast<int>(length));
-    bool merged = message->MergePartialFromCodedStream(&coded);
+    bool parsed = parse(coded);
     // The parser takes a clean end of input for the end of the message, so a frame cut at a
     // field boundary would pass: the whole announced length must have been read as well.
     bool consumed = coded.ConsumedEntireMessage() && coded.BytesUntilLimit() == 0;
     coded.PopLimit(limit);
-    return merged && consumed;
+    return parsed && consumed;
+}
+
+static bool read_binary(ZeroCopyInputStream* input, Message* message) {
+    return read_frame(input, [message](CodedInputStream& coded) {
+        return message->MergePartialFromCodedStream(&coded);
+    });
+}
+
+bool read_binary_fields(ZeroCopyInputStream* input, const FIELD_READER& field) {
+    return read_frame(input, [&field](CodedInputStream& coded) {
+        // A zero tag is the end of the frame, or a fault that the end check then reports.
+        for (uint32_t tag = coded.ReadTag(); tag != 0; tag = coded.ReadTag()) {
+            if (!field(tag, coded)) return false;
+        }
+        return true;
+    });
 }
 
 static bool read_text(ZeroCopyInputStream* input, Message* message) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <istream>
 #include <ostream>
 
@@ -12,6 +13,7 @@
 namespace google::protobuf {
 class Message;
 namespace io {
+class CodedInputStream;
 class ZeroCopyInputStream;
 class ZeroCopyOutputStream;
 }  // namespace io
@@ -27,6 +29,13 @@ bool write_message(const google::protobuf::Message& message,
                    google::protobuf::io::ZeroCopyOutputStream* output, uint32_t format);
 bool read_message(google::protobuf::io::ZeroCopyInputStream* input,
                   google::protobuf::Message* message, uint32_t format);
+// One binary frame read field by field instead of into a message, for messages of millions of
+// repeated elements that the caller copies out anyway. `field(tag, coded)` is called with each
+// field's tag, reads or skips the field and returns false on a fault. The frame's limit and
+// end checks are those of read_message, so the same bytes read true or false as there.
+using FIELD_READER = std::function<bool(uint32_t tag, google::protobuf::io::CodedInputStream&)>;
+bool read_binary_fields(google::protobuf::io::ZeroCopyInputStream* input,
+                        const FIELD_READER& field);
 // One frame on an ostream, through its own output stream object that flushes at its end.
 bool write_message(const google::protobuf::Message& message, std::ostream& output, uint32_t format);
 // Bytes from the stream's position to its end, or -1 when the stream cannot seek (a pipe).
