@@ -199,6 +199,19 @@ TEST(EdgeCache, CorruptGraphsEndTheProcess) {
     std::ostringstream out;
     UTIL::write_message(head, out, PB_BIN);
     EXPECT_FATAL(read(out.str()), "Error reading pb_edgecache");
+    // The good graph laid out as other writers may: its edge first, with its source given
+    // twice (the later value counts), then its nodes, then a field this schema does not know.
+    PB::UTIL::EC_GRAPH nodes;
+    merge_text(nodes,
+               "nodes { subnode: 3 mux_index: 65535 edge_index: 0 edge_count: 0 }"
+               "nodes { subnode: 4 mux_index: 2 edge_index: 0 edge_count: 1 }");
+    const std::string body =
+        std::string("\x12\x06\x08\x01\x10\x07\x10\x00", 8) + nodes.SerializeAsString() + "\x48\x05";
+    head.clear_modules();
+    head.add_modules(1);
+    std::ostringstream laid_out;
+    UTIL::write_message(head, laid_out, PB_BIN);
+    EXPECT_TRUE(read(laid_out.str() + char(body.size()) + body));
 }
 
 TEST(EdgeCache, RandomModulesAgainstPlainLists) {
