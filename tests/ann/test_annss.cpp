@@ -7,6 +7,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "ann/annss.h"
 #include "nlg/nlg_api_impl.h"
@@ -81,10 +82,9 @@ TEST(Annss, KindsAndBounds) {
 
     // Records exist at full size at first access, found by the low bits of the id.
     ICDB_ANNS& store = annss.get_annss()->get_icdb();
-    EXPECT_EQ(store.get_num_modules(), 3u);
-    EXPECT_EQ(store.get_num_instances(), 4u);
-    EXPECT_EQ(store.get_num_ports(), 10u);
-    EXPECT_EQ(store.get_num_nets(), 5u);
+    EXPECT_EQ(std::make_tuple(store.get_num_modules(), store.get_num_instances(),
+                              store.get_num_ports(), store.get_num_nets()),
+              std::make_tuple(3u, 4u, 10u, 5u));
     NLG_IPORT* q = g->get_module(2)->get_port(1);
     EXPECT_EQ(&annss.get_icdb().get_port(*q), &store.get_port(9));
     EXPECT_EQ(&annss.get_icdb().get_net(*g->get_module(2)->get_net(0)), &store.get_net(4));

@@ -5,8 +5,6 @@
 
 #include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "fab/fab_full_traverse.h"
 #include "fab/fab_position.h"

@@ -3,7 +3,6 @@
 // are written, read back and compared.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 #include <string>
 

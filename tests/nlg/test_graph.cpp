@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 
 #include "nlg/nlg_graph.h"
 #include "nlg_sample_graphs.h"

@@ -378,20 +378,14 @@ struct SIZED {
         annss.reset(new NLG_ANNSS(*graph));
         annss->add_type(PB::ANNS::ICDB);
         NLG_ICDB_ANNS& icdb = annss->get_icdb();
-        at(icdb.get_instance(*top->instance(0)), 0, 0);
-        at(icdb.get_instance(*top->instance(1)), 3, 1);
-        at(icdb.get_instance(*blk->instance(0)), 0, 0);
-        at(icdb.get_instance(*blk->instance(1)), 1, 2);
-        icdb.get_module(*blk).set_pnr_width(10);
-        icdb.get_module(*mid).set_pnr_height(5);
-        icdb.get_module(*mid).set_pnr_width(4);
+        merge_text(icdb.get_instance(*top->instance(0)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");
+        merge_text(icdb.get_instance(*top->instance(1)), "pnr_x: 3 pnr_y: 1 pnr_z: 0");
+        merge_text(icdb.get_instance(*blk->instance(0)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");
+        merge_text(icdb.get_instance(*blk->instance(1)), "pnr_x: 1 pnr_y: 2 pnr_z: 0");
+        merge_text(icdb.get_module(*blk), "pnr_width: 10");
+        merge_text(icdb.get_module(*mid), "pnr_height: 5 pnr_width: 4");
         // Something stale on a leaf is overwritten.
-        icdb.get_module(*leaf).set_pnr_height(7);
-    }
-    static void at(PB::ICDB::INSTANCE& record, int x, int y) {
-        record.set_pnr_x(x);
-        record.set_pnr_y(y);
-        record.set_pnr_z(0);
+        merge_text(icdb.get_module(*leaf), "pnr_height: 7");
     }
     void run() {
         TSL_BLOCK_SIZE_CALCULATOR calculator(annss.get());

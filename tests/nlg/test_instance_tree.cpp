@@ -5,7 +5,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "nlg_sample_graphs.h"
 #include "print_form.h"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "ann/annss.h"
 #include "nlg/nlg_mux_merger.h"

@@ -1,7 +1,6 @@
 // The mux translator: the naming table, the path rules of template and clock cells, the text
 // file and its assertions, the instance name rule, and applying a description to ICDB records.
 #include <gtest/gtest.h>
-#include <google/protobuf/text_format.h>
 
 #include <sstream>
 #include <string>
@@ -219,7 +218,7 @@ struct APPLY_GRAPH {
     }
     PB::MUX_DESCRIPTION desc(const std::string& text) {
         PB::MUX_DESCRIPTION d;
-        EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text, &d));
+        merge_text(d, text);
         return d;
     }
     std::string apply(const PB::MUX_DESCRIPTION& d, uint32_t index) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
 #include "nlg/nlg_graph_trace.h"
 #include "nlg_builders.h"
