@@ -9,6 +9,7 @@
 #include <string>
 #include <tuple>
 
+#include "print_form.h"
 #include "ann/annss.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
@@ -188,9 +189,9 @@ TEST(Annss, BadFilesReadFalse) {
     };
     for (const auto& cut : cuts) {
         NLG_ANNSS copy(*g);
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(read_annss(copy, bytes.substr(0, cut.first))) << cut.first;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), cut.second) << cut.first;
+        EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(read_annss(copy, bytes.substr(0, cut.first))); }),
+                  cut.second)
+            << cut.first;
     }
 
     // A kind of type 0 in the head.
@@ -203,9 +204,8 @@ TEST(Annss, BadFilesReadFalse) {
     ASSERT_TRUE(undefined.write(out0, UTIL::PB_BIN));
     ANNSS reader0;
     std::istringstream in0(out0.str());
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+    EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN)); }),
+              "FAILED to read PB::ANNS\n");
 }
 
 // Bounds are read before any record, and the stores are sized to them: bounds that call for

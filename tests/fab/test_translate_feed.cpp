@@ -29,9 +29,9 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
     UTIL::TLBLOCKS_BUILDER tlblocks;
     tlblocks.set_hierarchy(&hierarchy);
     tlblocks.set_symbol_file(&file);
-    testing::internal::CaptureStdout();
-    PB::MUX_DESCRIPTIONS d = fab_collect_mux_descriptions(&t.graph(), &t.annotations(), &tlblocks);
-    std::string notices = testing::internal::GetCapturedStdout();
+    PB::MUX_DESCRIPTIONS d;
+    const std::string notices = stdout_of(
+        [&] { d = fab_collect_mux_descriptions(&t.graph(), &t.annotations(), &tlblocks); });
     std::string unknown, gaps;
     for (int i = 0; i < 5; ++i) {
         unknown += "mux_descriptions { is_template: false name: \"<UNKNOWN_MUX>\" } ";

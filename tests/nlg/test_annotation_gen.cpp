@@ -47,9 +47,7 @@ std::string name_of(const PB::SYMBOL& symbol) {
 template <class PASS>
 std::string run_pass(PASS pass, const std::string& text) {
     std::istringstream in(text);
-    testing::internal::CaptureStdout();
-    pass(in);
-    return testing::internal::GetCapturedStdout();
+    return stdout_of([&] { pass(in); });
 }
 
 }  // namespace
@@ -263,10 +261,8 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
     std::istringstream insert("ROUTE p LEIM\n");
     std::string mux_text = d.mux_file();
     std::istringstream mux(mux_text);
-    testing::internal::CaptureStdout();
-    gen.run(&top, &map, &flyover, &insert, mux);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out, "setting spare row flyover to out on port in[0]\n");
+    EXPECT_EQ(stdout_of([&] { gen.run(&top, &map, &flyover, &insert, mux); }),
+              "setting spare row flyover to out on port in[0]\n");
 
     // BLC records.
     const PB::ICDB::MODULE& bl = d.m_blc.rec(d.m_blogic);
@@ -331,9 +327,7 @@ TEST(AnnotationGen, CriticalWarnings) {
     DEVICE d(blc_with("icd_port_name: \"out\"", "icd_port_name: \"gone\""));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
-    testing::internal::CaptureStdout();
-    gen.run(&top, &map, nullptr, nullptr, mux);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdout_of([&] { gen.run(&top, &map, nullptr, nullptr, mux); }),
               "Critical Warning: top-level icd_port gone on module LOGIC_BOX specified in BLC can "
               "not be found in RTL!\n"
               "Critical Warning: There are mismatches between BLC ports and RTL ports on block "

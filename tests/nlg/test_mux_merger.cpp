@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "print_form.h"
 #include "ann/annss.h"
 #include "nlg/nlg_mux_merger.h"
 #include "nlg/nlg_mux_translator.h"
@@ -36,9 +37,7 @@ struct WRAPPER_GRAPH {
         translator.add_mux("DRV", true, "\"H\"", "1000", "\"R\"", false, {"drvin", "drvout"});
     }
     std::string merge() {
-        testing::internal::CaptureStdout();
-        translator.merge_muxes(&t.graph());
-        return testing::internal::GetCapturedStdout();
+        return stdout_of([&] { translator.merge_muxes(&t.graph()); });
     }
 };
 
@@ -132,9 +131,7 @@ struct HIPI_GRAPH {
         t.instances(top, "w0:HWRAP");
     }
     std::string merge() {
-        testing::internal::CaptureStdout();
-        translator.merge_muxes(&t.graph());
-        return testing::internal::GetCapturedStdout();
+        return stdout_of([&] { translator.merge_muxes(&t.graph()); });
     }
 };
 

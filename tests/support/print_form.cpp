@@ -24,6 +24,12 @@ void merge_text(google::protobuf::Message& message, const std::string& text) {
     EXPECT_TRUE(parser.MergeFromString(text, &message)) << text;
 }
 
+std::string stdout_of(const std::function<void()>& run) {
+    testing::internal::CaptureStdout();
+    run();
+    return testing::internal::GetCapturedStdout();
+}
+
 size_t count_of(const std::string& text, const std::string& what) {
     size_t found = 0;
     for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))

@@ -96,10 +96,7 @@ TEST(MuxDescription, PortUsedBothWays) {
     add_mux(m, "empty", {{0, 2}, {2, 3}});
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
-    testing::internal::CaptureStdout();
-    d.set_pb_mux_descriptions(m);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out,
+    EXPECT_EQ(stdout_of([&] { d.set_pb_mux_descriptions(m); }),
               "WARNING: Mux Description: mux4 uses port 1 as input and output\n"
               "WARNING: Mux Description: mux4 uses port 1 as input and output\n");
     EXPECT_EQ(d.get_mux_description(0).get_port_type(1), IMUX_DESCRIPTION::P_INPUT);
