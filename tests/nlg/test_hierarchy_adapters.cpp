@@ -41,15 +41,6 @@ std::string describe(const UTIL::IHIERARCHY::IMODULES& modules) {
     return text;
 }
 
-void expect_subscript_error(const std::function<void()>& f) {
-    try {
-        f();
-        ADD_FAILURE() << "no out-of-range error";
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
-    }
-}
-
 std::unique_ptr<NLG_IGRAPH> hybrid_of(UNION_GRAPHS& u, TEST_MATCH& match) {
     return std::unique_ptr<NLG_IGRAPH>(u.rtl->create_hybrid_graph(u.blc.get(), &match));
 }
@@ -85,9 +76,9 @@ TEST(NlgHmodules, ShowsTheGraphByIndex) {
     EXPECT_EQ(modules->get_symbol_table(), g->get_symbol_table());
     EXPECT_EQ(describe(*modules), "top(u0:m0 u1:m1 | a/0 b/1 c/2) m0(u1:m1 | p/0) m1(| x/0 y/1)");
     const UTIL::IHIERARCHY::IMODULE* top = modules->get_module(0);
-    expect_subscript_error([&] { modules->get_module(3); });
-    expect_subscript_error([&] { top->get_instance(2); });
-    expect_subscript_error([&] { top->get_port(3); });
+    expect_out_of_range([&] { modules->get_module(3); }, "invalid vector<T> subscript");
+    expect_out_of_range([&] { top->get_instance(2); }, "invalid vector<T> subscript");
+    expect_out_of_range([&] { top->get_port(3); }, "invalid vector<T> subscript");
     // The hierarchy over it numbers as hand-checked.
     UTIL::HIERARCHY hierarchy(modules.get());
     EXPECT_EQ(hierarchy.get_num_nodes(), 12u);
@@ -136,8 +127,10 @@ TEST(NlgHymodules, UnionUnderEachMatch) {
             u.rtl->create_hymodules(u.blc.get(), &match));
         EXPECT_EQ(modules->get_symbol_table(), nullptr);
         EXPECT_EQ(describe(*modules), c.modules);
-        expect_subscript_error([&] { modules->get_module(modules->get_n_modules()); });
-        expect_subscript_error([&] { modules->get_module(1)->get_instance(2); });
+        expect_out_of_range([&] { modules->get_module(modules->get_n_modules()); },
+                            "invalid vector<T> subscript");
+        expect_out_of_range([&] { modules->get_module(1)->get_instance(2); },
+                            "invalid vector<T> subscript");
 
         testing::internal::CaptureStderr();
         std::unique_ptr<NLG_IGRAPH> hybrid = hybrid_of(u, match);
