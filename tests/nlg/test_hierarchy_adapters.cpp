@@ -19,22 +19,18 @@ using namespace NLG_TEST;
 
 namespace {
 
-std::string name(NS_SYMBOL::SYM s) {
-    return s.get_name();
-}
-
 // One entry per module: name(instance:module ... | port/direction ...).
 std::string describe(const UTIL::IHIERARCHY::IMODULES& modules) {
     std::string text;
     for (uint32_t m = 0; m < modules.get_n_modules(); ++m) {
         const UTIL::IHIERARCHY::IMODULE* module = modules.get_module(m);
-        text += (m ? " " : "") + name(module->get_name()) + "(";
+        text += (m ? " " : "") + module->get_name().get_name() + "(";
         for (uint32_t i = 0; i < module->get_n_instances(); ++i)
-            text += name(module->get_instance(i)->get_name()) + ":" +
-                    name(module->get_instance(i)->get_module_name()) + " ";
+            text += module->get_instance(i)->get_name().get_name() + ":" +
+                    module->get_instance(i)->get_module_name().get_name() + " ";
         text += "|";
         for (uint32_t p = 0; p < module->get_n_ports(); ++p)
-            text += " " + name(module->get_port(p)->get_name()) + "/" +
+            text += " " + module->get_port(p)->get_name().get_name() + "/" +
                     std::to_string(module->get_port(p)->get_direction());
         text += ")";
     }
