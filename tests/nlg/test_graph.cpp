@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "print_form.h"
 #include "nlg/nlg_graph.h"
 #include "nlg_sample_graphs.h"
 

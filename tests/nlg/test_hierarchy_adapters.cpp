@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "print_form.h"
 #include "nlg/nlg_graph_traverse.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_hybrid_graph.h"

@@ -2,10 +2,7 @@
 // callers differ only in how they count serials and reserve room.
 #include "nlg_builders.h"
 
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <stdexcept>
 
 namespace NLG_TEST {
 
@@ -56,15 +53,6 @@ std::string fatal(const std::string& text) {
         escaped += ch;
     }
     return "IE [^ ]+:[0-9]+  " + escaped + " \n";
-}
-
-void expect_out_of_range(const std::function<void()>& run, const char* text) {
-    try {
-        run();
-        ADD_FAILURE() << "no out-of-range error, expected " << text;
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), text);
-    }
 }
 
 NLG_MODULE* add_module(NLG_GRAPH& g, const std::string& name, uint32_t primitive_type,

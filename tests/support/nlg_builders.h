@@ -3,7 +3,6 @@
 // the ids of a built graph match those of its file. Also the pattern of a fatal assertion.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,8 +16,6 @@ namespace NLG_TEST {
 
 // The regular expression of the fatal assertion's line, "IE file:line  text \n".
 std::string fatal(const std::string& text);
-// Expects `run` to throw std::out_of_range whose text is `text`.
-void expect_out_of_range(const std::function<void()>& run, const char* text);
 
 inline NS_SYMBOL::SYM sym(NLG_GRAPH& g, const std::string& name) {
     return g.get_symbol_table()->add(name);
