@@ -7,7 +7,9 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 
+#include "print_form.h"
 #include "ann/annss.h"
 #include "nlg/nlg_api_impl.h"
 #include "nlg/nlg_graph.h"
@@ -81,10 +83,9 @@ TEST(Annss, KindsAndBounds) {
 
     // Records exist at full size at first access, found by the low bits of the id.
     ICDB_ANNS& store = annss.get_annss()->get_icdb();
-    EXPECT_EQ(store.get_num_modules(), 3u);
-    EXPECT_EQ(store.get_num_instances(), 4u);
-    EXPECT_EQ(store.get_num_ports(), 10u);
-    EXPECT_EQ(store.get_num_nets(), 5u);
+    EXPECT_EQ(std::make_tuple(store.get_num_modules(), store.get_num_instances(),
+                              store.get_num_ports(), store.get_num_nets()),
+              std::make_tuple(3u, 4u, 10u, 5u));
     NLG_IPORT* q = g->get_module(2)->get_port(1);
     EXPECT_EQ(&annss.get_icdb().get_port(*q), &store.get_port(9));
     EXPECT_EQ(&annss.get_icdb().get_net(*g->get_module(2)->get_net(0)), &store.get_net(4));
@@ -188,9 +189,9 @@ TEST(Annss, BadFilesReadFalse) {
     };
     for (const auto& cut : cuts) {
         NLG_ANNSS copy(*g);
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(read_annss(copy, bytes.substr(0, cut.first))) << cut.first;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), cut.second) << cut.first;
+        EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(read_annss(copy, bytes.substr(0, cut.first))); }),
+                  cut.second)
+            << cut.first;
     }
 
     // A kind of type 0 in the head.
@@ -203,9 +204,8 @@ TEST(Annss, BadFilesReadFalse) {
     ASSERT_TRUE(undefined.write(out0, UTIL::PB_BIN));
     ANNSS reader0;
     std::istringstream in0(out0.str());
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+    EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(reader0.read(in0, UTIL::PB_BIN)); }),
+              "FAILED to read PB::ANNS\n");
 }
 
 // Bounds are read before any record, and the stores are sized to them: bounds that call for

@@ -21,20 +21,12 @@ using NLG_TEST::BUILDER;
 //   shuffled: top (0), cell (1), blk (2), with the same instances.
 NLG_GRAPH* make_graph(bool shuffled) {
     BUILDER b;
-    NLG_MODULE* top = b.module("top", 0, 2);
-    NLG_MODULE* blk = nullptr;
-    NLG_MODULE* cell = nullptr;
-    if (shuffled) {
-        cell = b.module("cell", 1, 0);
-        blk = b.module("blk", 0, 1);
-    } else {
-        blk = b.module("blk", 0, 1);
-        cell = b.module("cell", 1, 0);
-    }
-    b.port(cell, "p", NLG_IPORT::INPUT);
-    b.instance(top, "u0", cell);
-    b.instance(top, "u1", blk);
-    b.instance(blk, "v", cell);
+    NLG_MODULE* top = b.cell("top", "", 2);
+    NLG_MODULE* blk = shuffled ? nullptr : b.cell("blk", "", 1);
+    b.cell("cell", "p");
+    if (shuffled) blk = b.cell("blk", "", 1);
+    b.instances(top, "u0:cell u1:blk");
+    b.instances(blk, "v:cell");
     return b.graph();
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "device_files.h"
@@ -59,10 +60,7 @@ TEST(Floorplan, SmallDeviceTable) {
               "  port q 1 1\n"
               "  inst s -> 4 (1,0,0) (-1,-1) ''\n"
               "4 SUB DEFAULT 0x0\n");
-    EXPECT_EQ(g_min_x, 0);
-    EXPECT_EQ(g_min_y, 0);
-    EXPECT_EQ(g_max_x, 1);
-    EXPECT_EQ(g_max_y, 4);
+    EXPECT_EQ(std::make_tuple(g_min_x, g_min_y, g_max_x, g_max_y), std::make_tuple(0, 0, 1, 4));
     // The run keeps the pieces it made; a second floorplan is refused.
     EXPECT_FATAL(run.api->create_floorplan(), "m_instance_tree == NULL");
 }

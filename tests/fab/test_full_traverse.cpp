@@ -5,9 +5,8 @@
 
 #include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
+#include "print_form.h"
 #include "fab/fab_full_traverse.h"
 #include "fab/fab_position.h"
 #include "fab/fab_test_device.h"
@@ -85,9 +84,7 @@ TEST(Position, NamesAndNodesWithoutAPlacement) {
     EXPECT_FALSE(p.get_block_position(x, y, z));
     EXPECT_FALSE(p.get_physical_position(fx, fy));
     EXPECT_FALSE(p.write_name(name, base));
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(p.get_spare_row());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(p.get_spare_row()); }),
               "Warning: calling get_spare_row() on invalid instance!\n");
 }
 

@@ -2,13 +2,11 @@
 // ports, a block with no mux, a second block), one request, and what enters the map.
 #include <gtest/gtest.h>
 
-#include <google/protobuf/text_format.h>
-
 #include <memory>
-#include <string>
 
 #include "fab/fab_portmap_visitor.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "util/util_hierarchy.h"
 
 namespace {
@@ -52,24 +50,17 @@ TEST(PortmapVisitor, MuxPortsMapToTheBlockPortsTheyReach) {
     std::unique_ptr<NLG_IGRAPH::IHPATH> path(g.t.graph().create_hpath());
     path->set_hierarchy(&hierarchy);
 
-    // Request "blocks" walks the three parents, request "none" has no parents.
+    // Request "blocks" walks the three parents (BLK 2, EMPTY 3, BLK2 4), request "none" has no
+    // parents; both ask for the ports of MUX (0).
     PB::PORTMAPS::SPECIFICATIONS specs;
-    auto* parents = specs.add_parents();
-    for (NLG_MODULE* parent : {g.blk, g.empty, g.blk2}) {
-        parents->add_parent_module_indexes(parent->get_index());
-    }
-    specs.add_parents();
-    auto* mports = specs.add_children()->add_mports();
-    mports->set_module_index(g.mux->get_index());
-    for (int p : {0, 1, 2, 3}) mports->add_port_index(p);
-    for (int index : {0, 1}) {
-        const char* name = index == 0 ? "blocks" : "none";
-        g.t.sym(name);
-        auto* spec = specs.add_specs();
-        spec->set_name(name);
-        spec->set_parents_index(index);
-        spec->set_children_index(0);
-    }
+    merge_text(specs,
+               "parents { parent_module_indexes: 2 parent_module_indexes: 3 "
+               "parent_module_indexes: 4 } parents { }"
+               "children { mports { module_index: 0 port_index: 0 port_index: 1 port_index: 2 "
+               "port_index: 3 } }"
+               "specs { name: 'blocks' parents_index: 0 children_index: 0 }"
+               "specs { name: 'none' parents_index: 1 children_index: 0 }");
+    for (const char* name : {"blocks", "none"}) g.t.sym(name);
 
     UTIL::PORTMAPS_BUILDER portmaps;
     portmaps.set_hierarchy(&hierarchy);
@@ -88,14 +79,13 @@ TEST(PortmapVisitor, MuxPortsMapToTheBlockPortsTheyReach) {
                ports + " } }";
     };
     PB::PORTMAPS expected;
-    ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(
-        "portmaps { module_to_subnode_to_ports { parent_module_index: " +
-            std::to_string(g.blk->get_index()) + entry("m0:a", g.blk, "ports: 0 ports: 1") +
-            entry("m0:y", g.blk, "ports: 2") +
-            " } module_to_subnode_to_ports { parent_module_index: " +
-            std::to_string(g.blk2->get_index()) + entry("n0:a", g.blk2, "ports: 0") +
-            " } } portmaps { }",
-        &expected));
+    merge_text(expected, "portmaps { module_to_subnode_to_ports { parent_module_index: " +
+                             std::to_string(g.blk->get_index()) +
+                             entry("m0:a", g.blk, "ports: 0 ports: 1") +
+                             entry("m0:y", g.blk, "ports: 2") +
+                             " } module_to_subnode_to_ports { parent_module_index: " +
+                             std::to_string(g.blk2->get_index()) +
+                             entry("n0:a", g.blk2, "ports: 0") + " } } portmaps { }");
     PB::PORTMAPS made = portmaps.get_pb();
     made.clear_specifications();
     EXPECT_EQ(made.DebugString(), expected.DebugString());

@@ -10,13 +10,6 @@ namespace {
 
 using PB::MUX_DESCRIPTION;
 
-void set_grid(int32_t max_x, int32_t max_y) {
-    g_min_x = 0;
-    g_min_y = 0;
-    g_max_x = max_x;
-    g_max_y = max_y;
-}
-
 class REFUSING_BUILDER : public FAB::ROUTING_GRAPH::IBUILDER {
   public:
     void begin_graph() override {}
@@ -33,9 +26,7 @@ TEST(RoutingGraphDeathTest, FatalTexts) {
     NLG_TEST::BUILDER b;
     NLG_MODULE* blk = b.cell("blk", "din");
     NLG_PORT* in = blk->port(0);
-    NLG_MODULE* top = b.module("top", 0, 1);
-    NLG_IINSTANCE* u0 = b.instance(top, "u0", blk);
-    FAB_INSTANCES stack = {u0};
+    FAB_INSTANCES stack = {b.instance(b.module("top", 0, 1), "u0", blk)};
 
     NODE_IMPL node;
     node.m_type = MUX_DESCRIPTION::BLOCK_PORT;
@@ -49,7 +40,9 @@ TEST(RoutingGraphDeathTest, FatalTexts) {
     node.m_type = MUX_DESCRIPTION::H;
     EXPECT_FATAL(node.get_block_name(), "Can't query block name on core routing REs!");
 
-    set_grid(2, 1);
+    g_min_x = g_min_y = 0;
+    g_max_x = 2;
+    g_max_y = 1;
     FAB_NODE_INDEX index(6);
     EXPECT_FATAL(get_node_index(3, 1, index, MUX_DESCRIPTION::LEIM),
                  "requesting at x = 3, y = 1, index = 6 where size is 3x2=6");

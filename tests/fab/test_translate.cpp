@@ -193,9 +193,7 @@ TEST(Translate, FailureTexts) {
     t.fill_gid_type_fields(c, 3, 0, NS_SYMBOL::SYM(), PB::MUX_DESCRIPTION::LL, 7);
     EXPECT_EQ(c.get_length(), -1);
     UTIL::SYMBOL_TABLE* other = UTIL::symbol_tables().new_table();
-    testing::internal::CaptureStdout();
-    t.fill_gid_type_fields(c, 1, 0, other->add("NOT_A_BLOCK"), 0, 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdout_of([&] { t.fill_gid_type_fields(c, 1, 0, other->add("NOT_A_BLOCK"), 0, 0); }),
               "Unable to convert NOT_A_BLOCK to internal symbol\n");
     EXPECT_TRUE(c.get_name().is_unknown());
     EXPECT_EQ(c.get_gclass(), PB::GID_TYPE::RE);

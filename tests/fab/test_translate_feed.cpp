@@ -5,6 +5,7 @@
 
 #include "fab/tsl_fab.h"
 #include "nlg_builders.h"
+#include "print_form.h"
 #include "util/util_modules.h"
 #include "util/util_symbol_file.h"
 #include "util/util_tlblocks.h"
@@ -12,19 +13,13 @@
 TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
     NLG_TEST::TRACE_GRAPH t;
     NLG_MODULE* top = t.module("TOP");
-    NLG_MODULE* first = t.module("M5A");
-    NLG_MODULE* second = t.module("M5B");
+    NLG_MODULE* first = t.cell("M5A", "a >y");
+    NLG_MODULE* second = t.cell("M5B", "a >y");
+    t.instances(top, "i_M5A:M5A i_M5B:M5B");
     for (NLG_MODULE* m : {first, second}) {
-        t.port(m, "a", NLG_IPORT::INPUT);
-        t.port(m, "y", NLG_IPORT::OUTPUT);
-        t.instance(top, std::string("i_") + UTIL::fast_name(m->get_name()), m);
-    }
-    for (NLG_MODULE* m : {first, second}) {
-        PB::ICDB::MODULE& r = t.rec(m);
-        r.set_level(PB::ICDB::MODULE::PRIM_MUX);
-        r.set_mux_index(5);
+        merge_text(t.rec(m), "level: PRIM_MUX mux_index: 5");
         t.set_mux(m, true, false, {{0, 1}});
-        r.mutable_paths(0)->set_is_hipi_path(true);
+        t.rec(m).mutable_paths(0)->set_is_hipi_path(true);
     }
 
     std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(t.graph().create_hmodules());
@@ -34,20 +29,19 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
     UTIL::TLBLOCKS_BUILDER tlblocks;
     tlblocks.set_hierarchy(&hierarchy);
     tlblocks.set_symbol_file(&file);
-    testing::internal::CaptureStdout();
-    PB::MUX_DESCRIPTIONS d = fab_collect_mux_descriptions(&t.graph(), &t.annotations(), &tlblocks);
-    std::string notices = testing::internal::GetCapturedStdout();
-    std::string unknown;
-    for (int i = 0; i < 5; ++i)
+    PB::MUX_DESCRIPTIONS d;
+    const std::string notices = stdout_of(
+        [&] { d = fab_collect_mux_descriptions(&t.graph(), &t.annotations(), &tlblocks); });
+    std::string unknown, gaps;
+    for (int i = 0; i < 5; ++i) {
         unknown += "mux_descriptions { is_template: false name: \"<UNKNOWN_MUX>\" } ";
+        gaps += "Unknown description for mux_index = " + std::to_string(i) + "\n";
+    }
     EXPECT_EQ(
         d.ShortDebugString(),
         unknown +
             "mux_descriptions { is_template: true name: \"M5A\" mux_ipaths { in: 0 out: 1 } }");
-    EXPECT_EQ(notices,
-              "Unknown description for mux_index = 0\nUnknown description for mux_index = 1\n"
-              "Unknown description for mux_index = 2\nUnknown description for mux_index = 3\n"
-              "Unknown description for mux_index = 4\n");
+    EXPECT_EQ(notices, gaps);
     EXPECT_EQ(tlblocks.get_mux_index(static_cast<uint32_t>(first->get_index())), 5u);
     EXPECT_EQ(tlblocks.get_mux_index(static_cast<uint32_t>(second->get_index())), 5u);
 
@@ -59,11 +53,8 @@ TEST(TranslateFeed, MuxDescriptionsByIndexAndGlobalTypes) {
 
     const GLOBAL_GID_TYPES types = fab_global_gid_types(t.graph().get_symbol_table());
     ASSERT_EQ(types.size(), 28u);
-    EXPECT_EQ(UTIL::fast_name(types[0].first), "LL");
-    EXPECT_EQ(UTIL::fast_name(types[13].first), "HIPI_LATCH");
-    EXPECT_EQ(types[13].second, -1);
-    EXPECT_EQ(UTIL::fast_name(types[14].first), "H");
-    EXPECT_EQ(types[14].second, 2);
-    EXPECT_EQ(UTIL::fast_name(types[27].first), "V");
-    EXPECT_EQ(types[27].second, 32);
+    std::string named;
+    for (int k : {0, 13, 14, 27})
+        named += UTIL::fast_name(types[k].first) + std::to_string(types[k].second) + " ";
+    EXPECT_EQ(named, "LL-1 HIPI_LATCH-1 H2 V32 ");
 }

@@ -111,10 +111,7 @@ struct SMALL_DB {
     void add_gid(const std::string& path, uint32_t x, uint32_t y, uint32_t i, int re_class,
                  int direction = 0) {
         UTIL::BASE_GID_CONVERTER c;
-        c.set_x(x);
-        c.set_y(y);
-        c.set_z(0);
-        c.set_i(i);
+        c.set_fields(x, y, 0, i, PB::GID_TYPE::INVALID, NS_SYMBOL::SYM(), -1);
         m_translate->fill_gid_type_fields(c, re_class, direction, sym("BLK"),
                                           PB::MUX_DESCRIPTION::H, 2);
         m_translate->add_gid(node(path), c);

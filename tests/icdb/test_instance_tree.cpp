@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,22 +20,18 @@ using NLG_TEST::BUILDER;
 // top (0): a0, a1 : blk; blk (1): c0, c1 : cell; cell (2): port p in.
 NLG_GRAPH* make_graph() {
     BUILDER b;
-    NLG_MODULE* top = b.module("top", 0, 2);
-    NLG_MODULE* blk = b.module("blk", 0, 2);
-    NLG_MODULE* cell = b.module("cell", 1, 0);
-    b.port(cell, "p", NLG_IPORT::INPUT);
-    b.instance(top, "a0", blk);
-    b.instance(top, "a1", blk);
-    b.instance(blk, "c0", cell);
-    b.instance(blk, "c1", cell);
+    NLG_MODULE* top = b.cell("top", "", 2);
+    NLG_MODULE* blk = b.cell("blk", "", 2);
+    b.cell("cell", "p");
+    b.instances(top, "a0:blk a1:blk");
+    b.instances(blk, "c0:cell c1:cell");
     return b.graph();
 }
 
 PB::ICDB::FLAT_INSTANCE record(int row, int col, const std::string& uid) {
     PB::ICDB::FLAT_INSTANCE r;
-    r.mutable_bposition()->set_row(row);
-    r.mutable_bposition()->set_col(col);
-    if (!uid.empty()) r.set_uid(uid);
+    merge_text(r, "bposition { row: " + std::to_string(row) + " col: " + std::to_string(col) +
+                      " }" + (uid.empty() ? "" : " uid: '" + uid + "'"));
     return r;
 }
 
@@ -127,8 +122,8 @@ TEST(InstanceTree, StoreSortedAppendingWithSectorsAndBounds) {
     EXPECT_EQ(f.annss->get_icdb().get_graph().ShortDebugString(), "max_brow: 3 max_bcol: 8");
     NLG_ICDB_ANNS& icdb = f.annss->get_icdb();
     EXPECT_FALSE(top.has_level());
-    EXPECT_EQ(icdb.get_module(*f.graph->get_module(1)).level(), PB::ICDB::MODULE::SECTOR);
-    EXPECT_EQ(icdb.get_module(*f.graph->get_module(2)).level(), PB::ICDB::MODULE::SECTOR);
+    for (int m : {1, 2})
+        EXPECT_EQ(icdb.get_module(*f.graph->get_module(m)).level(), PB::ICDB::MODULE::SECTOR);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 // are written, read back and compared.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 #include <string>
 
@@ -48,9 +47,7 @@ std::string name_of(const PB::SYMBOL& symbol) {
 template <class PASS>
 std::string run_pass(PASS pass, const std::string& text) {
     std::istringstream in(text);
-    testing::internal::CaptureStdout();
-    pass(in);
-    return testing::internal::GetCapturedStdout();
+    return stdout_of([&] { pass(in); });
 }
 
 }  // namespace
@@ -264,51 +261,44 @@ TEST(AnnotationGen, DeviceThroughEveryPass) {
     std::istringstream insert("ROUTE p LEIM\n");
     std::string mux_text = d.mux_file();
     std::istringstream mux(mux_text);
-    testing::internal::CaptureStdout();
-    gen.run(&top, &map, &flyover, &insert, mux);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out, "setting spare row flyover to out on port in[0]\n");
+    EXPECT_EQ(stdout_of([&] { gen.run(&top, &map, &flyover, &insert, mux); }),
+              "setting spare row flyover to out on port in[0]\n");
 
-    // BLC records.
-    const PB::ICDB::MODULE& bl = d.m_blc.rec(d.m_blogic);
-    EXPECT_EQ(name_of(bl.logical_name()), "LOGIC");
-    EXPECT_EQ(bl.level(), PB::ICDB::MODULE::TOP_LEVEL_IP);
-    EXPECT_EQ(bl.pnr_width(), 2);
-    EXPECT_EQ(bl.pnr_height(), 1);
-    EXPECT_TRUE(bl.has_port_with_re());
+    // The records as lines, logical names by name (implementations: see IcdToPnrMapping).
+    auto line = [](auto r) {
+        const std::string name = r.has_logical_name() ? name_of(r.logical_name()) + " " : "";
+        r.clear_logical_name();
+        return name + r.ShortDebugString() + "\n";
+    };
+    PB::ICDB::MODULE bl = d.m_blc.rec(d.m_blogic), rl = d.m_rtl.rec(d.m_logic);
+    bl.clear_logical_impl();
+    rl.clear_logical_impl();
+    std::string records = line(bl) + line(rl);
+    // Atoms: core a, y and the internal mux's i, o; then the BLC block's ports, whose twins on
+    // the RTL side carry their RE; the RTL port without a twin has none.
+    for (NLG_MODULE* m : {d.m_bcore, d.m_bimux})
+        for (int p = 0; p < 2; ++p) records += line(d.m_blc.rec(m->port(p)));
+    for (int p = 0; p < 3; ++p) records += line(d.m_blc.rec(d.m_blogic->port(p)));
+    for (int p = 0; p < 4; ++p) records += line(d.m_rtl.rec(d.m_logic->port(p)));
+    EXPECT_EQ(records,
+              "LOGIC pnr_height: 1 pnr_width: 2 level: TOP_LEVEL_IP has_port_with_re: true\n"
+              "LOGIC is_routing: false pnr_height: 1 pnr_width: 2 level: TOP_LEVEL_IP "
+              "has_port_with_re: true\n"
+              "a re_name: ATOM_INPUT re_index: 3 is_route_type_normal: true\n"
+              "y re_name: ATOM_OUTPUT re_index: 4 is_route_type_normal: true\n"
+              "i re_name: BLC_INTERNAL_RE re_index: 5 is_route_type_normal: true\n"
+              "o is_route_type_normal: false\n"
+              "bin[0] re_name: BLOCK_PORT re_index: 0 is_route_type_normal: true\n"
+              "bin[1] re_name: BLOCK_PORT re_index: 1 is_route_type_normal: true\n"
+              "bout re_name: BLOCK_PORT re_index: 2 is_route_type_normal: true\n"
+              "bin[0] re_name: BLOCK_PORT re_index: 0 is_route_type_normal: true "
+              "spare_row_flyover_out: 2\n"
+              "bin[1] re_name: BLOCK_PORT re_index: 1 is_route_type_normal: true\n"
+              "bout re_name: BLOCK_PORT re_index: 2 is_route_type_normal: true\n"
+              "\n");
     EXPECT_EQ(d.m_blc.rec(d.m_bimux).level(), PB::ICDB::MODULE::PRIM_MUX);
     EXPECT_EQ(d.m_blc.rec(d.m_blogic->instance(0)).pnr_x(), 1);
     EXPECT_EQ(d.m_blc.rec(d.m_blogic->instance(1)).pnr_z(), 1);
-    const MT::MUXTYPE blc_types[][2] = {{MT::ATOM_INPUT, MT::ATOM_OUTPUT},
-                                        {MT::BLC_INTERNAL_RE, MT::UNKNOWN}};
-    NLG_MODULE* atoms[] = {d.m_bcore, d.m_bimux};
-    for (int m = 0; m < 2; ++m) {
-        for (int p = 0; p < 2; ++p) {
-            const PB::ICDB::APORT& r = d.m_blc.rec(atoms[m]->port(p));
-            EXPECT_EQ(r.has_re_name(), blc_types[m][p] != MT::UNKNOWN);
-            if (r.has_re_name()) {
-                EXPECT_EQ(r.re_name(), blc_types[m][p]);
-            }
-            EXPECT_EQ(r.is_route_type_normal(), m == 0 || p == 0);
-        }
-    }
-    EXPECT_EQ(d.m_blc.rec(d.m_bcore->port(1)).re_index(), 4);
-
-    // RTL records: block ports carry their BLC twin's RE; the mux cell is a primitive mux.
-    const PB::ICDB::MODULE& rl = d.m_rtl.rec(d.m_logic);
-    EXPECT_EQ(rl.pnr_width(), 2);
-    EXPECT_EQ(rl.pnr_height(), 1);
-    const char* logical[] = {"bin[0]", "bin[1]", "bout"};
-    for (int p = 0; p < 3; ++p) {
-        const PB::ICDB::APORT& r = d.m_rtl.rec(d.m_logic->port(p));
-        EXPECT_EQ(name_of(r.logical_name()), logical[p]);
-        EXPECT_EQ(r.re_name(), MT::BLOCK_PORT);
-        EXPECT_EQ(r.re_index(), p);
-        EXPECT_TRUE(r.is_route_type_normal());
-        EXPECT_EQ(d.m_blc.rec(d.m_blogic->port(p)).re_index(), p);
-    }
-    EXPECT_EQ(d.m_rtl.rec(d.m_logic->port(0)).spare_row_flyover_out(), 2);
-    EXPECT_FALSE(d.m_rtl.rec(d.m_logic->port(3)).has_re_name());
     EXPECT_EQ(d.m_rtl.rec(d.m_mux).level(), PB::ICDB::MODULE::PRIM_MUX);
     EXPECT_EQ(d.m_rtl.rec(d.m_mux).mux_desc().dir(), PB::ICDB::NET::LEFT);
     EXPECT_EQ(d.m_rtl.rec(d.m_route->port(0)).re_name(), MT::LEIM);
@@ -332,9 +322,7 @@ TEST(AnnotationGen, CriticalWarnings) {
     DEVICE d(blc_with("icd_port_name: \"out\"", "icd_port_name: \"gone\""));
     NLG_ANNOTATION_GEN gen = d.gen();
     std::istringstream top("LOGIC_BOX 0\n"), map("LOGIC_BOX logic default\n"), mux(d.mux_file());
-    testing::internal::CaptureStdout();
-    gen.run(&top, &map, nullptr, nullptr, mux);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdout_of([&] { gen.run(&top, &map, nullptr, nullptr, mux); }),
               "Critical Warning: top-level icd_port gone on module LOGIC_BOX specified in BLC can "
               "not be found in RTL!\n"
               "Critical Warning: There are mismatches between BLC ports and RTL ports on block "

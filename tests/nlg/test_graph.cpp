@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 
+#include "print_form.h"
 #include "nlg/nlg_graph.h"
 #include "nlg_sample_graphs.h"
 
@@ -30,12 +30,7 @@ TEST(NlgId, PacksKindAndSerialAndFileLines) {
     EXPECT_FATAL(NLG_FILELINE(1, 0x100000), "Line number cannot be greater than 0x000FFFFF");
     std::unique_ptr<NLG_GRAPH> g(make_small_graph());
     EXPECT_EQ(f.get_file(*g).get_name(), "f3");
-    try {
-        NLG_FILELINE(4, 1).get_file(*g);
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
-    }
+    expect_out_of_range([&] { NLG_FILELINE(4, 1).get_file(*g); }, "invalid vector<T> subscript");
 }
 
 TEST(NlgGraph, ModuleWithoutObjectsHasNoVectors) {

@@ -180,9 +180,7 @@ TEST(NlgCheckIds, ReportsEachFinding) {
     g.net(top, "n", NLG_ID(NLG_ID::NET, 0));
     g.net(top, "k", NLG_ID(NLG_ID::INSTANCE, 5));
 
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(g.graph().check_ids());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(g.graph().check_ids()); }),
               "module top's id(2000000) has wrong type\n"
               "duplicated IDs found for port a(2000000)\n"
               "port b's id(3000000) has wrong type\n"
@@ -194,9 +192,7 @@ TEST(NlgCheckIds, ReportsEachFinding) {
               "module id index is 7, module index is 1\n");
 
     std::unique_ptr<NLG_GRAPH> clean(build(nullptr));
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(clean->check_ids());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(stdout_of([&] { EXPECT_TRUE(clean->check_ids()); }), "");
 }
 
 TEST(NlgCompareGraphs, NamesTheFirstDifference) {

@@ -21,10 +21,6 @@ namespace {
 using LOG = std::vector<std::string>;
 using NLG_TEST::BUILDER;
 
-std::string text(NS_SYMBOL::SYM s) {
-    return s.str();
-}
-
 // Logs every event as one line: "+G", "+M top", "+I s0/b0", "+P leaf.a", "+R x0.a", and the
 // exits with "-". With details, instance lines carry the uid and the spare-row mark; paths in
 // m_position_at also carry the position read at instance enter.
@@ -42,7 +38,7 @@ class RECORDER : public TSL_VISITOR_BASE {
         std::string p;
         for (NLG_IINSTANCE* i : m_traverse->get_hier_blks()) {
             if (!p.empty()) p += "/";
-            p += text(i->get_name());
+            p += i->get_name().str();
         }
         return p;
     }
@@ -50,11 +46,11 @@ class RECORDER : public TSL_VISITOR_BASE {
     void enter_graph(NLG_IGRAPH&) override { m_log.push_back("+G"); }
     void exit_graph(NLG_IGRAPH&) override { m_log.push_back("-G"); }
     void enter_module(NLG_IMODULE& m) override {
-        m_log.push_back("+M " + text(m.get_name()));
+        m_log.push_back("+M " + m.get_name().str());
         if (m_ask_root && m_traverse->get_hier_blks().empty())
-            m_roots.push_back(text(m_traverse->get_root()->get_name()));
+            m_roots.push_back(m_traverse->get_root()->get_name().str());
     }
-    void exit_module(NLG_IMODULE& m) override { m_log.push_back("-M " + text(m.get_name())); }
+    void exit_module(NLG_IMODULE& m) override { m_log.push_back("-M " + m.get_name().str()); }
     void enter_instance(NLG_IINSTANCE& i) override {
         const std::string p = place(i);
         m_nodes[p] = m_traverse->get_node();
@@ -76,17 +72,17 @@ class RECORDER : public TSL_VISITOR_BASE {
   private:
     // The flat walk keeps no stack: an instance there stands for itself.
     std::string place(NLG_IINSTANCE& i) const {
-        return m_traverse->get_hier_blks().empty() ? text(i.get_name()) : path();
+        return m_traverse->get_hier_blks().empty() ? i.get_name().str() : path();
     }
     std::string details() const {
         if (!m_details) return "";
         return " u=" + m_traverse->get_uid() + (m_traverse->is_spare_row() ? " spare" : "");
     }
     static std::string port_name(NLG_IPORT& p) {
-        return text(p.get_parent()->get_name()) + "." + text(p.get_name());
+        return p.get_parent()->get_name().str() + "." + p.get_name().str();
     }
     static std::string ref_name(NLG_IPORT_REF& r) {
-        return text(r.get_instance()->get_name()) + "." + text(r.get_port()->get_name());
+        return r.get_instance()->get_name().str() + "." + r.get_port()->get_name().str();
     }
 };
 
@@ -95,7 +91,7 @@ class POSITION_AT_EXIT : public TSL_VISITOR_BASE {
   public:
     explicit POSITION_AT_EXIT(std::string name) : m_name(std::move(name)) {}
     void exit_instance(NLG_IINSTANCE& i) override {
-        if (text(i.get_name()) == m_name) m_traverse->get_position();
+        if (i.get_name().str() == m_name) m_traverse->get_position();
     }
 
   private:
@@ -378,20 +374,14 @@ struct SIZED {
         annss.reset(new NLG_ANNSS(*graph));
         annss->add_type(PB::ANNS::ICDB);
         NLG_ICDB_ANNS& icdb = annss->get_icdb();
-        at(icdb.get_instance(*top->instance(0)), 0, 0);
-        at(icdb.get_instance(*top->instance(1)), 3, 1);
-        at(icdb.get_instance(*blk->instance(0)), 0, 0);
-        at(icdb.get_instance(*blk->instance(1)), 1, 2);
-        icdb.get_module(*blk).set_pnr_width(10);
-        icdb.get_module(*mid).set_pnr_height(5);
-        icdb.get_module(*mid).set_pnr_width(4);
+        merge_text(icdb.get_instance(*top->instance(0)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");
+        merge_text(icdb.get_instance(*top->instance(1)), "pnr_x: 3 pnr_y: 1 pnr_z: 0");
+        merge_text(icdb.get_instance(*blk->instance(0)), "pnr_x: 0 pnr_y: 0 pnr_z: 0");
+        merge_text(icdb.get_instance(*blk->instance(1)), "pnr_x: 1 pnr_y: 2 pnr_z: 0");
+        merge_text(icdb.get_module(*blk), "pnr_width: 10");
+        merge_text(icdb.get_module(*mid), "pnr_height: 5 pnr_width: 4");
         // Something stale on a leaf is overwritten.
-        icdb.get_module(*leaf).set_pnr_height(7);
-    }
-    static void at(PB::ICDB::INSTANCE& record, int x, int y) {
-        record.set_pnr_x(x);
-        record.set_pnr_y(y);
-        record.set_pnr_z(0);
+        merge_text(icdb.get_module(*leaf), "pnr_height: 7");
     }
     void run() {
         TSL_BLOCK_SIZE_CALCULATOR calculator(annss.get());

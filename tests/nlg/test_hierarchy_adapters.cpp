@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "print_form.h"
 #include "nlg/nlg_graph_traverse.h"
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_hybrid_graph.h"
@@ -19,35 +20,22 @@ using namespace NLG_TEST;
 
 namespace {
 
-std::string name(NS_SYMBOL::SYM s) {
-    return s.get_name();
-}
-
 // One entry per module: name(instance:module ... | port/direction ...).
 std::string describe(const UTIL::IHIERARCHY::IMODULES& modules) {
     std::string text;
     for (uint32_t m = 0; m < modules.get_n_modules(); ++m) {
         const UTIL::IHIERARCHY::IMODULE* module = modules.get_module(m);
-        text += (m ? " " : "") + name(module->get_name()) + "(";
+        text += (m ? " " : "") + module->get_name().get_name() + "(";
         for (uint32_t i = 0; i < module->get_n_instances(); ++i)
-            text += name(module->get_instance(i)->get_name()) + ":" +
-                    name(module->get_instance(i)->get_module_name()) + " ";
+            text += module->get_instance(i)->get_name().get_name() + ":" +
+                    module->get_instance(i)->get_module_name().get_name() + " ";
         text += "|";
         for (uint32_t p = 0; p < module->get_n_ports(); ++p)
-            text += " " + name(module->get_port(p)->get_name()) + "/" +
+            text += " " + module->get_port(p)->get_name().get_name() + "/" +
                     std::to_string(module->get_port(p)->get_direction());
         text += ")";
     }
     return text;
-}
-
-void expect_subscript_error(const std::function<void()>& f) {
-    try {
-        f();
-        ADD_FAILURE() << "no out-of-range error";
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
-    }
 }
 
 std::unique_ptr<NLG_IGRAPH> hybrid_of(UNION_GRAPHS& u, TEST_MATCH& match) {
@@ -85,9 +73,9 @@ TEST(NlgHmodules, ShowsTheGraphByIndex) {
     EXPECT_EQ(modules->get_symbol_table(), g->get_symbol_table());
     EXPECT_EQ(describe(*modules), "top(u0:m0 u1:m1 | a/0 b/1 c/2) m0(u1:m1 | p/0) m1(| x/0 y/1)");
     const UTIL::IHIERARCHY::IMODULE* top = modules->get_module(0);
-    expect_subscript_error([&] { modules->get_module(3); });
-    expect_subscript_error([&] { top->get_instance(2); });
-    expect_subscript_error([&] { top->get_port(3); });
+    expect_out_of_range([&] { modules->get_module(3); }, "invalid vector<T> subscript");
+    expect_out_of_range([&] { top->get_instance(2); }, "invalid vector<T> subscript");
+    expect_out_of_range([&] { top->get_port(3); }, "invalid vector<T> subscript");
     // The hierarchy over it numbers as hand-checked.
     UTIL::HIERARCHY hierarchy(modules.get());
     EXPECT_EQ(hierarchy.get_num_nodes(), 12u);
@@ -136,8 +124,10 @@ TEST(NlgHymodules, UnionUnderEachMatch) {
             u.rtl->create_hymodules(u.blc.get(), &match));
         EXPECT_EQ(modules->get_symbol_table(), nullptr);
         EXPECT_EQ(describe(*modules), c.modules);
-        expect_subscript_error([&] { modules->get_module(modules->get_n_modules()); });
-        expect_subscript_error([&] { modules->get_module(1)->get_instance(2); });
+        expect_out_of_range([&] { modules->get_module(modules->get_n_modules()); },
+                            "invalid vector<T> subscript");
+        expect_out_of_range([&] { modules->get_module(1)->get_instance(2); },
+                            "invalid vector<T> subscript");
 
         testing::internal::CaptureStderr();
         std::unique_ptr<NLG_IGRAPH> hybrid = hybrid_of(u, match);

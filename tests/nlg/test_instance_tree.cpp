@@ -5,7 +5,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "nlg_sample_graphs.h"
 #include "print_form.h"
@@ -47,13 +46,10 @@ TEST(NlgInstanceTree, ForeignPortWarnsAndStillNumbers) {
     TREE_GRAPH t;
     std::unique_ptr<NLG_IINSTANCE_TREE> tree(t.g->create_instance_tree(false));
     // x belongs to m1, but the stack ends in m0: the node is that of m0's port 0, p.
-    testing::internal::CaptureStdout();
-    const uint64_t node = tree->get_node({t.u0}, t.m1->get_port(0));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Warning: port x, module m1 at /u0\n");
-    EXPECT_EQ(node, 5u);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(tree->get_node({}, t.m0->get_port(0)), 9u);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Warning: port p, module m0 at \n");
+    EXPECT_EQ(stdout_of([&] { EXPECT_EQ(tree->get_node({t.u0}, t.m1->get_port(0)), 5u); }),
+              "Warning: port x, module m1 at /u0\n");
+    EXPECT_EQ(stdout_of([&] { EXPECT_EQ(tree->get_node({}, t.m0->get_port(0)), 9u); }),
+              "Warning: port p, module m0 at \n");
 }
 
 TEST(NlgInstanceTree, PrintForms) {

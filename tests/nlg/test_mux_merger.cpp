@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
+#include "print_form.h"
 #include "ann/annss.h"
 #include "nlg/nlg_mux_merger.h"
 #include "nlg/nlg_mux_translator.h"
@@ -12,10 +12,16 @@
 
 namespace {
 
-struct WRAPPER_GRAPH {
+// A netlist with the mux translator that merges its wrappers.
+struct MERGE_GRAPH {
     NLG_TEST::TRACE_GRAPH t;
     NLG_MUX_TRANSLATOR translator;
+    std::string merge() {
+        return stdout_of([&] { translator.merge_muxes(&t.graph()); });
+    }
+};
 
+struct WRAPPER_GRAPH : MERGE_GRAPH {
     // top: w0, w1 of WRAP. WRAP: in0..in3 -> fs0, fs1 (first stages) -> ss -> drv -> out.
     WRAPPER_GRAPH(const std::string& stage_name = "SS", bool with_driver = true) {
         NLG_MODULE* top = t.module("top");
@@ -35,11 +41,6 @@ struct WRAPPER_GRAPH {
         translator.add_mux(stage_name, true, "\"H\"", "4", "\"R\"", false,
                            {"muxin0", "sel", "muxin1", "muxout"});
         translator.add_mux("DRV", true, "\"H\"", "1000", "\"R\"", false, {"drvin", "drvout"});
-    }
-    std::string merge() {
-        testing::internal::CaptureStdout();
-        translator.merge_muxes(&t.graph());
-        return testing::internal::GetCapturedStdout();
     }
 };
 
@@ -105,10 +106,7 @@ namespace {
 
 // top: w0 of HWRAP. HWRAP: tin0, tin1 -> tm (T stage) -> latch.clk; min0, min1 -> mm (M stage)
 // -> latch.din; latch.dout -> out. The latch is a first stage with a HIPI path from clk.
-struct HIPI_GRAPH {
-    NLG_TEST::TRACE_GRAPH t;
-    NLG_MUX_TRANSLATOR translator;
-
+struct HIPI_GRAPH : MERGE_GRAPH {
     explicit HIPI_GRAPH(bool with_m_stage) {
         NLG_MODULE* top = t.module("top");
         NLG_MODULE* wrap =
@@ -131,11 +129,6 @@ struct HIPI_GRAPH {
                                {"muxin0", "muxin1", "muxout"});
         }
         t.instances(top, "w0:HWRAP");
-    }
-    std::string merge() {
-        testing::internal::CaptureStdout();
-        translator.merge_muxes(&t.graph());
-        return testing::internal::GetCapturedStdout();
     }
 };
 

@@ -1,7 +1,6 @@
 // The mux translator: the naming table, the path rules of template and clock cells, the text
 // file and its assertions, the instance name rule, and applying a description to ICDB records.
 #include <gtest/gtest.h>
-#include <google/protobuf/text_format.h>
 
 #include <sstream>
 #include <string>
@@ -87,9 +86,8 @@ TEST(MuxTranslator, TemplatePortRules) {
         std::istringstream in(c.ports);
         for (std::string p; in >> p;) ports.push_back(p);
         NLG_MUX_TRANSLATOR translator;
-        testing::internal::CaptureStdout();
-        translator.add_mux(c.name, true, c.mux_class, "4", "\"R\"", false, ports);
-        std::string out = testing::internal::GetCapturedStdout();
+        const std::string out = stdout_of(
+            [&] { translator.add_mux(c.name, true, c.mux_class, "4", "\"R\"", false, ports); });
         const PB::MUX_DESCRIPTION& desc = translator.get_mux_descriptions().mux_descriptions(0);
         std::string paths;
         for (const std::string& p : paths_of(desc)) paths += (paths.empty() ? "" : " ") + p;
@@ -219,13 +217,12 @@ struct APPLY_GRAPH {
     }
     PB::MUX_DESCRIPTION desc(const std::string& text) {
         PB::MUX_DESCRIPTION d;
-        EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text, &d));
+        merge_text(d, text);
         return d;
     }
     std::string apply(const PB::MUX_DESCRIPTION& d, uint32_t index) {
-        testing::internal::CaptureStdout();
-        nlg_apply_mux_description(t.graph(), t.annotations().get_icdb(), d, index);
-        return testing::internal::GetCapturedStdout();
+        return stdout_of(
+            [&] { nlg_apply_mux_description(t.graph(), t.annotations().get_icdb(), d, index); });
     }
 };
 

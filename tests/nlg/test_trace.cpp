@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
+#include "print_form.h"
 #include "nlg/nlg_graph_trace.h"
 #include "nlg_builders.h"
 
@@ -214,17 +214,16 @@ TEST(Trace, BlcRuleWarnsAndMapsMuxInputs) {
     g.t.rec(g.lmux).set_level(PB::ICDB_MODULE::PRIM_MUX);
     g.t.graph().populate_fanin_fanout(g.annss());
     TSL_TRACER_FOR_BLC blc(g.annss());
-    testing::internal::CaptureStdout();
-    std::string res = run(blc, {g.mid0, g.b0}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(res, "/mid0:ti; ");
-    EXPECT_EQ(out, "");
+    EXPECT_EQ(stdout_of([&] {
+                  EXPECT_EQ(run(blc, {g.mid0, g.b0}, &TSL_RTL_ITRACE::trace_up_input, g.lb_i),
+                            "/mid0:ti; ");
+              }),
+              "");
     // Forward: top-level ports without RE warn and end; the input of a PRIM_MUX stands for its
     // output, port 0.
-    testing::internal::CaptureStdout();
-    res = run(blc, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti);
-    out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(res, "/mid0/p1:y; ");
+    const std::string out = stdout_of([&] {
+        EXPECT_EQ(run(blc, {g.mid0}, &TSL_RTL_ITRACE::trace_down_input, g.ti), "/mid0/p1:y; ");
+    });
     EXPECT_EQ(out.substr(0, out.find('\n') + 1),
               "Warning: top-level port i on module lb does not have an RE associated with it!\n");
     EXPECT_NE(out.find("\n/mid0/b0\n"), std::string::npos);
@@ -299,9 +298,9 @@ TEST(Trace, BadInput) {
     TSL_TRACED_PORT deep;
     deep.m_instances = {g.mid0, g.b1};
     deep.m_port = g.lb_i;
-    testing::internal::CaptureStdout();
-    EXPECT_FATAL(g.mid->add_fan_ports(*g.ti, false, {deep}), "t_re.m_instances.size() == 1");
-    testing::internal::GetCapturedStdout();
+    stdout_of([&] {
+        EXPECT_FATAL(g.mid->add_fan_ports(*g.ti, false, {deep}), "t_re.m_instances.size() == 1");
+    });
     TSL_TRACED_PORT foreign;
     foreign.m_port = g.lb_i;
     EXPECT_FATAL(g.mid->add_fan_ports(*g.ti, false, {foreign}),

@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "nlg/nlg_graph.h"
@@ -217,18 +218,19 @@ TEST(PrepImport, CountsAgreeWithTheJsonAndFilesAreStable) {
         for (uint32_t i = 0; i < graph.get_num_modules(); ++i) {
             const NLG_IMODULE* m = graph.get_module(static_cast<int32_t>(i));
             const JSON_COUNTS expected = recount(json["modules"][m->get_name().get_name()]);
-            EXPECT_EQ(m->get_num_ports(), expected.m_ports) << m->get_name().get_name();
-            EXPECT_EQ(m->get_num_instances(), expected.m_instances) << m->get_name().get_name();
-            EXPECT_EQ(m->get_num_nets(), expected.m_nets) << m->get_name().get_name();
+            EXPECT_EQ(
+                std::make_tuple(m->get_num_ports(), m->get_num_instances(), m->get_num_nets()),
+                std::make_tuple(expected.m_ports, expected.m_instances, expected.m_nets))
+                << m->get_name().get_name();
             sum.m_ports += m->get_num_ports();
             sum.m_instances += m->get_num_instances();
             sum.m_nets += m->get_num_nets();
         }
         EXPECT_EQ(json["modules"].size(), graph.get_num_modules() + 1);  // ghost_mux
-        EXPECT_EQ(importer.get_counts().m_modules, graph.get_num_modules());
-        EXPECT_EQ(importer.get_counts().m_ports, sum.m_ports);
-        EXPECT_EQ(importer.get_counts().m_instances, sum.m_instances);
-        EXPECT_EQ(importer.get_counts().m_nets, sum.m_nets);
+        const PREP_IMPORT_COUNTS& counts = importer.get_counts();
+        EXPECT_EQ(
+            std::make_tuple(counts.m_modules, counts.m_ports, counts.m_instances, counts.m_nets),
+            std::make_tuple(graph.get_num_modules(), sum.m_ports, sum.m_instances, sum.m_nets));
         EXPECT_EQ(sum.m_nets, 14u);  // by hand: 6 in the top, 8 in wrap
 
         // The file reads back to the same bytes, and a second import writes the same file.

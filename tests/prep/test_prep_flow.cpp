@@ -6,7 +6,6 @@
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <map>

@@ -5,6 +5,7 @@
 #include <google/protobuf/text_format.h>
 
 #include <sstream>
+#include <stdexcept>
 
 #include "util/util_indent.h"
 
@@ -22,6 +23,21 @@ void merge_text(google::protobuf::Message& message, const std::string& text) {
     google::protobuf::TextFormat::Parser parser;
     parser.AllowPartialMessage(true);
     EXPECT_TRUE(parser.MergeFromString(text, &message)) << text;
+}
+
+std::string stdout_of(const std::function<void()>& run) {
+    testing::internal::CaptureStdout();
+    run();
+    return testing::internal::GetCapturedStdout();
+}
+
+void expect_out_of_range(const std::function<void()>& run, const char* text) {
+    try {
+        run();
+        ADD_FAILURE() << "no out-of-range error, expected " << text;
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), text);
+    }
 }
 
 size_t count_of(const std::string& text, const std::string& what) {

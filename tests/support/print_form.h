@@ -30,5 +30,11 @@ std::string text_of(const T& object) {
 // parse fails the test.
 void merge_text(google::protobuf::Message& message, const std::string& text);
 
+// What `run` writes on standard output, which the test's log does not see.
+std::string stdout_of(const std::function<void()>& run);
+
+// Expects `run` to throw std::out_of_range whose text is `text`.
+void expect_out_of_range(const std::function<void()>& run, const char* text);
+
 // How often `what` occurs in `text`.
 size_t count_of(const std::string& text, const std::string& what);

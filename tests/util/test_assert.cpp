@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "print_form.h"
 #include "util/util_assert.h"
 #include "nlg_builders.h"
 #include "util/util_timer.h"
@@ -30,20 +31,10 @@ TEST(Assert, CheckedSubscriptsThrowStandardTexts) {
     EXPECT_EQ(UTIL::at(v, 1), 2);
     UTIL::at(v, 0) = 5;
     EXPECT_EQ(v[0], 5);
-    try {
-        UTIL::at(v, 2);
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
-    }
+    expect_out_of_range([&] { UTIL::at(v, 2); }, "invalid vector<T> subscript");
     std::unordered_map<int, int> m = {{1, 10}};
     EXPECT_EQ(UTIL::at_key(m, 1), 10);
-    try {
-        UTIL::at_key(m, 2);
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid unordered_map<K, T> key");
-    }
+    expect_out_of_range([&] { UTIL::at_key(m, 2); }, "invalid unordered_map<K, T> key");
 }
 
 TEST(Timer, ArithmeticAddsFiveHundredTicks) {

@@ -21,12 +21,7 @@ using UTIL::PB_TXT;
 namespace {
 
 FEDGE fe(uint64_t src, uint64_t dst, uint16_t ipath, uint16_t mux) {
-    FEDGE f;
-    f.m_src = src;
-    f.m_dst = dst;
-    f.m_ipath_index = ipath;
-    f.m_mux_index = mux;
-    return f;
+    return {src, dst, ipath, mux};
 }
 
 // A module's fedges from a plain vector.
@@ -290,7 +285,6 @@ TEST(EdgeCache, KeyIndexAgainstStdMap) {
         EXPECT_EQ(grown.size(), keys.size());
         UTIL::EC_INDEX sized;
         sized.reset(keys.size(), 3000000000u);  // positions need all 32 bits: no tag
-        std::vector<uint64_t> wide(keys.size());
         auto wide_at = [&keys](uint32_t p) { return keys[p - 2999990000u]; };
         for (size_t p = 0; p < keys.size(); ++p)
             sized.insert(keys[p], static_cast<uint32_t>(p + 2999990000u), wide_at);

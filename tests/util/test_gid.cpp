@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
-#include <memory>
 #include <sstream>
 
 #include "gid_grid.h"
@@ -151,9 +150,7 @@ TEST(Gid, TextReaderStopsOnBadInput) {
     auto read_into = [&](const char* text) {
         g.m_conv->reset();
         std::istringstream in(text);
-        testing::internal::CaptureStdout();
-        in >> *g.m_conv;
-        return testing::internal::GetCapturedStdout();
+        return stdout_of([&] { in >> *g.m_conv; });
     };
     EXPECT_EQ(read_into("H5:X3Y4Q0I2"),
               "xchar = Xychar = Yzchar = Qichar = Imissing x, y, z or i\n");
@@ -165,9 +162,7 @@ TEST(Gid, TextReaderStopsOnBadInput) {
     // A GID read that stopped leaves the converter reset, whose GID is out of range.
     std::istringstream bad("H5:X3Y4Q0I2");
     GID64 gid;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(bad >> gid, std::out_of_range);
-    testing::internal::GetCapturedStdout();
+    stdout_of([&] { EXPECT_THROW(bad >> gid, std::out_of_range); });
 }
 
 TEST(Gid, FactoryReplacesTheCurrentConverter) {

@@ -74,12 +74,8 @@ TEST(GidType, LengthAndClassPositions) {
     GID_TYPE_BUILDER& b = t.m_builder;
     EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 63), 0u);
     EXPECT_EQ(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), -1), 1u);
-    try {
-        b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 64);
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
-    }
+    expect_out_of_range([&] { b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), 64); },
+                        "invalid vector<T> subscript");
     EXPECT_THROW(b.add_gid_type(GID_TYPE::GLOBAL, t.sym("H"), -2), std::out_of_range);
     // Position 5 of 5 maps.
     EXPECT_THROW(b.add_gid_type(GID_TYPE::INVALID, t.sym("H"), -1), std::out_of_range);
@@ -133,12 +129,7 @@ TEST(GidType, TextReaderRulesAndExceptions) {
     expect("NOPE_RE", GID_TYPE::RE, SYM(t.m_table->get_unknown()), -1);
     expect("L7", GID_TYPE::GLOBAL, SYM(t.m_table->get_unknown()), -1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    try {
-        read_type("   ");
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid string position");
-    }
+    expect_out_of_range([] { read_type("   "); }, "invalid string position");
     // Writer and reader are not inverse for every type.
     TYPE odd = read_type(text_of(TYPE(GID_TYPE::GLOBAL, t.sym("LUT"), 4)));
     EXPECT_EQ(odd.get_name(), t.m_table->get_unknown());

@@ -282,16 +282,9 @@ TEST(Hierarchy, BadDescriptionsStopConstruction) {
          "IE .*util_hierarchy.cpp:[0-9]+  it != m_module_map.end\\(\\) \n"},
         {[](MEM_MODULES&) {}, "  modules_changed > 0 \n"},
         // A cycle beside a module that can be counted.
-        {[](MEM_MODULES& m) {
-             for (const char* name : {"top", "a", "b", "leaf"}) m.add_module(name);
-             m.add_instance(0, "u", "a");
-             m.add_instance(1, "u", "b");
-             m.add_instance(2, "u", "a");
-             m.add_instance(2, "v", "leaf");
-         },
+        {[](MEM_MODULES& m) { add_modules(m, "top: u:a; a: u:b; b: u:a v:leaf; leaf:"); },
          "  modules_changed > 0 \n"},
-        {[](MEM_MODULES& m) { m.add_instance(m.add_module("self"), "u", "self"); },
-         "  modules_changed > 0 \n"},
+        {[](MEM_MODULES& m) { add_modules(m, "self: u:self"); }, "  modules_changed > 0 \n"},
         // 1 + 2 * (2^62 - 1) is the 63-bit maximum; its one port overflows on the last addition.
         {[](MEM_MODULES& m) {
              const uint32_t top = m.add_module("top");

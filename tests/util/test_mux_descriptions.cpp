@@ -21,14 +21,10 @@ namespace {
 // Adds a description named `name` with the given (in, out) port-index paths.
 void add_mux(PB::MUX_DESCRIPTIONS& m, const std::string& name,
              const std::vector<std::pair<int, int>>& paths) {
-    PB::MUX_DESCRIPTION* d = m.add_mux_descriptions();
-    d->set_is_template(false);
-    d->set_name(name);
-    for (auto [in, out] : paths) {
-        PB::MUX_DESCRIPTION::IPATH* p = d->add_mux_ipaths();
-        p->set_in(in);
-        p->set_out(out);
-    }
+    std::string text = "mux_descriptions { is_template: false name: '" + name + "'";
+    for (auto [in, out] : paths)
+        text += " mux_ipaths { in: " + std::to_string(in) + " out: " + std::to_string(out) + " }";
+    merge_text(m, text + " }");
 }
 
 // Three descriptions: "mux4" (4 inputs to port 4, then inputs 0,1 also to port 5),
@@ -45,9 +41,7 @@ struct FIXTURE {
     UTIL::SYMBOL_TABLE* table = UTIL::symbol_tables().new_table();
     UTIL::SYMBOL_FILE file;
     FIXTURE() {
-        table->add("mux4");
-        table->add("empty");
-        table->add("not_a_mux");
+        for (const char* name : {"mux4", "empty", "not_a_mux"}) table->add(name);
         file.set_internal_const(table);
     }
 };
@@ -102,10 +96,7 @@ TEST(MuxDescription, PortUsedBothWays) {
     add_mux(m, "empty", {{0, 2}, {2, 3}});
     MUX_DESCRIPTIONS d;
     d.set_symbol_file(&f.file);
-    testing::internal::CaptureStdout();
-    d.set_pb_mux_descriptions(m);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out,
+    EXPECT_EQ(stdout_of([&] { d.set_pb_mux_descriptions(m); }),
               "WARNING: Mux Description: mux4 uses port 1 as input and output\n"
               "WARNING: Mux Description: mux4 uses port 1 as input and output\n");
     EXPECT_EQ(d.get_mux_description(0).get_port_type(1), IMUX_DESCRIPTION::P_INPUT);

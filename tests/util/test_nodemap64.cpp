@@ -208,43 +208,33 @@ TEST(NodeMap, RandomMapRoundTripsInBothFormats) {
     std::vector<uint64_t> absent;
     for (uint32_t x = 0; x < 8; ++x) absent.push_back(gids.h5(x, 5, 1, 5000));
 
-    // Before writing, the aliases moved the forward keys: a GID is known under its resource's
-    // driver, every driver of a multiply driven net knows it, an alias's own node knows none.
-    for (size_t n = 0; n < r.m_gids.size(); ++n) {
-        uint64_t c = 0, d = 0;
-        ASSERT_TRUE(r.m_map->get_nodes(c, d, r.m_gids[n]));
-        EXPECT_EQ(c, r.m_nodes[n]);
-        if (r.m_shared_drivers.count(d) == 0) {
-            EXPECT_EQ(r.m_map->get_gid(d), r.m_gids[n]);
-        } else {
-            EXPECT_EQ(r.m_map->get_driver_node(r.m_map->get_gid(d)), d);
+    // The aliases moved the forward keys: a GID is known under its resource's driver, an
+    // alias's own node knows none. Before writing every driver of a multiply driven net knows
+    // it; after reading only the stored driver does, and a shared driver knows one of its GIDs,
+    // whose resource has that driver.
+    auto check = [&](NODEMAP64& map) {
+        for (size_t n = 0; n < r.m_gids.size(); ++n) {
+            uint64_t c = 0, d = 0, c1 = 0, d1 = 0;
+            ASSERT_TRUE(map.get_nodes(c, d, r.m_gids[n]));
+            ASSERT_TRUE(r.m_map->get_nodes(c1, d1, r.m_gids[n]));
+            EXPECT_EQ(c, r.m_nodes[n]);
+            EXPECT_EQ(d, d1);
+            if (r.m_shared_drivers.count(d) == 0) {
+                EXPECT_EQ(map.get_gid(d), r.m_gids[n]);
+            } else {
+                EXPECT_EQ(map.get_driver_node(map.get_gid(d)), d);
+            }
+            if (d != c) {
+                EXPECT_EQ(map.get_gid(c), NONE);
+            }
         }
-        if (d != c) {
-            EXPECT_EQ(r.m_map->get_gid(c), NONE);
-        }
-    }
+    };
+    check(*r.m_map);
     for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
         auto fresh = read_back(gids, written(*r.m_map, format), format);
         EXPECT_TRUE(fresh->is_sealed());
         EXPECT_EQ(fresh->get_n_cnodes(), r.m_gids.size());
-        for (size_t n = 0; n < r.m_gids.size(); ++n) {
-            uint64_t c1 = 0, d1 = 0, c2 = 0, d2 = 0;
-            ASSERT_TRUE(r.m_map->get_nodes(c1, d1, r.m_gids[n]));
-            ASSERT_TRUE(fresh->get_nodes(c2, d2, r.m_gids[n]));
-            EXPECT_EQ(c2, c1);
-            EXPECT_EQ(d2, d1);
-            // After reading, a GID is known under its stored driver only; a shared driver
-            // knows one of its GIDs, and that GID's resource has that driver.
-            uint64_t forward = fresh->get_gid(d1);
-            if (r.m_shared_drivers.count(d1) == 0) {
-                EXPECT_EQ(forward, r.m_gids[n]);
-            } else {
-                EXPECT_EQ(fresh->get_driver_node(forward), d1);
-            }
-            if (d1 != c1) {
-                EXPECT_EQ(fresh->get_gid(c1), NONE);
-            }
-        }
+        check(*fresh);
         // After reading, only the stored driver of a multiply driven net knows its GID.
         for (uint64_t second : r.m_second_drivers) {
             EXPECT_NE(r.m_map->get_gid(second), NONE);

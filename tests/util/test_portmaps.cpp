@@ -2,9 +2,6 @@
 // the one request, the file form through a symbol section, prints, fatal cases.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <sstream>
-
 #include "mem_modules.h"
 #include "nlg_builders.h"
 #include "mux.pb.h"
@@ -37,26 +34,15 @@ struct PORTMAPS_FIXTURE : MODULES_FIXTURE {
         m_tlblocks.add_instance(2, 11, sym("uid_b0"));
         m_tlblocks.finish();
         PB::MUX_DESCRIPTIONS message;
-        add_description(message, "C", {{0, 1, false}, {0, 1, false}, {5, 6, true}});
-        add_description(message, "B", {{0, 1, true}});
-        add_description(message, "<UNKNOWN_MUX>", {{0, 1, false}});
+        merge_text(message,
+                   "mux_descriptions { name: 'C' mux_ipaths { in: 0 out: 1 is_hipi_path: false }"
+                   "  mux_ipaths { in: 0 out: 1 is_hipi_path: false }"
+                   "  mux_ipaths { in: 5 out: 6 is_hipi_path: true } }"
+                   "mux_descriptions { name: 'B' mux_ipaths { in: 0 out: 1 is_hipi_path: true } }"
+                   "mux_descriptions { name: '<UNKNOWN_MUX>'"
+                   "  mux_ipaths { in: 0 out: 1 is_hipi_path: false } }");
         m_muxes.set_symbol_file(&m_file);
         m_muxes.set_pb_mux_descriptions(message);
-    }
-    struct PATH {
-        int in, out;
-        bool hipi;
-    };
-    static void add_description(PB::MUX_DESCRIPTIONS& message, const char* name,
-                                std::vector<PATH> paths) {
-        PB::MUX_DESCRIPTION* d = message.add_mux_descriptions();
-        d->set_name(name);
-        for (const PATH& p : paths) {
-            PB::MUX_DESCRIPTION::IPATH* ipath = d->add_mux_ipaths();
-            ipath->set_in(p.in);
-            ipath->set_out(p.out);
-            ipath->set_is_hipi_path(p.hipi);
-        }
     }
     PB::PORTMAPS::SPECIFICATIONS mux_ports_request() {
         PB::PORTMAPS::SPECIFICATIONS specs;
@@ -94,7 +80,8 @@ TEST(PortMaps, SpecificationOfMuxPorts) {
         "\"mux_ports_to_top_level_ip_ports\" parents_index: 0 children_index: 0 }");
 
     PB::MUX_DESCRIPTIONS bad;
-    PORTMAPS_FIXTURE::add_description(bad, "C", {{-1, 1, false}});
+    merge_text(bad,
+               "mux_descriptions { name: 'C' mux_ipaths { in: -1 out: 1 is_hipi_path: false } }");
     UTIL::MUX_DESCRIPTIONS bad_muxes;
     bad_muxes.set_symbol_file(&f.m_file);
     bad_muxes.set_pb_mux_descriptions(bad);

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <random>
-#include <sstream>
 
 #include "print_form.h"
 #include "util/util_range.h"

@@ -1,6 +1,7 @@
 // Unset fields read back as the defaults the schemas declare; wire numbers and extension
 // ranges that other writers of these files rely on.
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <google/protobuf/descriptor.h>
@@ -20,9 +21,8 @@ namespace {
 TEST(Schemas, UnsetFieldsReadAsDeclaredDefaults) {
     const PB::ICDB::INSTANCE inst;
     EXPECT_FALSE(inst.has_pnr_x());
-    EXPECT_EQ(-1, inst.pnr_x());
-    EXPECT_EQ(-1, inst.pnr_y());
-    EXPECT_EQ(-1, inst.pnr_z());
+    EXPECT_EQ(std::make_tuple(-1, -1, -1),
+              std::make_tuple(inst.pnr_x(), inst.pnr_y(), inst.pnr_z()));
     EXPECT_EQ(0.0f, inst.phys_x());
     EXPECT_EQ(std::string(), inst.SerializeAsString());  // defaults never travel
 
