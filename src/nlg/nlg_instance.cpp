@@ -24,15 +24,19 @@ static std::unique_ptr<std::vector<NLG_PORT_REF>> copy_portrefs(
 
 NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, NLG_ID id,
                            const NLG_FILELINE& fileline, uint32_t n_portrefs)
+    : NLG_INSTANCE(name, module, module ? module->get_num_ports() : 0, id, fileline) {
+    if (n_portrefs != 0) reserve_portrefs(n_portrefs);
+}
+
+NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, uint32_t n_definition_ports,
+                           NLG_ID id, const NLG_FILELINE& fileline)
     : m_parent(nullptr),
       m_module(module),
       m_id(id),
       m_name(name),
       m_index(-1),
-      m_port_to_portref(module ? module->get_num_ports() : 0, -1),
-      m_fileline(fileline) {
-    if (n_portrefs != 0) reserve_portrefs(n_portrefs);
-}
+      m_port_to_portref(n_definition_ports, -1),
+      m_fileline(fileline) {}
 
 NLG_INSTANCE::NLG_INSTANCE(const NLG_INSTANCE& other)
     : NLG_IINSTANCE(other),
@@ -137,7 +141,7 @@ void NLG_INSTANCE::add_portref(NLG_PORT* p, NLG_NET* net, NLG_ID id) {
     append_portref(NLG_PORT_REF(id, p, net, this), p->get_index());
 }
 
-void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id) {
+void NLG_INSTANCE::check_port_index(int32_t port_index) const {
     if (port_index < 0 || static_cast<size_t>(port_index) >= m_port_to_portref.size()) {
         std::string instance_name, module_name, parent_name;
         UTIL_FAIL(
@@ -147,6 +151,22 @@ void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id)
             slow_name(m_module ? m_module->get_name() : NS_SYMBOL::SYM(), module_name),
             slow_name(m_parent ? m_parent->get_name() : NS_SYMBOL::SYM(), parent_name));
     }
+}
+
+void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id) {
+    check_port_index(port_index);
     append_portref(NLG_PORT_REF(id, m_parent, port_index, net_index < 0 ? -1 : net_index, m_index),
                    port_index);
+}
+
+NLG_PORT_REF* NLG_INSTANCE::add_portref_unlisted(NLG_PORT* ports, int32_t port_index,
+                                                 int32_t net_index, NLG_ID id) {
+    check_port_index(port_index);
+    UTIL_ASSERT(m_parent);
+    NLG_PORT_REF portref(id, &ports[port_index], nullptr, this);
+    if (net_index >= 0) portref.m_net = m_parent->net(net_index);
+    if (!m_portrefs) m_portrefs.reset(new std::vector<NLG_PORT_REF>());
+    m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs->size());
+    m_portrefs->push_back(std::move(portref));
+    return &m_portrefs->back();
 }

@@ -12,6 +12,10 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
   public:
     NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, NLG_ID id, const NLG_FILELINE& fileline,
                  uint32_t n_portrefs);
+    // For a reader that keeps the definitions' port counts at hand: the same without reading
+    // the definition, which may be cold in cache.
+    NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, uint32_t n_definition_ports, NLG_ID id,
+                 const NLG_FILELINE& fileline);
     // A copy re-points its port references at itself; nets keep listing the originals.
     NLG_INSTANCE(const NLG_INSTANCE& other);
     NLG_INSTANCE(NLG_INSTANCE&& other) noexcept;
@@ -40,6 +44,11 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
     void add_portref(NLG_PORT* port, NLG_NET* net, NLG_ID id);
     // From numbers: a negative net index makes a reference that no net lists.
     void add_portref(int32_t port_index, int32_t net_index, NLG_ID id);
+    // The same for a reader that keeps the definitions' ports at hand (ports is the first of
+    // the definition's ports) and lists a whole body's references on their nets at once
+    // afterwards: the reference is not put on its net. Returns the stored reference.
+    NLG_PORT_REF* add_portref_unlisted(NLG_PORT* ports, int32_t port_index, int32_t net_index,
+                                       NLG_ID id);
     // References are pointed at by nets: reserve before adding so that they never move.
     void reserve_portrefs(size_t n);
 
@@ -54,6 +63,7 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
     friend class NLG_MODULE;
 
     void append_portref(const NLG_PORT_REF& portref, int32_t port_index);
+    void check_port_index(int32_t port_index) const;
 
     std::unique_ptr<std::vector<NLG_PORT_REF>> m_portrefs;
     NLG_MODULE* m_parent;

@@ -40,6 +40,7 @@ class NLG_NET : public NLG_INET {
     void add_portref(NLG_PORT_REF* pr);
     void add_portref(int32_t instance_index, int32_t portref_index);
     void reserve_ports(size_t n) { m_ports->reserve(n); }
+    void reserve_portrefs(size_t n) { m_portrefs->reserve(n); }
 
     NLG_MODULE* get_module() const { return m_parent; }
 
