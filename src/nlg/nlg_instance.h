@@ -34,9 +34,7 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
     NLG_IPORT_REF* get_portref(const NLG_IPORT* port) const override;
     NLG_IPORT_REF* get_portref(int32_t index) const override;
     int32_t get_portref_index(const NLG_IPORT_REF* portref) const override;
-    uint32_t get_num_portrefs() const override {
-        return m_portrefs ? static_cast<uint32_t>(m_portrefs->size()) : 0;
-    }
+    uint32_t get_num_portrefs() const override { return static_cast<uint32_t>(m_portrefs.size()); }
     bool is_leaf() const override;
 
     void set_name(NS_SYMBOL::SYM name) { m_name = name; }
@@ -65,12 +63,15 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
     void append_portref(const NLG_PORT_REF& portref, int32_t port_index);
     void check_port_index(int32_t port_index) const;
 
-    std::unique_ptr<std::vector<NLG_PORT_REF>> m_portrefs;
+    // Held in place, with a mark of whether the instance has a list of references at all (made
+    // when first reserved or added to): a graph has millions of instances.
+    std::vector<NLG_PORT_REF> m_portrefs;
     NLG_MODULE* m_parent;
     NLG_MODULE* m_module;
     NLG_ID m_id;
     NS_SYMBOL::SYM m_name;
     int32_t m_index;
+    bool m_has_portrefs;
     std::vector<int32_t> m_port_to_portref;
     NLG_FILELINE m_fileline;
 };
