@@ -19,7 +19,6 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <deque>
 #include <memory>
 #include <new>
 
@@ -92,11 +91,13 @@ bool NLG_GRAPH_READWRITE::read(NLG_GRAPH* graph, std::istream& stream, uint32_t 
     NLG_GRAPH_READ graph_read;
     graph_read.set_graph(graph);
     pb_read.begin(graph->get_symbol_table(), &graph_read);
-    // Read objects stay: the reader keeps pointing at the names of the symbol table's.
-    std::deque<PB::NLG::GRAPH_OBJ> objects;
+    // Read objects stay: the reader keeps pointing at the names of the symbol table's. They go
+    // into an arena: the definitions section alone holds a record per port, millions of them.
+    google::protobuf::Arena arena(message_arena());
     PB::NLG::MODULE_BODY body;
     while (!pb_read.terminated()) {
-        PB::NLG::GRAPH_OBJ& object = objects.emplace_back();
+        PB::NLG::GRAPH_OBJ& object =
+            *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH_OBJ>(&arena);
         if (!UTIL::read_message(&input, &object, format)) return false;
         bool streamed = object.type() == PB::NLG::GRAPH_OBJ::T_MODULE_BODIES &&
                         pb_read.has_names() && !object.has_module_bodies() &&
