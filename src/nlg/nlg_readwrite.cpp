@@ -678,7 +678,11 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
     for (const NLG_PORT_TO_NET& pair : port_to_nets) {
         stored->add_portref_unlisted(definition.m_ports, pair.first, pair.second,
                                      NLG_ID(NLG_ID::PORT_REF, m_portref_serial++));
-        if (pair.second >= 0) ++m_net_refs[static_cast<size_t>(pair.second)];
+        if (pair.second < 0) continue;
+        // A builder that adds nets after the instances began still gets its count.
+        size_t net = static_cast<size_t>(pair.second);
+        if (net >= m_net_refs.size()) m_net_refs.resize(net + 1, 0);
+        ++m_net_refs[net];
     }
     ++m_instance_count;
     ++m_instance_serial;
