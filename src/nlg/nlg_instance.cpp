@@ -13,26 +13,29 @@ static const char* slow_name(NS_SYMBOL::SYM symbol, std::string& buffer) {
 
 // A copy keeps the reservation of the original, so that a template reserved by its
 // constructor gives a stored instance whose references never move.
-static std::unique_ptr<std::vector<NLG_PORT_REF>> copy_portrefs(
-    const std::unique_ptr<std::vector<NLG_PORT_REF>>& portrefs) {
-    if (!portrefs) return nullptr;
-    std::unique_ptr<std::vector<NLG_PORT_REF>> copy(new std::vector<NLG_PORT_REF>());
-    copy->reserve(portrefs->capacity());
-    for (const NLG_PORT_REF& pr : *portrefs) copy->push_back(pr);
+static std::vector<NLG_PORT_REF> copy_portrefs(const std::vector<NLG_PORT_REF>& portrefs) {
+    std::vector<NLG_PORT_REF> copy;
+    copy.reserve(portrefs.capacity());
+    for (const NLG_PORT_REF& pr : portrefs) copy.push_back(pr);
     return copy;
 }
 
 NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, NLG_ID id,
                            const NLG_FILELINE& fileline, uint32_t n_portrefs)
+    : NLG_INSTANCE(name, module, module ? module->get_num_ports() : 0, id, fileline) {
+    if (n_portrefs != 0) reserve_portrefs(n_portrefs);
+}
+
+NLG_INSTANCE::NLG_INSTANCE(NS_SYMBOL::SYM name, NLG_MODULE* module, uint32_t n_definition_ports,
+                           NLG_ID id, const NLG_FILELINE& fileline)
     : m_parent(nullptr),
       m_module(module),
       m_id(id),
       m_name(name),
       m_index(-1),
-      m_port_to_portref(module ? module->get_num_ports() : 0, -1),
-      m_fileline(fileline) {
-    if (n_portrefs != 0) reserve_portrefs(n_portrefs);
-}
+      m_has_portrefs(false),
+      m_port_to_portref(n_definition_ports, -1),
+      m_fileline(fileline) {}
 
 NLG_INSTANCE::NLG_INSTANCE(const NLG_INSTANCE& other)
     : NLG_IINSTANCE(other),
@@ -42,10 +45,10 @@ NLG_INSTANCE::NLG_INSTANCE(const NLG_INSTANCE& other)
       m_id(other.m_id),
       m_name(other.m_name),
       m_index(other.m_index),
+      m_has_portrefs(other.m_has_portrefs),
       m_port_to_portref(other.m_port_to_portref),
       m_fileline(other.m_fileline) {
-    if (m_portrefs)
-        for (NLG_PORT_REF& pr : *m_portrefs) pr.m_instance = this;
+    for (NLG_PORT_REF& pr : m_portrefs) pr.m_instance = this;
 }
 
 NLG_INSTANCE::NLG_INSTANCE(NLG_INSTANCE&& other) noexcept
@@ -56,10 +59,10 @@ NLG_INSTANCE::NLG_INSTANCE(NLG_INSTANCE&& other) noexcept
       m_id(other.m_id),
       m_name(other.m_name),
       m_index(other.m_index),
+      m_has_portrefs(other.m_has_portrefs),
       m_port_to_portref(std::move(other.m_port_to_portref)),
       m_fileline(other.m_fileline) {
-    if (m_portrefs)
-        for (NLG_PORT_REF& pr : *m_portrefs) pr.m_instance = this;
+    for (NLG_PORT_REF& pr : m_portrefs) pr.m_instance = this;
 }
 
 NLG_INSTANCE::~NLG_INSTANCE() = default;
@@ -82,7 +85,7 @@ NLG_IMODULE* NLG_INSTANCE::get_module() const {
 }
 
 NLG_IPORT_REF* NLG_INSTANCE::get_portref(const NLG_IPORT* port) const {
-    if (port == nullptr || !m_portrefs) return nullptr;
+    if (port == nullptr || !m_has_portrefs) return nullptr;
     int32_t index = port->get_index();
     if (index < 0 || static_cast<size_t>(index) >= m_port_to_portref.size()) {
         std::string port_name, instance_name, module_name;
@@ -92,7 +95,7 @@ NLG_IPORT_REF* NLG_INSTANCE::get_portref(const NLG_IPORT* port) const {
                   slow_name(m_module ? m_module->get_name() : NS_SYMBOL::SYM(), module_name));
     }
     int32_t i = m_port_to_portref[static_cast<size_t>(index)];
-    return i < 0 ? nullptr : &(*m_portrefs)[static_cast<size_t>(i)];
+    return i < 0 ? nullptr : const_cast<NLG_PORT_REF*>(&m_portrefs[static_cast<size_t>(i)]);
 }
 
 NLG_IPORT_REF* NLG_INSTANCE::get_portref(int32_t index) const {
@@ -100,18 +103,18 @@ NLG_IPORT_REF* NLG_INSTANCE::get_portref(int32_t index) const {
 }
 
 NLG_PORT_REF* NLG_INSTANCE::portref(int32_t index) const {
-    static std::vector<NLG_PORT_REF> s_none;
-    return &UTIL::at(m_portrefs ? *m_portrefs : s_none, static_cast<size_t>(index));
+    return const_cast<NLG_PORT_REF*>(&UTIL::at(m_portrefs, static_cast<size_t>(index)));
 }
 
 NLG_PORT_REF* NLG_INSTANCE::portref_of_port(int32_t port_index) const {
     int32_t i = UTIL::at(m_port_to_portref, static_cast<size_t>(port_index));
-    return i < 0 ? nullptr : &(*m_portrefs)[static_cast<size_t>(i)];
+    return i < 0 ? nullptr : const_cast<NLG_PORT_REF*>(&m_portrefs[static_cast<size_t>(i)]);
 }
 
 int32_t NLG_INSTANCE::get_portref_index(const NLG_IPORT_REF* portref) const {
-    UTIL_ASSERT(m_portrefs);
-    return static_cast<int32_t>(static_cast<const NLG_PORT_REF*>(portref) - m_portrefs->data());
+    // Reads as the check on the list itself did when the list was made on first use.
+    UTIL_ASSERT_MSG(m_has_portrefs, "m_portrefs");
+    return static_cast<int32_t>(static_cast<const NLG_PORT_REF*>(portref) - m_portrefs.data());
 }
 
 bool NLG_INSTANCE::is_leaf() const {
@@ -120,15 +123,15 @@ bool NLG_INSTANCE::is_leaf() const {
 }
 
 void NLG_INSTANCE::reserve_portrefs(size_t n) {
-    if (!m_portrefs) m_portrefs.reset(new std::vector<NLG_PORT_REF>());
-    m_portrefs->reserve(n);
+    m_has_portrefs = true;
+    m_portrefs.reserve(n);
 }
 
 void NLG_INSTANCE::append_portref(const NLG_PORT_REF& portref, int32_t port_index) {
-    if (!m_portrefs) m_portrefs.reset(new std::vector<NLG_PORT_REF>());
-    m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs->size());
-    m_portrefs->push_back(portref);
-    if (portref.m_net) portref.m_net->add_portref(&m_portrefs->back());
+    m_has_portrefs = true;
+    m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs.size());
+    m_portrefs.push_back(portref);
+    if (portref.m_net) portref.m_net->add_portref(&m_portrefs.back());
 }
 
 void NLG_INSTANCE::add_portref(NLG_PORT* p, NLG_NET* net, NLG_ID id) {
@@ -137,7 +140,7 @@ void NLG_INSTANCE::add_portref(NLG_PORT* p, NLG_NET* net, NLG_ID id) {
     append_portref(NLG_PORT_REF(id, p, net, this), p->get_index());
 }
 
-void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id) {
+void NLG_INSTANCE::check_port_index(int32_t port_index) const {
     if (port_index < 0 || static_cast<size_t>(port_index) >= m_port_to_portref.size()) {
         std::string instance_name, module_name, parent_name;
         UTIL_FAIL(
@@ -147,6 +150,22 @@ void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id)
             slow_name(m_module ? m_module->get_name() : NS_SYMBOL::SYM(), module_name),
             slow_name(m_parent ? m_parent->get_name() : NS_SYMBOL::SYM(), parent_name));
     }
+}
+
+void NLG_INSTANCE::add_portref(int32_t port_index, int32_t net_index, NLG_ID id) {
+    check_port_index(port_index);
     append_portref(NLG_PORT_REF(id, m_parent, port_index, net_index < 0 ? -1 : net_index, m_index),
                    port_index);
+}
+
+NLG_PORT_REF* NLG_INSTANCE::add_portref_unlisted(NLG_PORT* ports, int32_t port_index,
+                                                 int32_t net_index, NLG_ID id) {
+    check_port_index(port_index);
+    UTIL_ASSERT(m_parent);
+    NLG_PORT_REF portref(id, &ports[port_index], nullptr, this);
+    if (net_index >= 0) portref.m_net = m_parent->net(net_index);
+    m_has_portrefs = true;
+    m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs.size());
+    m_portrefs.push_back(std::move(portref));
+    return &m_portrefs.back();
 }

@@ -176,8 +176,7 @@ void NLG_MODULE::add_instance_as(INSTANCE&& inst, bool reference) {
     NLG_INSTANCE& copy = m_instances->back();
     copy.m_parent = this;
     copy.m_index = index;
-    if (copy.m_portrefs)
-        for (NLG_PORT_REF& pr : *copy.m_portrefs) pr.m_parent = this;
+    for (NLG_PORT_REF& pr : copy.m_portrefs) pr.m_parent = this;
     NLG_MODULE* definition = copy.m_module;
     if (reference && definition) {
         if (!definition->m_references) definition->m_references.reset(new std::vector<REFERENCE>());

@@ -8,18 +8,13 @@
 #include "util/util_assert.h"
 
 NLG_NET::NLG_NET(NLG_ID id, NS_SYMBOL::SYM name, const NLG_FILELINE& fileline)
-    : m_parent(nullptr),
-      m_portrefs(new std::vector<NLG_PORT_REF*>()),
-      m_ports(new std::vector<NLG_PORT*>()),
-      m_id(id),
-      m_name(name),
-      m_fileline(fileline) {}
+    : m_parent(nullptr), m_id(id), m_name(name), m_fileline(fileline) {}
 
 NLG_NET::NLG_NET(const NLG_NET& other)
     : NLG_INET(other),
       m_parent(other.m_parent),
-      m_portrefs(new std::vector<NLG_PORT_REF*>(*other.m_portrefs)),
-      m_ports(new std::vector<NLG_PORT*>(*other.m_ports)),
+      m_portrefs(other.m_portrefs),
+      m_ports(other.m_ports),
       m_id(other.m_id),
       m_name(other.m_name),
       m_fileline(other.m_fileline) {}
@@ -39,15 +34,15 @@ NLG_IMODULE* NLG_NET::get_parent() const {
 }
 
 NLG_IPORT* NLG_NET::get_port(int32_t index) const {
-    UTIL_ASSERT_MSG(index >= 0 && static_cast<size_t>(index) < m_ports->size(),
-                    "Index is out of range 0 ~ %d", static_cast<int>(m_ports->size()) - 1);
-    return (*m_ports)[static_cast<size_t>(index)];
+    UTIL_ASSERT_MSG(index >= 0 && static_cast<size_t>(index) < m_ports.size(),
+                    "Index is out of range 0 ~ %d", static_cast<int>(m_ports.size()) - 1);
+    return m_ports[static_cast<size_t>(index)];
 }
 
 NLG_IPORT_REF* NLG_NET::get_portref(int32_t index) const {
-    UTIL_ASSERT_MSG(index >= 0 && static_cast<size_t>(index) < m_portrefs->size(),
-                    "Index is out of range 0 ~ %d", static_cast<int>(m_portrefs->size()) - 1);
-    return (*m_portrefs)[static_cast<size_t>(index)];
+    UTIL_ASSERT_MSG(index >= 0 && static_cast<size_t>(index) < m_portrefs.size(),
+                    "Index is out of range 0 ~ %d", static_cast<int>(m_portrefs.size()) - 1);
+    return m_portrefs[static_cast<size_t>(index)];
 }
 
 void NLG_NET::connect_port(int32_t port_index) {
@@ -59,7 +54,7 @@ void NLG_NET::connect_port(NLG_IPORT* port) {
     if (port == nullptr) return;
     UTIL_ASSERT(m_parent);
     NLG_PORT* p = static_cast<NLG_PORT*>(port);
-    m_ports->push_back(p);
+    m_ports.push_back(p);
     p->m_net_index = m_parent->get_net_index(this);
 }
 
@@ -70,12 +65,12 @@ void NLG_NET::connect(NLG_INSTANCE* instance, NLG_PORT* port) {
 
 void NLG_NET::add_portref(NLG_PORT_REF* pr) {
     UTIL_ASSERT(pr);
-    m_portrefs->push_back(pr);
+    m_portrefs.push_back(pr);
 }
 
 void NLG_NET::add_portref(int32_t instance_index, int32_t portref_index) {
     UTIL_ASSERT(m_parent);
     NLG_PORT_REF* pr = m_parent->instance(instance_index)->portref(portref_index);
     UTIL_ASSERT(pr);
-    m_portrefs->push_back(pr);
+    m_portrefs.push_back(pr);
 }

@@ -1,5 +1,5 @@
-// NLG_NET: a net of a module, held by value in its module's net vector. It owns the two vectors
-// that list the module ports and the port references it touches, but not what they point to.
+// NLG_NET: a net of a module, held by value in its module's net vector. It owns the two lists
+// of the module ports and the port references it touches, but not what they point to.
 #pragma once
 
 #include <memory>
@@ -27,8 +27,8 @@ class NLG_NET : public NLG_INET {
     const NLG_IFILELINE* get_fileline() const override { return &m_fileline; }
 
     NLG_IMODULE* get_parent() const override;
-    uint32_t get_num_ports() const override { return static_cast<uint32_t>(m_ports->size()); }
-    uint32_t get_num_portrefs() const override { return static_cast<uint32_t>(m_portrefs->size()); }
+    uint32_t get_num_ports() const override { return static_cast<uint32_t>(m_ports.size()); }
+    uint32_t get_num_portrefs() const override { return static_cast<uint32_t>(m_portrefs.size()); }
     NLG_IPORT* get_port(int32_t index) const override;
     NLG_IPORT_REF* get_portref(int32_t index) const override;
 
@@ -39,7 +39,8 @@ class NLG_NET : public NLG_INET {
     void connect(NLG_INSTANCE* instance, NLG_PORT* port);
     void add_portref(NLG_PORT_REF* pr);
     void add_portref(int32_t instance_index, int32_t portref_index);
-    void reserve_ports(size_t n) { m_ports->reserve(n); }
+    void reserve_ports(size_t n) { m_ports.reserve(n); }
+    void reserve_portrefs(size_t n) { m_portrefs.reserve(n); }
 
     NLG_MODULE* get_module() const { return m_parent; }
 
@@ -47,8 +48,9 @@ class NLG_NET : public NLG_INET {
     friend class NLG_MODULE;
 
     NLG_MODULE* m_parent;
-    std::unique_ptr<std::vector<NLG_PORT_REF*>> m_portrefs;
-    std::unique_ptr<std::vector<NLG_PORT*>> m_ports;
+    // Held in place: every net has both lists, and a graph has millions of nets.
+    std::vector<NLG_PORT_REF*> m_portrefs;
+    std::vector<NLG_PORT*> m_ports;
     NLG_ID m_id;
     NS_SYMBOL::SYM m_name;
     NLG_FILELINE m_fileline;

@@ -19,7 +19,6 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <deque>
 #include <memory>
 #include <new>
 
@@ -92,11 +91,13 @@ bool NLG_GRAPH_READWRITE::read(NLG_GRAPH* graph, std::istream& stream, uint32_t 
     NLG_GRAPH_READ graph_read;
     graph_read.set_graph(graph);
     pb_read.begin(graph->get_symbol_table(), &graph_read);
-    // Read objects stay: the reader keeps pointing at the names of the symbol table's.
-    std::deque<PB::NLG::GRAPH_OBJ> objects;
+    // Read objects stay: the reader keeps pointing at the names of the symbol table's. They go
+    // into an arena: the definitions section alone holds a record per port, millions of them.
+    google::protobuf::Arena arena(message_arena());
     PB::NLG::MODULE_BODY body;
     while (!pb_read.terminated()) {
-        PB::NLG::GRAPH_OBJ& object = objects.emplace_back();
+        PB::NLG::GRAPH_OBJ& object =
+            *google::protobuf::Arena::CreateMessage<PB::NLG::GRAPH_OBJ>(&arena);
         if (!UTIL::read_message(&input, &object, format)) return false;
         bool streamed = object.type() == PB::NLG::GRAPH_OBJ::T_MODULE_BODIES &&
                         pb_read.has_names() && !object.has_module_bodies() &&
@@ -596,6 +597,23 @@ void NLG_GRAPH_READ::begin_module_bodies(int32_t n_bodies) {
     UTIL_ASSERT(m_module_count == 0);
     UTIL_ASSERT(m_num_modules == 0);
     m_num_modules = n_bodies;
+    m_definitions.clear();
+    m_definitions.reserve(static_cast<size_t>(n_bodies));
+    for (int32_t i = 0; i < n_bodies; ++i) {
+        NLG_MODULE* module = m_graph->module(i);
+        uint32_t n_ports = module->get_num_ports();
+        m_definitions.push_back({module, n_ports != 0 ? module->port(0) : nullptr, n_ports});
+    }
+}
+
+const NLG_GRAPH_READ::DEFINITION& NLG_GRAPH_READ::definition(int32_t module_index) {
+    if (module_index >= 0 && static_cast<size_t>(module_index) < m_definitions.size())
+        return m_definitions[static_cast<size_t>(module_index)];
+    // Not in the table: the graph's checked access turns a bad index away.
+    NLG_MODULE* module = m_graph->module(module_index);
+    uint32_t n_ports = module ? module->get_num_ports() : 0;
+    m_other_definition = {module, n_ports != 0 ? module->port(0) : nullptr, n_ports};
+    return m_other_definition;
 }
 
 void NLG_GRAPH_READ::begin_module_body(int32_t module_index) {
@@ -640,14 +658,16 @@ void NLG_GRAPH_READ::begin_instances(int32_t n) {
     m_num_instances = n;
     m_module->reserve_instances(static_cast<size_t>(n));
     m_body_instances.emplace_back(m_module->get_id().get_serial(), 0);
+    m_first_instance = static_cast<int32_t>(m_module->get_num_instances());
+    m_net_refs.assign(m_module->get_num_nets(), 0);
 }
 
 void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
                                   std::vector<NLG_PORT_TO_NET>&& port_to_nets,
                                   const NLG_IFILELINE* fileline) {
-    NLG_MODULE* definition = m_graph->module(module_index);
-    NLG_INSTANCE instance(name, definition, NLG_ID(NLG_ID::INSTANCE, m_instance_serial),
-                          whole(fileline), 0);
+    const DEFINITION& definition = this->definition(module_index);
+    NLG_INSTANCE instance(name, definition.m_module, definition.m_num_ports,
+                          NLG_ID(NLG_ID::INSTANCE, m_instance_serial), whole(fileline));
     UTIL_ASSERT(!m_body_instances.empty());
     m_module->add_instance_unreferenced(std::move(instance));
     m_instance_definitions.push_back(module_index);
@@ -655,8 +675,15 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
     NLG_INSTANCE* stored =
         m_module->instance(static_cast<int32_t>(m_module->get_num_instances()) - 1);
     stored->reserve_portrefs(port_to_nets.size());
-    for (const NLG_PORT_TO_NET& pair : port_to_nets)
-        stored->add_portref(pair.first, pair.second, NLG_ID(NLG_ID::PORT_REF, m_portref_serial++));
+    for (const NLG_PORT_TO_NET& pair : port_to_nets) {
+        stored->add_portref_unlisted(definition.m_ports, pair.first, pair.second,
+                                     NLG_ID(NLG_ID::PORT_REF, m_portref_serial++));
+        if (pair.second < 0) continue;
+        // A builder that adds nets after the instances began still gets its count.
+        size_t net = static_cast<size_t>(pair.second);
+        if (net >= m_net_refs.size()) m_net_refs.resize(net + 1, 0);
+        ++m_net_refs[net];
+    }
     ++m_instance_count;
     ++m_instance_serial;
 }
@@ -664,8 +691,28 @@ void NLG_GRAPH_READ::add_instance(SYM name, int32_t module_index,
 void NLG_GRAPH_READ::end_instances() {
     UTIL_ASSERT(((int)m_module->get_num_instances()) == m_num_instances);
     UTIL_ASSERT(m_num_instances == m_instance_count);
+    list_portrefs();
     m_num_instances = 0;
     m_instance_count = 0;
+}
+
+// Each net's list grows once to its size, then takes the body's references in the order they
+// were added, the order that listing each as it came would give.
+void NLG_GRAPH_READ::list_portrefs() {
+    for (size_t k = 0; k < m_net_refs.size(); ++k) {
+        if (m_net_refs[k] == 0) continue;
+        NLG_NET* net = m_module->net(static_cast<int32_t>(k));
+        net->reserve_portrefs(net->get_num_portrefs() + m_net_refs[k]);
+    }
+    int32_t n = static_cast<int32_t>(m_module->get_num_instances());
+    for (int32_t i = m_first_instance; i < n; ++i) {
+        NLG_INSTANCE* instance = m_module->instance(i);
+        for (uint32_t k = 0; k < instance->get_num_portrefs(); ++k) {
+            NLG_PORT_REF* portref = instance->portref(static_cast<int32_t>(k));
+            if (portref->get_nlg_net()) portref->get_nlg_net()->add_portref(portref);
+        }
+    }
+    m_net_refs.clear();
 }
 
 void NLG_GRAPH_READ::begin_edges() {

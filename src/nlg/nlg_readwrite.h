@@ -36,6 +36,7 @@ class SYMBOL_TABLE;
 }
 class NLG_GRAPH;
 class NLG_MODULE;
+class NLG_PORT;
 
 // Port index and net index of one connected instance port; -1 is no net.
 using NLG_PORT_TO_NET = std::pair<int32_t, int32_t>;
@@ -285,6 +286,21 @@ class NLG_GRAPH_READ : public NLG_IGRAPH_READ {
     std::vector<std::pair<uint32_t, uint32_t>> m_body_instances;
     std::vector<int32_t> m_instance_definitions;
     void add_references();
+    // Each definition's port count and first port, by module index, taken once the definitions
+    // are in: an instance reads them here, from one small table, instead of from its definition.
+    struct DEFINITION {
+        NLG_MODULE* m_module;
+        NLG_PORT* m_ports;
+        uint32_t m_num_ports;
+    };
+    std::vector<DEFINITION> m_definitions;
+    DEFINITION m_other_definition = {nullptr, nullptr, 0};
+    const DEFINITION& definition(int32_t module_index);
+    // References go onto their nets once a body's instances are in, each net's list grown once:
+    // the first instance of the body, and the count of references of each net.
+    int32_t m_first_instance = 0;
+    std::vector<uint32_t> m_net_refs;
+    void list_portrefs();
 };
 
 // Message to and from a chain of frames, one module per frame. A failed step sticks.
