@@ -583,11 +583,22 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
     std::vector<NLG_IPORT*>& ports = m_ends.m_ports;
     open_paths.clear();
     ports.clear();
+    // The replayed bits of this mux, looked up once per word of 64 paths and kind of path
+    // (plain, HIPI), as the paths come in index order.
+    uint64_t replayed_words[2] = {0, 0};
+    int32_t replayed_at[2] = {-1, -1};
     for (int k = 0; k < an.paths_size(); ++k) {
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
-            const PENDING& pending = p.is_hipi_path() ? m_hipi_pending : m_pending;
-            if (!pending.m_paths.empty() && pending.m_paths.contains(mux_node, k)) continue;
+            const int kind = p.is_hipi_path() ? 1 : 0;
+            const PENDING& pending = kind ? m_hipi_pending : m_pending;
+            if (!pending.m_paths.empty()) {
+                if (replayed_at[kind] != k >> 6) {
+                    replayed_at[kind] = k >> 6;
+                    replayed_words[kind] = pending.m_paths.word(mux_node, k);
+                }
+                if (replayed_words[kind] & REPLAYED_PATHS::bit(k)) continue;
+            }
         }
         open_paths.push_back(k);
         ports.push_back(m->get_port(p.in()));

@@ -218,9 +218,13 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
         void insert(uint64_t mux_node, int32_t path) {
             *m_words.emplace(key(mux_node, path), 0).first |= bit(path);
         }
-        bool contains(uint64_t mux_node, int32_t path) const {
+        // The bits of the word of 64 paths that holds the path, 0 when none is set.
+        uint64_t word(uint64_t mux_node, int32_t path) const {
             const uint64_t* word = m_words.find(key(mux_node, path));
-            return word && (*word & bit(path)) != 0;
+            return word ? *word : 0;
+        }
+        static uint64_t bit(int32_t path) {
+            return uint64_t{1} << (static_cast<uint32_t>(path) & 63);
         }
         void erase(uint64_t mux_node, int32_t path) {
             const uint64_t k = key(mux_node, path);
@@ -236,9 +240,6 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
         static uint64_t key(uint64_t mux_node, int32_t path) {
             UTIL_ASSERT(mux_node >> 38 == 0);
             return mux_node << 26 | static_cast<uint32_t>(path) >> 6;
-        }
-        static uint64_t bit(int32_t path) {
-            return uint64_t{1} << (static_cast<uint32_t>(path) & 63);
         }
         UTIL::HASH64_MAP<uint64_t> m_words;
     };
