@@ -110,15 +110,21 @@ uint32_t fab_add_node(FAB::ROUTING_GRAPH::IBUILDER& builder, const NODE_IMPL& no
     return id;
 }
 
+namespace {
+
+// How many entries of the stack lead down to its deepest top-level block; 0 when none is one.
+size_t block_depth(NLG_ICDB_ANNS& anns, const FAB_INSTANCES& instances) {
+    for (size_t k = instances.size(); k > 0; --k)
+        if (anns.get_module(*instances[k - 1]->get_module()).level() == MODULE::TOP_LEVEL_IP)
+            return k;
+    return 0;
+}
+
+}  // namespace
+
 const PB::ICDB::FLAT_INSTANCE* find_flat_instance(ICDB::IINSTANCE_TREE* tree, NLG_ICDB_ANNS& anns,
                                                   const FAB_INSTANCES& instances) {
-    size_t keep = 0;
-    for (size_t k = instances.size(); k > 0; --k) {
-        if (anns.get_module(*instances[k - 1]->get_module()).level() == MODULE::TOP_LEVEL_IP) {
-            keep = k;
-            break;
-        }
-    }
+    const size_t keep = block_depth(anns, instances);
     // The prefix lives on the stack of this call; a thread-local buffer spares the allocation.
     static thread_local FAB_INSTANCES s_prefix;
     s_prefix.assign(instances.begin(), instances.begin() + static_cast<std::ptrdiff_t>(keep));
@@ -420,10 +426,25 @@ TSL_TRACED_PORT FAB_EDGE_GENERATOR::traced(const FAB_INSTANCES& instances, NLG_I
     return t;
 }
 
+// The instance tree does not change while edges are made, so an answer holds for the run.
 bool FAB_EDGE_GENERATOR::on_spare_row(const TSL_TRACED_PORT& port) const {
-    const PB::ICDB::FLAT_INSTANCE* flat = find_flat_instance(
-        m_state.m_instance_tree, m_state.m_rtl_annss->get_icdb(), port.m_instances);
-    return flat && flat->is_spare_row();
+    NLG_ICDB_ANNS& anns = m_state.m_rtl_annss->get_icdb();
+    const FAB_INSTANCES& instances = port.m_instances;
+    const size_t keep = block_depth(anns, instances);
+    uint64_t hash = keep;
+    for (size_t k = 0; k < keep; ++k)
+        hash = (hash ^ reinterpret_cast<uintptr_t>(instances[k])) * 0x9E3779B97F4A7C15ULL;
+    if (m_spare_rows.empty()) m_spare_rows.resize(SPARE_ROW_SLOTS);
+    SPARE_ROW_ANSWER& answer = m_spare_rows[(hash >> 32) % SPARE_ROW_SLOTS];
+    if (answer.m_valid && answer.m_block.size() == keep &&
+        std::equal(answer.m_block.begin(), answer.m_block.end(), instances.begin()))
+        return answer.m_spare;
+    const PB::ICDB::FLAT_INSTANCE* flat =
+        find_flat_instance(m_state.m_instance_tree, anns, instances);
+    answer.m_block.assign(instances.begin(), instances.begin() + static_cast<std::ptrdiff_t>(keep));
+    answer.m_valid = true;
+    answer.m_spare = flat && flat->is_spare_row();
+    return answer.m_spare;
 }
 
 uint32_t FAB_EDGE_GENERATOR::get_id(const FAB_INSTANCES& instances, NLG_IPORT* port) {

@@ -191,6 +191,18 @@ class FAB_EDGE_GENERATOR : public FAB_VISITOR_BASE {
     FAB_GENERATE_STATE& m_state;
     NLG_ICDB_ANNS* m_anns;
     std::unique_ptr<TSL_RTL_TRACER> m_tracer;
+
+  private:
+    // The answers of on_spare_row by block: the ends traced from one place lie in few blocks,
+    // and each answer otherwise costs a walk of the hierarchy and a look-up in the instance
+    // tree. A small table, one entry per slot, keyed by the instance stack down to the block.
+    struct SPARE_ROW_ANSWER {
+        FAB_INSTANCES m_block;
+        bool m_valid = false;
+        bool m_spare = false;
+    };
+    static constexpr size_t SPARE_ROW_SLOTS = 64;
+    mutable std::vector<SPARE_ROW_ANSWER> m_spare_rows;
 };
 
 // One traced mux path kept at the smallest module that holds both its ends, as offsets from
