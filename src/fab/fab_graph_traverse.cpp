@@ -505,26 +505,27 @@ FAB_CRF_EDGE_GENERATOR::FAB_CRF_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
 
 void FAB_CRF_EDGE_GENERATOR::enter_graph(NLG_IGRAPH& graph) {
     m_edge_cache.reserve(graph.get_num_modules());
+    m_edge_index.assign(graph.get_num_modules(), nullptr);
+    m_hipi_edge_index.assign(graph.get_num_modules(), nullptr);
 }
 
 void FAB_CRF_EDGE_GENERATOR::enter_instance(NLG_IINSTANCE& instance) {
     if (m_state.m_no_cache) return;
     const FAB_INSTANCES& path = m_traverse->get_hier_blks();
-    replay(m_edge_cache, m_pending, m_state.m_main_ids, instance.get_module(), path);
-    replay(m_hipi_edge_cache, m_hipi_pending, m_state.m_hipi_ids, instance.get_module(), path);
+    const NLG_IMODULE* m = instance.get_module();
+    replay(cached(m_edge_index, m), m_pending, m_state.m_main_ids, path);
+    replay(cached(m_hipi_edge_index, m), m_hipi_pending, m_state.m_hipi_ids, path);
 }
 
 // The id tables are far larger than the caches, so each look-up there misses the caches of the
 // processor. The edges of one path follow each other with one target, and a source feeds many
 // muxes: the last target is kept, and on a long entry the sources are kept in a small table of
 // this replay. The id tables do not change during a replay.
-void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
-                                    const NODE_ID_MAP& target, const NLG_IMODULE* module,
-                                    const FAB_INSTANCES& path) {
-    auto entry = cache.find(module);
-    if (entry == cache.end()) return;
+void FAB_CRF_EDGE_GENERATOR::replay(const std::vector<CACHED_EDGE>* entry, PENDING& pending,
+                                    const NODE_ID_MAP& target, const FAB_INSTANCES& path) {
+    if (!entry) return;
     const uint64_t base = m_state.m_main_ids.get_node(path, nullptr);
-    const std::vector<CACHED_EDGE>& edges = entry->second;
+    const std::vector<CACHED_EDGE>& edges = *entry;
     const bool keep_sources = edges.size() >= MIN_EDGES_TO_KEEP_SOURCES;
     UTIL::HASH64_MAP<uint32_t> sources;
     if (keep_sources) sources.reserve(edges.size() / 4);
@@ -557,11 +558,10 @@ void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
     }
 }
 
-void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
-                                    const NLG_IMODULE* module, uint64_t mux_node) {
-    auto entry = cache.find(module);
-    if (entry == cache.end()) return;
-    for (const CACHED_EDGE& e : entry->second) {
+void FAB_CRF_EDGE_GENERATOR::forget(const std::vector<CACHED_EDGE>* entry, PENDING& pending,
+                                    uint64_t mux_node) {
+    if (!entry) return;
+    for (const CACHED_EDGE& e : *entry) {
         const uint64_t k = mux_node + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path) {
             pending.m_paths.erase(k, e.m_path_index);
@@ -582,17 +582,17 @@ void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
         an.level() == MODULE::PRIM_MUX &&
         !(an.mux_desc().is_template() ? an.mux_desc().is_first_stage()
                                       : m_anns->get_instance(instance).mux_desc().is_first_stage());
-    const bool cached =
-        !m_state.m_no_cache && (m_edge_cache.count(m) != 0 || m_hipi_edge_cache.count(m) != 0);
+    const bool has_cached = !m_state.m_no_cache && (cached(m_edge_index, m) != nullptr ||
+                                                    cached(m_hipi_edge_index, m) != nullptr);
     // Most instances are neither muxes nor owners of cached edges: their node is not needed.
-    if (!is_mux && !cached) return;
+    if (!is_mux && !has_cached) return;
     const uint64_t mux_node = m_state.m_main_ids.get_node(path, nullptr);
     if (is_mux) make_paths(instance, an, path, mux_node);
     // The replayed paths of this instance are forgotten once its own paths are made: a path
     // between two ports of one mux is kept at the mux's own module and replayed into it.
     if (!m_state.m_no_cache) {
-        forget(m_edge_cache, m_pending, m, mux_node);
-        forget(m_hipi_edge_cache, m_hipi_pending, m, mux_node);
+        forget(cached(m_edge_index, m), m_pending, mux_node);
+        forget(cached(m_hipi_edge_index, m), m_hipi_pending, mux_node);
     }
 }
 
@@ -680,7 +680,14 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
                 whole = false;
         for (auto& kept : m_path_memo) {
             kept.second.m_whole_path = whole;
-            (is_hipi ? m_hipi_edge_cache : m_edge_cache)[kept.first].push_back(kept.second);
+            std::vector<CACHED_EDGE>& edges =
+                (is_hipi ? m_hipi_edge_cache : m_edge_cache)[kept.first];
+            edges.push_back(kept.second);
+            // The map's entries stay where they are as it grows, so the index may point at them.
+            CACHE_INDEX& index = is_hipi ? m_hipi_edge_index : m_edge_index;
+            const size_t at = static_cast<size_t>(kept.first->get_index());
+            if (at >= index.size()) index.resize(at + 1, nullptr);
+            index[at] = &edges;
         }
     }
 }

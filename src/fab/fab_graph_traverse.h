@@ -284,10 +284,17 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     // Traces the paths of a mux that no replay has made.
     void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
                     uint64_t mux_node);
-    void replay(const EDGE_CACHE& cache, PENDING& pending, const NODE_ID_MAP& target,
-                const NLG_IMODULE* module, const FAB_INSTANCES& path);
-    void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
-                uint64_t mux_node);
+    // The memo's entries of one module, by module index, or null: every instance of the walk
+    // asks for its module's, and most have none.
+    using CACHE_INDEX = std::vector<const std::vector<CACHED_EDGE>*>;
+    static const std::vector<CACHED_EDGE>* cached(const CACHE_INDEX& index,
+                                                  const NLG_IMODULE* module) {
+        const size_t at = static_cast<size_t>(module->get_index());
+        return at < index.size() ? index[at] : nullptr;
+    }
+    void replay(const std::vector<CACHED_EDGE>* edges, PENDING& pending, const NODE_ID_MAP& target,
+                const FAB_INSTANCES& path);
+    void forget(const std::vector<CACHED_EDGE>* edges, PENDING& pending, uint64_t mux_node);
     void find_ends(const FAB_INSTANCES& path);
     void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
                     const NLG_IPORT* port) const;
@@ -303,6 +310,8 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
 
     EDGE_CACHE m_edge_cache;
     EDGE_CACHE m_hipi_edge_cache;
+    CACHE_INDEX m_edge_index;
+    CACHE_INDEX m_hipi_edge_index;
     PENDING m_pending;
     PENDING m_hipi_pending;
     std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;
