@@ -501,6 +501,8 @@ FAB_CRF_EDGE_GENERATOR::FAB_CRF_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()),
       m_rebuild_path(state.m_main_ids.get_hierarchy()->create_path()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE_MUX>(state.m_rtl_annss));
+    // The node passes have set every merge type: the records stay as they are from here.
+    m_tracer->keep_port_flags();
 }
 
 void FAB_CRF_EDGE_GENERATOR::enter_graph(NLG_IGRAPH& graph) {
@@ -784,6 +786,7 @@ std::pair<const NLG_IMODULE*, CACHED_EDGE> FAB_CRF_EDGE_GENERATOR::memoise(
 FAB_INSERTED_EDGE_GENERATOR::FAB_INSERTED_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(state.m_rtl_annss));
+    m_tracer->keep_port_flags();
 }
 
 void FAB_INSERTED_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
@@ -822,6 +825,7 @@ void FAB_INSERTED_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
 FAB_FCD_EDGE_GENERATOR::FAB_FCD_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(state.m_rtl_annss));
+    m_tracer->keep_port_flags();
 }
 
 void FAB_FCD_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
@@ -1035,7 +1039,10 @@ FAB_MUX_TO_NODE_CACHE::FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss,
     : m_rtl_annss(rtl_annss),
       m_instance_tree(instance_tree),
       m_translate(translate),
-      m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {}
+      m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {
+    // It runs after the node passes, which set the merge types: the records stay as they are.
+    m_tracer->keep_port_flags();
+}
 
 void FAB_MUX_TO_NODE_CACHE::exit_instance(NLG_IINSTANCE& instance) {
     TSL_ITRAVERSE* walk = checked_traverse("TSL_MCFS_GENERATOR");
