@@ -84,11 +84,10 @@ void TSL_TOP_IP_GENERATOR::add_top_level_block(NLG_IINSTANCE& instance, uint64_t
 
 // Working state of generate
 
-FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy,
-                                       NLG_IGRAPH::IHPATH* main_path, NLG_IGRAPH::IHPATH* hipi_path,
-                                       uint32_t cells, uint32_t hipi_places)
-    : m_main_ids(hierarchy, main_path, fab_hash_reserve(cells * 1500.0)),
-      m_hipi_ids(hierarchy, hipi_path, fab_hash_reserve(hipi_places)),
+FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, uint32_t cells,
+                                       uint32_t hipi_places)
+    : m_main_ids(hierarchy, fab_hash_reserve(cells * 1500.0)),
+      m_hipi_ids(hierarchy, fab_hash_reserve(hipi_places)),
       m_node_index(cells) {
     // Few mux outputs merge: the flat table grows as they come, from a small start at most.
     m_mux_to_blc_node_map.reserve(std::min(fab_hash_reserve(cells * 180.0), size_t{1} << 16));

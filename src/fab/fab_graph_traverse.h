@@ -75,8 +75,7 @@ class TSL_TOP_IP_GENERATOR : public FAB_VISITOR_BASE {
 // What the generators of one generate call share: the builder, the two id maps, the per-cell
 // indexes, the merge map and the pair lists, and the inputs they read.
 struct FAB_GENERATE_STATE {
-    FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* main_path,
-                       NLG_IGRAPH::IHPATH* hipi_path, uint32_t cells, uint32_t hipi_places);
+    FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, uint32_t cells, uint32_t hipi_places);
 
     FAB::ROUTING_GRAPH::IBUILDER* m_builder = nullptr;
     NODE_ID_MAP m_main_ids;
