@@ -226,8 +226,15 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     // set is on the hot path of the pass.
     class REPLAYED_PATHS {
       public:
+        // The edges of one path, and the paths of one mux, come one after the other in a
+        // replay: the word last inserted into is kept, until the table next changes shape.
         void insert(uint64_t mux_node, int32_t path) {
-            *m_words.emplace(key(mux_node, path), 0).first |= bit(path);
+            const uint64_t k = key(mux_node, path);
+            if (!m_last_word || k != m_last_key) {
+                m_last_key = k;
+                m_last_word = m_words.emplace(k, 0).first;
+            }
+            *m_last_word |= bit(path);
         }
         // The bits of the word of 64 paths that holds the path, 0 when none is set.
         uint64_t word(uint64_t mux_node, int32_t path) const {
@@ -242,7 +249,9 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
             uint64_t* word = m_words.find(k);
             if (!word) return;
             *word &= ~bit(path);
-            if (*word == 0) m_words.erase(k);
+            if (*word != 0) return;
+            m_words.erase(k);
+            m_last_word = nullptr;
         }
         bool empty() const { return m_words.empty(); }
 
@@ -253,6 +262,8 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
             return mux_node << 26 | static_cast<uint32_t>(path) >> 6;
         }
         UTIL::HASH64_MAP<uint64_t> m_words;
+        uint64_t m_last_key = 0;
+        uint64_t* m_last_word = nullptr;
     };
     // What replays made: whole paths, and single edges of split paths by mux node and (path,
     // source node).
