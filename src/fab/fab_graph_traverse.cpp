@@ -84,11 +84,10 @@ void TSL_TOP_IP_GENERATOR::add_top_level_block(NLG_IINSTANCE& instance, uint64_t
 
 // Working state of generate
 
-FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy,
-                                       NLG_IGRAPH::IHPATH* main_path, NLG_IGRAPH::IHPATH* hipi_path,
-                                       uint32_t cells, uint32_t hipi_places)
-    : m_main_ids(hierarchy, main_path, fab_hash_reserve(cells * 1500.0)),
-      m_hipi_ids(hierarchy, hipi_path, fab_hash_reserve(hipi_places)),
+FAB_GENERATE_STATE::FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, uint32_t cells,
+                                       uint32_t hipi_places)
+    : m_main_ids(hierarchy, fab_hash_reserve(cells * 1500.0)),
+      m_hipi_ids(hierarchy, fab_hash_reserve(hipi_places)),
       m_node_index(cells) {
     // Few mux outputs merge: the flat table grows as they come, from a small start at most.
     m_mux_to_blc_node_map.reserve(std::min(fab_hash_reserve(cells * 180.0), size_t{1} << 16));
@@ -110,15 +109,21 @@ uint32_t fab_add_node(FAB::ROUTING_GRAPH::IBUILDER& builder, const NODE_IMPL& no
     return id;
 }
 
+namespace {
+
+// How many entries of the stack lead down to its deepest top-level block; 0 when none is one.
+size_t block_depth(NLG_ICDB_ANNS& anns, const FAB_INSTANCES& instances) {
+    for (size_t k = instances.size(); k > 0; --k)
+        if (anns.get_module(*instances[k - 1]->get_module()).level() == MODULE::TOP_LEVEL_IP)
+            return k;
+    return 0;
+}
+
+}  // namespace
+
 const PB::ICDB::FLAT_INSTANCE* find_flat_instance(ICDB::IINSTANCE_TREE* tree, NLG_ICDB_ANNS& anns,
                                                   const FAB_INSTANCES& instances) {
-    size_t keep = 0;
-    for (size_t k = instances.size(); k > 0; --k) {
-        if (anns.get_module(*instances[k - 1]->get_module()).level() == MODULE::TOP_LEVEL_IP) {
-            keep = k;
-            break;
-        }
-    }
+    const size_t keep = block_depth(anns, instances);
     // The prefix lives on the stack of this call; a thread-local buffer spares the allocation.
     static thread_local FAB_INSTANCES s_prefix;
     s_prefix.assign(instances.begin(), instances.begin() + static_cast<std::ptrdiff_t>(keep));
@@ -420,10 +425,25 @@ TSL_TRACED_PORT FAB_EDGE_GENERATOR::traced(const FAB_INSTANCES& instances, NLG_I
     return t;
 }
 
+// The instance tree does not change while edges are made, so an answer holds for the run.
 bool FAB_EDGE_GENERATOR::on_spare_row(const TSL_TRACED_PORT& port) const {
-    const PB::ICDB::FLAT_INSTANCE* flat = find_flat_instance(
-        m_state.m_instance_tree, m_state.m_rtl_annss->get_icdb(), port.m_instances);
-    return flat && flat->is_spare_row();
+    NLG_ICDB_ANNS& anns = m_state.m_rtl_annss->get_icdb();
+    const FAB_INSTANCES& instances = port.m_instances;
+    const size_t keep = block_depth(anns, instances);
+    uint64_t hash = keep;
+    for (size_t k = 0; k < keep; ++k)
+        hash = (hash ^ reinterpret_cast<uintptr_t>(instances[k])) * 0x9E3779B97F4A7C15ULL;
+    if (m_spare_rows.empty()) m_spare_rows.resize(SPARE_ROW_SLOTS);
+    SPARE_ROW_ANSWER& answer = m_spare_rows[(hash >> 32) % SPARE_ROW_SLOTS];
+    if (answer.m_valid && answer.m_block.size() == keep &&
+        std::equal(answer.m_block.begin(), answer.m_block.end(), instances.begin()))
+        return answer.m_spare;
+    const PB::ICDB::FLAT_INSTANCE* flat =
+        find_flat_instance(m_state.m_instance_tree, anns, instances);
+    answer.m_block.assign(instances.begin(), instances.begin() + static_cast<std::ptrdiff_t>(keep));
+    answer.m_valid = true;
+    answer.m_spare = flat && flat->is_spare_row();
+    return answer.m_spare;
 }
 
 uint32_t FAB_EDGE_GENERATOR::get_id(const FAB_INSTANCES& instances, NLG_IPORT* port) {
@@ -480,30 +500,33 @@ FAB_CRF_EDGE_GENERATOR::FAB_CRF_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()),
       m_rebuild_path(state.m_main_ids.get_hierarchy()->create_path()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE_MUX>(state.m_rtl_annss));
+    // The node passes have set every merge type: the records stay as they are from here.
+    m_tracer->keep_port_flags();
 }
 
 void FAB_CRF_EDGE_GENERATOR::enter_graph(NLG_IGRAPH& graph) {
     m_edge_cache.reserve(graph.get_num_modules());
+    m_edge_index.assign(graph.get_num_modules(), nullptr);
+    m_hipi_edge_index.assign(graph.get_num_modules(), nullptr);
 }
 
 void FAB_CRF_EDGE_GENERATOR::enter_instance(NLG_IINSTANCE& instance) {
     if (m_state.m_no_cache) return;
     const FAB_INSTANCES& path = m_traverse->get_hier_blks();
-    replay(m_edge_cache, m_pending, m_state.m_main_ids, instance.get_module(), path);
-    replay(m_hipi_edge_cache, m_hipi_pending, m_state.m_hipi_ids, instance.get_module(), path);
+    const NLG_IMODULE* m = instance.get_module();
+    replay(cached(m_edge_index, m), m_pending, m_state.m_main_ids, path);
+    replay(cached(m_hipi_edge_index, m), m_hipi_pending, m_state.m_hipi_ids, path);
 }
 
 // The id tables are far larger than the caches, so each look-up there misses the caches of the
 // processor. The edges of one path follow each other with one target, and a source feeds many
 // muxes: the last target is kept, and on a long entry the sources are kept in a small table of
 // this replay. The id tables do not change during a replay.
-void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
-                                    const NODE_ID_MAP& target, const NLG_IMODULE* module,
-                                    const FAB_INSTANCES& path) {
-    auto entry = cache.find(module);
-    if (entry == cache.end()) return;
+void FAB_CRF_EDGE_GENERATOR::replay(const std::vector<CACHED_EDGE>* entry, PENDING& pending,
+                                    const NODE_ID_MAP& target, const FAB_INSTANCES& path) {
+    if (!entry) return;
     const uint64_t base = m_state.m_main_ids.get_node(path, nullptr);
-    const std::vector<CACHED_EDGE>& edges = entry->second;
+    const std::vector<CACHED_EDGE>& edges = *entry;
     const bool keep_sources = edges.size() >= MIN_EDGES_TO_KEEP_SOURCES;
     UTIL::HASH64_MAP<uint32_t> sources;
     if (keep_sources) sources.reserve(edges.size() / 4);
@@ -536,11 +559,10 @@ void FAB_CRF_EDGE_GENERATOR::replay(const EDGE_CACHE& cache, PENDING& pending,
     }
 }
 
-void FAB_CRF_EDGE_GENERATOR::forget(const EDGE_CACHE& cache, PENDING& pending,
-                                    const NLG_IMODULE* module, uint64_t mux_node) {
-    auto entry = cache.find(module);
-    if (entry == cache.end()) return;
-    for (const CACHED_EDGE& e : entry->second) {
+void FAB_CRF_EDGE_GENERATOR::forget(const std::vector<CACHED_EDGE>* entry, PENDING& pending,
+                                    uint64_t mux_node) {
+    if (!entry) return;
+    for (const CACHED_EDGE& e : *entry) {
         const uint64_t k = mux_node + static_cast<int64_t>(e.m_mux_offset);
         if (e.m_whole_path) {
             pending.m_paths.erase(k, e.m_path_index);
@@ -561,17 +583,17 @@ void FAB_CRF_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
         an.level() == MODULE::PRIM_MUX &&
         !(an.mux_desc().is_template() ? an.mux_desc().is_first_stage()
                                       : m_anns->get_instance(instance).mux_desc().is_first_stage());
-    const bool cached =
-        !m_state.m_no_cache && (m_edge_cache.count(m) != 0 || m_hipi_edge_cache.count(m) != 0);
+    const bool has_cached = !m_state.m_no_cache && (cached(m_edge_index, m) != nullptr ||
+                                                    cached(m_hipi_edge_index, m) != nullptr);
     // Most instances are neither muxes nor owners of cached edges: their node is not needed.
-    if (!is_mux && !cached) return;
+    if (!is_mux && !has_cached) return;
     const uint64_t mux_node = m_state.m_main_ids.get_node(path, nullptr);
     if (is_mux) make_paths(instance, an, path, mux_node);
     // The replayed paths of this instance are forgotten once its own paths are made: a path
     // between two ports of one mux is kept at the mux's own module and replayed into it.
     if (!m_state.m_no_cache) {
-        forget(m_edge_cache, m_pending, m, mux_node);
-        forget(m_hipi_edge_cache, m_hipi_pending, m, mux_node);
+        forget(cached(m_edge_index, m), m_pending, mux_node);
+        forget(cached(m_hipi_edge_index, m), m_hipi_pending, mux_node);
     }
 }
 
@@ -583,11 +605,22 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
     std::vector<NLG_IPORT*>& ports = m_ends.m_ports;
     open_paths.clear();
     ports.clear();
+    // The replayed bits of this mux, looked up once per word of 64 paths and kind of path
+    // (plain, HIPI), as the paths come in index order.
+    uint64_t replayed_words[2] = {0, 0};
+    int32_t replayed_at[2] = {-1, -1};
     for (int k = 0; k < an.paths_size(); ++k) {
         const MODULE::PATH& p = an.paths(k);
         if (!m_state.m_no_cache) {
-            const PENDING& pending = p.is_hipi_path() ? m_hipi_pending : m_pending;
-            if (!pending.m_paths.empty() && pending.m_paths.contains(mux_node, k)) continue;
+            const int kind = p.is_hipi_path() ? 1 : 0;
+            const PENDING& pending = kind ? m_hipi_pending : m_pending;
+            if (!pending.m_paths.empty()) {
+                if (replayed_at[kind] != k >> 6) {
+                    replayed_at[kind] = k >> 6;
+                    replayed_words[kind] = pending.m_paths.word(mux_node, k);
+                }
+                if (replayed_words[kind] & REPLAYED_PATHS::bit(k)) continue;
+            }
         }
         open_paths.push_back(k);
         ports.push_back(m->get_port(p.in()));
@@ -648,7 +681,14 @@ void FAB_CRF_EDGE_GENERATOR::make_paths(NLG_IINSTANCE& instance, const PB::ICDB:
                 whole = false;
         for (auto& kept : m_path_memo) {
             kept.second.m_whole_path = whole;
-            (is_hipi ? m_hipi_edge_cache : m_edge_cache)[kept.first].push_back(kept.second);
+            std::vector<CACHED_EDGE>& edges =
+                (is_hipi ? m_hipi_edge_cache : m_edge_cache)[kept.first];
+            edges.push_back(kept.second);
+            // The map's entries stay where they are as it grows, so the index may point at them.
+            CACHE_INDEX& index = is_hipi ? m_hipi_edge_index : m_edge_index;
+            const size_t at = static_cast<size_t>(kept.first->get_index());
+            if (at >= index.size()) index.resize(at + 1, nullptr);
+            index[at] = &edges;
         }
     }
 }
@@ -745,6 +785,7 @@ std::pair<const NLG_IMODULE*, CACHED_EDGE> FAB_CRF_EDGE_GENERATOR::memoise(
 FAB_INSERTED_EDGE_GENERATOR::FAB_INSERTED_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(state.m_rtl_annss));
+    m_tracer->keep_port_flags();
 }
 
 void FAB_INSERTED_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
@@ -783,6 +824,7 @@ void FAB_INSERTED_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
 FAB_FCD_EDGE_GENERATOR::FAB_FCD_EDGE_GENERATOR(FAB_GENERATE_STATE& state)
     : FAB_EDGE_GENERATOR(state, &state.m_rtl_annss->get_icdb()) {
     m_tracer.reset(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(state.m_rtl_annss));
+    m_tracer->keep_port_flags();
 }
 
 void FAB_FCD_EDGE_GENERATOR::exit_instance(NLG_IINSTANCE& instance) {
@@ -996,7 +1038,10 @@ FAB_MUX_TO_NODE_CACHE::FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss,
     : m_rtl_annss(rtl_annss),
       m_instance_tree(instance_tree),
       m_translate(translate),
-      m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {}
+      m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {
+    // It runs after the node passes, which set the merge types: the records stay as they are.
+    m_tracer->keep_port_flags();
+}
 
 void FAB_MUX_TO_NODE_CACHE::exit_instance(NLG_IINSTANCE& instance) {
     TSL_ITRAVERSE* walk = checked_traverse("TSL_MCFS_GENERATOR");

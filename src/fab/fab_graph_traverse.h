@@ -75,8 +75,7 @@ class TSL_TOP_IP_GENERATOR : public FAB_VISITOR_BASE {
 // What the generators of one generate call share: the builder, the two id maps, the per-cell
 // indexes, the merge map and the pair lists, and the inputs they read.
 struct FAB_GENERATE_STATE {
-    FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* main_path,
-                       NLG_IGRAPH::IHPATH* hipi_path, uint32_t cells, uint32_t hipi_places);
+    FAB_GENERATE_STATE(const UTIL::IHIERARCHY* hierarchy, uint32_t cells, uint32_t hipi_places);
 
     FAB::ROUTING_GRAPH::IBUILDER* m_builder = nullptr;
     NODE_ID_MAP m_main_ids;
@@ -191,6 +190,18 @@ class FAB_EDGE_GENERATOR : public FAB_VISITOR_BASE {
     FAB_GENERATE_STATE& m_state;
     NLG_ICDB_ANNS* m_anns;
     std::unique_ptr<TSL_RTL_TRACER> m_tracer;
+
+  private:
+    // The answers of on_spare_row by block: the ends traced from one place lie in few blocks,
+    // and each answer otherwise costs a walk of the hierarchy and a look-up in the instance
+    // tree. A small table, one entry per slot, keyed by the instance stack down to the block.
+    struct SPARE_ROW_ANSWER {
+        FAB_INSTANCES m_block;
+        bool m_valid = false;
+        bool m_spare = false;
+    };
+    static constexpr size_t SPARE_ROW_SLOTS = 64;
+    mutable std::vector<SPARE_ROW_ANSWER> m_spare_rows;
 };
 
 // One traced mux path kept at the smallest module that holds both its ends, as offsets from
@@ -215,19 +226,32 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     // set is on the hot path of the pass.
     class REPLAYED_PATHS {
       public:
+        // The edges of one path, and the paths of one mux, come one after the other in a
+        // replay: the word last inserted into is kept, until the table next changes shape.
         void insert(uint64_t mux_node, int32_t path) {
-            *m_words.emplace(key(mux_node, path), 0).first |= bit(path);
+            const uint64_t k = key(mux_node, path);
+            if (!m_last_word || k != m_last_key) {
+                m_last_key = k;
+                m_last_word = m_words.emplace(k, 0).first;
+            }
+            *m_last_word |= bit(path);
         }
-        bool contains(uint64_t mux_node, int32_t path) const {
+        // The bits of the word of 64 paths that holds the path, 0 when none is set.
+        uint64_t word(uint64_t mux_node, int32_t path) const {
             const uint64_t* word = m_words.find(key(mux_node, path));
-            return word && (*word & bit(path)) != 0;
+            return word ? *word : 0;
+        }
+        static uint64_t bit(int32_t path) {
+            return uint64_t{1} << (static_cast<uint32_t>(path) & 63);
         }
         void erase(uint64_t mux_node, int32_t path) {
             const uint64_t k = key(mux_node, path);
             uint64_t* word = m_words.find(k);
             if (!word) return;
             *word &= ~bit(path);
-            if (*word == 0) m_words.erase(k);
+            if (*word != 0) return;
+            m_words.erase(k);
+            m_last_word = nullptr;
         }
         bool empty() const { return m_words.empty(); }
 
@@ -237,10 +261,9 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
             UTIL_ASSERT(mux_node >> 38 == 0);
             return mux_node << 26 | static_cast<uint32_t>(path) >> 6;
         }
-        static uint64_t bit(int32_t path) {
-            return uint64_t{1} << (static_cast<uint32_t>(path) & 63);
-        }
         UTIL::HASH64_MAP<uint64_t> m_words;
+        uint64_t m_last_key = 0;
+        uint64_t* m_last_word = nullptr;
     };
     // What replays made: whole paths, and single edges of split paths by mux node and (path,
     // source node).
@@ -271,10 +294,17 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
     // Traces the paths of a mux that no replay has made.
     void make_paths(NLG_IINSTANCE& instance, const PB::ICDB::MODULE& an, const FAB_INSTANCES& path,
                     uint64_t mux_node);
-    void replay(const EDGE_CACHE& cache, PENDING& pending, const NODE_ID_MAP& target,
-                const NLG_IMODULE* module, const FAB_INSTANCES& path);
-    void forget(const EDGE_CACHE& cache, PENDING& pending, const NLG_IMODULE* module,
-                uint64_t mux_node);
+    // The memo's entries of one module, by module index, or null: every instance of the walk
+    // asks for its module's, and most have none.
+    using CACHE_INDEX = std::vector<const std::vector<CACHED_EDGE>*>;
+    static const std::vector<CACHED_EDGE>* cached(const CACHE_INDEX& index,
+                                                  const NLG_IMODULE* module) {
+        const size_t at = static_cast<size_t>(module->get_index());
+        return at < index.size() ? index[at] : nullptr;
+    }
+    void replay(const std::vector<CACHED_EDGE>* edges, PENDING& pending, const NODE_ID_MAP& target,
+                const FAB_INSTANCES& path);
+    void forget(const std::vector<CACHED_EDGE>* edges, PENDING& pending, uint64_t mux_node);
     void find_ends(const FAB_INSTANCES& path);
     void check_node(uint64_t node, const NLG_IMODULE* module, const FAB_INSTANCES& path,
                     const NLG_IPORT* port) const;
@@ -290,6 +320,8 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
 
     EDGE_CACHE m_edge_cache;
     EDGE_CACHE m_hipi_edge_cache;
+    CACHE_INDEX m_edge_index;
+    CACHE_INDEX m_hipi_edge_index;
     PENDING m_pending;
     PENDING m_hipi_pending;
     std::unique_ptr<UTIL::IHIERARCHY::IPATH_SETTABLE> m_rebuild_path;

@@ -116,9 +116,8 @@ size_t fab_hash_reserve(double elements) {
     return static_cast<size_t>(elements / max_load_factor + 0.5);
 }
 
-NODE_ID_MAP::NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* path,
-                         size_t reserve)
-    : m_hierarchy(hierarchy), m_path(path) {
+NODE_ID_MAP::NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, size_t reserve)
+    : m_hierarchy(hierarchy) {
     // The bound is far above the real count on a large device (it allows 1500 nodes per grid
     // cell), and the flat table doubles as it fills: only a small bound is taken at once.
     m_ids.reserve(std::min(reserve, MAX_INITIAL_RESERVE));
@@ -129,9 +128,28 @@ uint32_t NODE_ID_MAP::find_id(uint64_t node) const {
     return id ? *id : FAB::ROUTING_GRAPH::INVALID_ID;
 }
 
+// The walk of the hierarchy's get_node from the top module, continued below the levels that
+// the stack shares with the last one asked. A bad instance index ends it as INVALID_NODE and
+// leaves the levels above it kept.
 uint64_t NODE_ID_MAP::get_node(const FAB_INSTANCES& instances, const NLG_IPORT* port) const {
-    m_path->set(&instances, port, nullptr);
-    return m_hierarchy->get_node(*m_path);
+    const size_t n = instances.size();
+    size_t shared = 0;
+    while (shared < n && shared < m_levels.size() &&
+           m_levels[shared].m_instance == instances[shared])
+        ++shared;
+    m_levels.resize(shared);
+    uint64_t node = shared ? m_levels[shared - 1].m_node : 0;
+    uint32_t module_index = shared ? m_levels[shared - 1].m_module_index : 0;
+    for (size_t k = shared; k < n; ++k) {
+        const uint32_t instance_index = static_cast<uint32_t>(instances[k]->get_index());
+        node = m_hierarchy->get_child_node(&module_index, module_index, node, instance_index);
+        if (node == UTIL::IHIERARCHY::INVALID_NODE) return node;
+        m_levels.push_back({instances[k], node, module_index});
+    }
+    if (!port) return node;
+    const uint32_t port_index = static_cast<uint32_t>(port->get_index());
+    if (port_index == UTIL::IHIERARCHY::IMODULE::PORT_INDEX_INVALID) return node;
+    return m_hierarchy->get_port_node(module_index, node, port_index);
 }
 
 uint32_t get_node_index(int32_t x, int32_t y, FAB_NODE_INDEX& node_index, uint32_t type) {
@@ -255,13 +273,7 @@ void FAB_ROUTING_GRAPH_IMPL::generate(IBUILDER& builder) {
     // 1. Working state, sized by the grid.
     const uint32_t cells = static_cast<uint32_t>((g_max_x + 1) * (g_max_y + 1));
     const uint32_t hipi_places = get_num_hipi_places();
-    std::unique_ptr<NLG_IGRAPH::IHPATH> main_path(m_rtl_graph->create_hpath());
-    std::unique_ptr<NLG_IGRAPH::IHPATH> hipi_path(m_rtl_graph->create_hpath());
-    main_path->set_hierarchy(m_hybrid_hierarchy);
-    hipi_path->set_hierarchy(m_hybrid_hierarchy);
-
-    FAB_GENERATE_STATE state(m_hybrid_hierarchy, main_path.get(), hipi_path.get(), cells,
-                             hipi_places);
+    FAB_GENERATE_STATE state(m_hybrid_hierarchy, cells, hipi_places);
     state.m_builder = &builder;
     state.m_rtl_graph = m_rtl_graph;
     state.m_blc_graph = m_blc_graph;

@@ -114,9 +114,8 @@ class RE_PATH : public UTIL::IHIERARCHY::IPATH {
 // Hybrid hierarchy node to builder number, in a flat table: every edge asks it for both ends.
 class NODE_ID_MAP {
   public:
-    // The path cursor is the caller's and must outlive the map. `reserve` is the caller's
-    // bound on the number of nodes.
-    NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, NLG_IGRAPH::IHPATH* path, size_t reserve);
+    // `reserve` is the caller's bound on the number of nodes.
+    NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, size_t reserve);
     void insert(uint64_t node, uint32_t id) { *m_ids.emplace(node, id).first = id; }
     // The builder's number, or INVALID_ID.
     uint32_t find_id(uint64_t node) const;
@@ -128,9 +127,18 @@ class NODE_ID_MAP {
   private:
     static constexpr size_t MAX_INITIAL_RESERVE = size_t{1} << 20;
 
+    // One level of the last stack asked: its instance, node and module. Consecutive questions
+    // come from one place or its neighbours and share most of their stack, so a walk starts
+    // below the shared part instead of at the top.
+    struct LEVEL {
+        const NLG_IINSTANCE* m_instance;
+        uint64_t m_node;
+        uint32_t m_module_index;
+    };
+
     const UTIL::IHIERARCHY* m_hierarchy;
-    NLG_IGRAPH::IHPATH* m_path;
     UTIL::HASH64_MAP<uint32_t> m_ids;
+    mutable std::vector<LEVEL> m_levels;
 };
 
 // Next index per grid cell and type.

@@ -8,6 +8,7 @@
 //     that it is exact on return. The list walk does the same over the fan lists.
 #include "nlg/nlg_graph_trace.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "nlg/nlg_instance.h"
@@ -87,7 +88,23 @@ const PB::ICDB_MODULE& TSL_RTL_TRACER::module_record(NLG_IMODULE* module) const 
 }
 
 bool TSL_RTL_TRACER::is_re(NLG_IPORT* port) const {
+    if (m_keep_port_flags) return (port_flags(port) & PORT_RE) != 0;
     return port_record(port).has_re_name();
+}
+
+uint8_t TSL_RTL_TRACER::port_flags(NLG_IPORT* port) const {
+    const size_t serial = port->get_id().get_serial();
+    if (serial >= m_port_flags.size())
+        m_port_flags.resize(std::max(serial + 1, 2 * m_port_flags.size()), 0);
+    uint8_t& flags = m_port_flags[serial];
+    if (flags == 0) {
+        const PB::ICDB_APORT& record = port_record(port);
+        flags = PORT_KNOWN;
+        if (record.has_re_name()) flags |= PORT_RE;
+        if (record.is_primary_port()) flags |= PORT_PRIMARY;
+        if (record.merge_type() == PB::ICDB_APORT::MERGE) flags |= PORT_MERGE;
+    }
+    return flags;
 }
 
 // Net walk.
@@ -457,6 +474,18 @@ bool TSL_RTL_TRACER_SIMPLE::stop_at_port(NLG_IPORT* port) {
 
 bool TSL_RTL_TRACER_SIMPLE_MUX::stop_at_port(NLG_IPORT* port) {
     if (m_instances.empty()) return true;
+    if (m_keep_port_flags) {
+        const uint8_t flags = port_flags(port);
+        if (flags & PORT_RE) {
+            if (logging()) log_re(port);
+        } else if (!(flags & PORT_PRIMARY)) {
+            return false;
+        } else if (flags & PORT_MERGE) {
+            return true;
+        }
+        record(port, false, false);
+        return true;
+    }
     const PB::ICDB_APORT& record_of_port = port_record(port);
     if (record_of_port.has_re_name()) {
         if (logging()) log_re(port);

@@ -85,6 +85,10 @@ class TSL_RTL_TRACER : public TSL_RTL_ITRACE {
     bool is_through_path() const { return m_through_path; }
     // Attaches the debug log to a stream (replacing any log) and enables it.
     void set_trace_log(std::ostream& os);
+    // From now on the stop rules read what they need of a port record from a table of flags
+    // by port, filled on first ask: for a pass during which no record changes. A walk asks the
+    // same ports again and again, and each record is a separate message far from the others.
+    void keep_port_flags() { m_keep_port_flags = true; }
 
   protected:
     void push(NLG_IINSTANCE* instance) { m_instances.push_back(instance); }
@@ -100,6 +104,9 @@ class TSL_RTL_TRACER : public TSL_RTL_ITRACE {
     void recycle(std::vector<TSL_TRACED_PORT>& list);
     bool is_re(NLG_IPORT* port) const;
     const PB::ICDB_APORT& port_record(NLG_IPORT* port) const;
+    enum PORT_FLAG : uint8_t { PORT_KNOWN = 1, PORT_RE = 2, PORT_PRIMARY = 4, PORT_MERGE = 8 };
+    // The port's flags from the table; only with keep_port_flags.
+    uint8_t port_flags(NLG_IPORT* port) const;
     const PB::ICDB_MODULE& module_record(NLG_IMODULE* module) const;
 
     // The list walk over fan lists, shared by the variants that use it. Without ask_ports the
@@ -125,6 +132,9 @@ class TSL_RTL_TRACER : public TSL_RTL_ITRACE {
     std::unique_ptr<TSL_TRACE_LOG> m_trace_log;
     // Results given back by clear, reused with their instance buffers by record.
     std::vector<TSL_TRACED_PORT> m_spare;
+    bool m_keep_port_flags = false;
+    // By port serial; 0 for a port not asked yet.
+    mutable std::vector<uint8_t> m_port_flags;
 };
 
 // The list walk with the RE rule and no marks.

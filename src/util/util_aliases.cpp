@@ -19,9 +19,9 @@ void ALIASES_BUILDER::check_node(uint64_t n) {
 }
 
 bool ALIASES_BUILDER::find_state(uint64_t node, uint64_t& state) const {
-    auto it = m_node_states.find(node);
-    if (it == m_node_states.end()) return false;
-    state = it->second;
+    const uint64_t* value = m_node_states.find(node);
+    if (!value) return false;
+    state = *value;
     return true;
 }
 
@@ -32,8 +32,7 @@ static uint64_t state_kind(uint64_t value) {
 
 bool ALIASES_BUILDER::add_driver(uint64_t node, uint64_t* state) {
     check_node(node);
-    auto inserted = m_node_states.emplace(node, NEW_DRIVER);
-    uint64_t value = inserted.first->second;
+    const uint64_t value = *m_node_states.emplace(node, NEW_DRIVER).first;
     if (value != NEW_DRIVER && value != SD_DRIVER && value != MD_DRIVER) return false;
     if (state != nullptr) *state = value;
     return true;
@@ -41,28 +40,29 @@ bool ALIASES_BUILDER::add_driver(uint64_t node, uint64_t* state) {
 
 bool ALIASES_BUILDER::add_alias(uint64_t node, uint64_t* state) {
     check_node(node);
-    auto inserted = m_node_states.emplace(node, NEW_ALIAS);
-    uint64_t kind = state_kind(inserted.first->second);
+    const uint64_t kind = state_kind(*m_node_states.emplace(node, NEW_ALIAS).first);
     if (kind != NEW_ALIAS && kind != MD_ALIAS && kind != SD_ALIAS) return false;
     if (state != nullptr) *state = kind;
     return true;
 }
 
+// The two values are read through pointers into the table; the branches that insert into it
+// (add_md_driver) use neither pointer afterwards.
 bool ALIASES_BUILDER::add_connection(uint64_t alias, uint64_t driver) {
-    auto alias_it = m_node_states.find(alias);
-    auto driver_it = m_node_states.find(driver);
-    if (alias_it == m_node_states.end() || driver_it == m_node_states.end()) return false;
-    uint64_t a = state_kind(alias_it->second);
-    uint64_t d = state_kind(driver_it->second);
+    uint64_t* alias_state = m_node_states.find(alias);
+    uint64_t* driver_state = m_node_states.find(driver);
+    if (!alias_state || !driver_state) return false;
+    uint64_t a = state_kind(*alias_state);
+    uint64_t d = state_kind(*driver_state);
     if (a != NEW_ALIAS && a != SD_ALIAS && a != MD_ALIAS) return false;
     if (d == NEW_DRIVER || d == SD_DRIVER) {
         if (a == NEW_ALIAS) {
-            alias_it->second = driver;
-            if (d == NEW_DRIVER) driver_it->second = SD_DRIVER;
+            *alias_state = driver;
+            if (d == NEW_DRIVER) *driver_state = SD_DRIVER;
             m_sd_driver_to_aliases.emplace(driver, alias);
         } else if (a == SD_ALIAS) {
             // Two drivers meet: the alias's old driver founds the net, the new one joins it.
-            uint32_t net = add_md_driver(NET_NEW, alias_it->second);
+            uint32_t net = add_md_driver(NET_NEW, *alias_state);
             add_md_driver(net, driver);
         } else {
             add_md_driver(at_key(m_node_to_md_net, alias), driver);
@@ -73,12 +73,12 @@ bool ALIASES_BUILDER::add_connection(uint64_t alias, uint64_t driver) {
         uint32_t net = at_key(m_node_to_md_net, driver);
         if (a == NEW_ALIAS) {
             // The alias is indexed by the net as a driver would be, without joining its list.
-            alias_it->second = MD_DRIVER;
+            *alias_state = MD_DRIVER;
             m_node_to_md_net.emplace(alias, net);
             return true;
         }
         if (a == SD_ALIAS) {
-            add_md_driver(net, alias_it->second);
+            add_md_driver(net, *alias_state);
             return true;
         }
         return false;
@@ -96,21 +96,21 @@ uint32_t ALIASES_BUILDER::add_md_driver(uint32_t net, uint64_t driver) {
     }
     auto p = m_node_to_md_net.emplace(driver, index);
     UTIL_ASSERT(p.second);
-    m_node_states[driver] = MD_DRIVER;
+    set_state(driver, MD_DRIVER);
     auto aliases = m_sd_driver_to_aliases.equal_range(driver);
     for (auto it = aliases.first; it != aliases.second; ++it) {
         auto p2 = m_node_to_md_net.emplace(it->second, index);
         UTIL_ASSERT(p2.second);
-        m_node_states[it->second] = MD_ALIAS;
+        set_state(it->second, MD_ALIAS);
     }
     m_sd_driver_to_aliases.erase(aliases.first, aliases.second);
     return index;
 }
 
 uint64_t ALIASES_BUILDER::get_driver(uint64_t node) const {
-    auto it = m_node_states.find(node);
-    if (it == m_node_states.end()) return static_cast<uint64_t>(-1);
-    uint64_t value = it->second;
+    const uint64_t* state = m_node_states.find(node);
+    if (!state) return static_cast<uint64_t>(-1);
+    const uint64_t value = *state;
     if (value == NEW_DRIVER || value == SD_DRIVER) return node;
     if (value == MD_DRIVER || value == MD_ALIAS) {
         return at(m_md_nets, at_key(m_node_to_md_net, node))->front();
@@ -119,13 +119,13 @@ uint64_t ALIASES_BUILDER::get_driver(uint64_t node) const {
 }
 
 bool ALIASES_BUILDER::is_multi_driver(uint64_t node) const {
-    auto it = m_node_states.find(node);
-    return it != m_node_states.end() && (it->second == MD_DRIVER || it->second == MD_ALIAS);
+    const uint64_t* state = m_node_states.find(node);
+    return state && (*state == MD_DRIVER || *state == MD_ALIAS);
 }
 
 const std::vector<uint64_t>& ALIASES_BUILDER::get_drivers(uint64_t node) const {
-    auto it = m_node_states.find(node);
-    uint64_t node_type = it == m_node_states.end() ? NEW_DRIVER : it->second;
+    const uint64_t* state = m_node_states.find(node);
+    const uint64_t node_type = state ? *state : NEW_DRIVER;
     UTIL_ASSERT((node_type == MD_DRIVER) || (node_type == MD_ALIAS));
     return *at(m_md_nets, at_key(m_node_to_md_net, node));
 }
@@ -140,7 +140,11 @@ static std::vector<std::pair<uint64_t, uint64_t>> sorted(const PAIRS& pairs) {
 
 std::ostream& operator<<(std::ostream& os, const ALIASES_BUILDER& aliases) {
     INDENT guard(os, 3);
-    auto states = sorted(aliases.m_node_states);
+    std::vector<std::pair<uint64_t, uint64_t>> states;
+    states.reserve(aliases.m_node_states.size());
+    aliases.m_node_states.for_each(
+        [&states](uint64_t node, uint64_t state) { states.emplace_back(node, state); });
+    std::sort(states.begin(), states.end());
     auto sd_pairs = sorted(aliases.m_sd_driver_to_aliases);
     os << "ALIASES_BUILDER {" << std::endl << indent;
     os << "new aliases: {";

@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "util/util_hash64.h"
+
 namespace UTIL {
 
 class IHIERARCHY;
@@ -61,9 +63,15 @@ class ALIASES_BUILDER : public IALIASES_BUILDER {
 
   private:
     static void check_node(uint64_t n);
+    // Stores the value, inserting the node if it is new.
+    void set_state(uint64_t node, uint64_t value) {
+        *m_node_states.emplace(node, value).first = value;
+    }
 
     const IHIERARCHY* m_hierarchy = nullptr;
-    std::unordered_map<uint64_t, uint64_t> m_node_states;
+    // Every node the run declares has a state, and each mux output and RE is asked for several
+    // times: a flat table keeps a look-up to one array.
+    HASH64_MAP<uint64_t> m_node_states;
     std::unordered_multimap<uint64_t, uint64_t> m_sd_driver_to_aliases;
     std::vector<std::unique_ptr<std::vector<uint64_t>>> m_md_nets;
     std::unordered_map<uint64_t, uint32_t> m_node_to_md_net;

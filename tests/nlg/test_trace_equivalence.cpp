@@ -298,6 +298,18 @@ void compare_variant(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool m
         [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, label);
 }
 
+// The list walk reading its stop rule's records through the table of port flags, kept across
+// every start, against the net walk reading the records themselves.
+template <class V>
+void compare_flagged(RANDOM_DESIGN& d, COUNTS& counts, const char* label) {
+    V list(&d.t.annotations());
+    list.keep_port_flags();
+    NET_WALK<V> net(&d.t.annotations());
+    compare(
+        d, list, net, {UP_IN, UP_OUT, DOWN_IN, DOWN_OUT}, true,
+        [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, label);
+}
+
 }  // namespace
 
 TEST(TraceEquivalence, ListWalksMatchTheNetWalk) {
@@ -315,6 +327,8 @@ TEST(TraceEquivalence, ListWalksMatchTheNetWalk) {
         std::streambuf* cout_buffer = std::cout.rdbuf(warnings.rdbuf());
         compare_variant<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple", true);
         compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true);
+        compare_flagged<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple, port flags");
+        compare_flagged<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux, port flags");
         compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false);
         compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, true);
         // The lists carry no marks: the walk's marks stay false, the net walk's need not.
