@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
@@ -25,9 +26,24 @@ void allow(std::initializer_list<const char*> texts);
 void allow_out_of_range(bool allowed);
 bool out_of_range_allowed();
 
-// Deletes every symbol table and makes table 0 again, so that the 256 table ids of the
-// registry are never used up by millions of inputs.
+// Objects that every input reads against, made once with the symbol tables they need and kept
+// across inputs: `make` runs now, and the tables that exist after it are kept by reset_symbols.
+// Should an input grow one of them by more than `names_allowed` names, or the registry run
+// short of table ids, `drop` runs, every table goes and `make` runs again. With no names
+// allowed each input meets the kept objects exactly as they were made; a target allows names
+// only where its reader merely interns the names of its file into a kept table, which changes
+// the ids that later names get but nothing that a read does.
+void keep_across_inputs(std::function<void()> make, std::function<void()> drop,
+                        size_t names_allowed = 0);
+
+// Deletes the symbol tables made since the kept objects were made (every table and then table 0
+// again when nothing is kept), so that the 256 table ids of the registry are never used up by
+// millions of inputs.
 void reset_symbols();
+
+// Lets go of what the library keeps for the life of the process after a read: the hierarchies
+// of translation database reads.
+void release_read_state();
 // Sends standard output to /dev/null, where readers print their failure lines, and drops the
 // protocol-buffer library's log of text-format errors.
 void quiet_stdout();
@@ -41,7 +57,7 @@ inline std::string file_of(const uint8_t* data, size_t size) {
 }
 
 // Runs one reader call: a documented assertion (and a documented out-of-range error) ends it
-// quietly; the symbol registry is reset afterwards in every case.
+// quietly; what the read left in the process is released afterwards in every case.
 template <class F>
 void run(F&& f) {
     try {
@@ -50,6 +66,7 @@ void run(F&& f) {
     } catch (const std::out_of_range&) {
         if (!out_of_range_allowed()) throw;
     }
+    release_read_state();
     reset_symbols();
 }
 

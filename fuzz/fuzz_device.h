@@ -1,6 +1,7 @@
 // The small in-memory device that the targets read against and the seed writer writes from:
 // a four-module hierarchy (T holds a0:A a1:A b0:B; A holds c0:C) and a 3x2x1 GID grid. It is
-// made afresh for every input, after the symbol registry was reset.
+// made afresh for every input, after the symbol registry was reset, or once and kept across
+// inputs (FUZZ::keep_across_inputs).
 #pragma once
 
 #include <memory>

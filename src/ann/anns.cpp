@@ -15,6 +15,15 @@ static size_t bound(int32_t n) {
     return n > 0 ? static_cast<size_t>(n) : 0;
 }
 
+// Whether the input has nothing left; otherwise the bytes looked at are handed back.
+static bool input_ended(google::protobuf::io::ZeroCopyInputStream* input) {
+    const void* data = nullptr;
+    int size = 0;
+    if (!input->Next(&data, &size)) return true;
+    input->BackUp(size);
+    return false;
+}
+
 template <class A, class M, class I, class P, class N, class G>
 ANNS_TEMPLATE<A, M, I, P, N, G>::ANNS_TEMPLATE(ANNS* anns, const PB::ANNSS::BOUNDS& bounds)
     : m_anns(anns),
@@ -67,7 +76,15 @@ void ANNS_TEMPLATE<A, M, I, P, N, G>::write_record(
 
 template <class A, class M, class I, class P, class N, class G>
 void ANNS_TEMPLATE<A, M, I, P, N, G>::read_record(Message& record) {
-    if (!UTIL::read_message(m_stream_in, &record, m_format)) m_ok = false;
+    // Past the end of the input every later frame fails and its record stays as made, so the
+    // stream is not asked again: its adaptor would make and free a buffer for each record, and
+    // a cut file under damaged bounds can leave hundreds of thousands of them.
+    if (m_input_ended) {
+        m_ok = false;
+    } else if (!UTIL::read_message(m_stream_in, &record, m_format)) {
+        m_ok = false;
+        m_input_ended = input_ended(m_stream_in);
+    }
     m_anns->get_owner()->get_symbol_file().message_external_to_internal(&record);
 }
 
@@ -92,6 +109,7 @@ bool ANNS_TEMPLATE<A, M, I, P, N, G>::read(google::protobuf::io::ZeroCopyInputSt
     m_stream_in = input;
     m_format = format;
     m_ok = true;
+    m_input_ended = false;
     walk([this](Message& record) { read_record(record); });
     return m_ok;
 }

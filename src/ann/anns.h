@@ -74,6 +74,7 @@ class ANNS_TEMPLATE : public IANNS_BASE {
     google::protobuf::io::ZeroCopyInputStream* m_stream_in = nullptr;
     uint32_t m_format = 0;
     bool m_ok = true;
+    bool m_input_ended = false;  // a read found no bytes left
 };
 
 using ICDB_ANNS = ANNS_TEMPLATE<PB::ICDB, PB::ICDB::MODULE, PB::ICDB::INSTANCE, PB::ICDB::APORT,

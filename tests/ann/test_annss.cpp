@@ -231,3 +231,27 @@ TEST(Annss, CorruptBoundsDoNotSizeStoresBeyondFile) {
         }
     }
 }
+
+// A file cut among its records under bounds that fit its size: the records before the cut are
+// read and the rest, past the end of the input, stay default.
+TEST(Annss, CutAmongRecordsKeepsThoseBeforeTheCut) {
+    for (uint32_t format : {UTIL::PB_BIN, UTIL::PB_TXT}) {
+        std::ostringstream out;
+        ASSERT_TRUE(UTIL::write_message(PB::EXTERNAL_SYMBOLS(), out, format));
+        PB::ANNSS head;
+        head.mutable_bounds()->set_n_ports(400);
+        head.add_annotations()->set_type(PB::ANNS::ICDB);
+        ASSERT_TRUE(UTIL::write_message(head, out, format));
+        PB::ICDB::APORT port;
+        port.set_re_name(PB::MUX_DESCRIPTION::H);
+        for (int i = 0; i < 200; ++i) ASSERT_TRUE(UTIL::write_message(port, out, format));
+        std::istringstream in(out.str());
+        ANNSS reader;
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(reader.read(in, format));
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+        EXPECT_TRUE(reader.get_icdb().get_port(199).has_re_name()) << format;
+        EXPECT_FALSE(reader.get_icdb().get_port(200).has_re_name()) << format;
+        EXPECT_FALSE(reader.get_icdb().get_port(399).has_re_name()) << format;
+    }
+}
