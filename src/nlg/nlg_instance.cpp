@@ -127,11 +127,16 @@ void NLG_INSTANCE::reserve_portrefs(size_t n) {
     m_portrefs.reserve(n);
 }
 
-void NLG_INSTANCE::append_portref(const NLG_PORT_REF& portref, int32_t port_index) {
+NLG_PORT_REF* NLG_INSTANCE::place_portref(NLG_PORT_REF&& portref, int32_t port_index) {
     m_has_portrefs = true;
     m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs.size());
-    m_portrefs.push_back(portref);
-    if (portref.m_net) portref.m_net->add_portref(&m_portrefs.back());
+    m_portrefs.push_back(std::move(portref));
+    return &m_portrefs.back();
+}
+
+void NLG_INSTANCE::append_portref(const NLG_PORT_REF& portref, int32_t port_index) {
+    NLG_PORT_REF* placed = place_portref(NLG_PORT_REF(portref), port_index);
+    if (placed->m_net) placed->m_net->add_portref(placed);
 }
 
 void NLG_INSTANCE::add_portref(NLG_PORT* p, NLG_NET* net, NLG_ID id) {
@@ -164,8 +169,5 @@ NLG_PORT_REF* NLG_INSTANCE::add_portref_unlisted(NLG_PORT* ports, int32_t port_i
     UTIL_ASSERT(m_parent);
     NLG_PORT_REF portref(id, &ports[port_index], nullptr, this);
     if (net_index >= 0) portref.m_net = m_parent->net(net_index);
-    m_has_portrefs = true;
-    m_port_to_portref[static_cast<size_t>(port_index)] = static_cast<int32_t>(m_portrefs.size());
-    m_portrefs.push_back(std::move(portref));
-    return &m_portrefs.back();
+    return place_portref(std::move(portref), port_index);
 }

@@ -61,6 +61,8 @@ class NLG_INSTANCE : public NLG_IINSTANCE {
     friend class NLG_MODULE;
 
     void append_portref(const NLG_PORT_REF& portref, int32_t port_index);
+    // Stores a reference as the one of its port, without putting it on its net.
+    NLG_PORT_REF* place_portref(NLG_PORT_REF&& portref, int32_t port_index);
     void check_port_index(int32_t port_index) const;
 
     // Held in place, with a mark of whether the instance has a list of references at all (made
