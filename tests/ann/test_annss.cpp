@@ -23,16 +23,22 @@ using NS_SYMBOL::SYM;
 
 namespace {
 
+// A graph read from `file` with a symbol table of its own.
+std::unique_ptr<NLG_GRAPH> graph_from(const std::string& file) {
+    NLG_TESSEL api;
+    std::istringstream in(file);
+    std::unique_ptr<NLG_GRAPH> g(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
+    EXPECT_TRUE(api.read_graph(g.get(), in, TESSEL_API::FORMAT_PB_BIN));
+    return g;
+}
+
 // The small test graph as a file gives it back: ids are running numbers from 0.
 std::unique_ptr<NLG_GRAPH> small_graph(std::string* file = nullptr) {
     std::unique_ptr<NLG_GRAPH> built(NLG_TEST::make_small_graph());
     std::stringstream stream;
-    NLG_TESSEL api;
-    EXPECT_TRUE(api.write_graph(built.get(), stream, TESSEL_API::FORMAT_PB_BIN));
+    EXPECT_TRUE(NLG_TESSEL().write_graph(built.get(), stream, TESSEL_API::FORMAT_PB_BIN));
     if (file) *file = stream.str();
-    std::unique_ptr<NLG_GRAPH> g(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
-    EXPECT_TRUE(api.read_graph(g.get(), stream, TESSEL_API::FORMAT_PB_BIN));
-    return g;
+    return graph_from(stream.str());
 }
 
 // ICDB records: top is a device with a logical name, port a of top is an RE with a logical
@@ -108,10 +114,7 @@ TEST(Annss, RoundTripKeepsRecordsAndSymbols) {
                   "dev");
 
         // Into another graph read from the same file, with a symbol table of its own.
-        NLG_TESSEL api;
-        std::istringstream graph_in(graph_file);
-        std::unique_ptr<NLG_GRAPH> other(static_cast<NLG_GRAPH*>(api.create_graph(nullptr)));
-        ASSERT_TRUE(api.read_graph(other.get(), graph_in, TESSEL_API::FORMAT_PB_BIN));
+        std::unique_ptr<NLG_GRAPH> other = graph_from(graph_file);
         NLG_ANNSS copy(*other);
         ASSERT_TRUE(read_annss(copy, bytes, format));
         EXPECT_TRUE(copy.has_type(PB::ANNS::ICDB));
@@ -156,23 +159,22 @@ TEST(Annss, FileLayout) {
     PB::ICDB::MODULE top;
     ASSERT_TRUE(UTIL::read_message(&in, &top, UTIL::PB_BIN));
     EXPECT_EQ(top.logical_name().value(), 1u);
-    int frames = 1;
-    PB::ICDB::NET any;
-    while (UTIL::read_message(&in, &any, UTIL::PB_BIN)) ++frames;
-    EXPECT_EQ(frames, 46);
+    auto frames_left = [](google::protobuf::io::ZeroCopyInputStream& stream) {
+        int frames = 0;
+        for (PB::ICDB::NET any; UTIL::read_message(&stream, &any, UTIL::PB_BIN);) ++frames;
+        return frames;
+    };
+    EXPECT_EQ(frames_left(in), 45);
 
-    // A graph with no nets writes no net frames.
+    // A graph with no nets writes no net frames: count and one name, the head, one module record
+    // and the graph record.
     NLG_GRAPH bare(nullptr, "bare", 0);
     NLG_TEST::add_module(bare, "only", 0, NLG_FILELINE(), false, 0, 0, 0);
     NLG_ANNSS none(bare);
     none.add_type(PB::ANNS::ICDB);
     std::string small = write_annss(none);
     google::protobuf::io::ArrayInputStream in2(small.data(), static_cast<int>(small.size()));
-    int all = 0;
-    PB::ICDB::NET frame;
-    while (UTIL::read_message(&in2, &frame, UTIL::PB_BIN)) ++all;
-    // Count and one name, the head, one module record and the graph record.
-    EXPECT_EQ(all, 5);
+    EXPECT_EQ(frames_left(in2), 5);
 }
 
 TEST(Annss, BadFilesReadFalse) {
@@ -217,15 +219,13 @@ TEST(Annss, CorruptBoundsDoNotSizeStoresBeyondFile) {
             // An empty symbol section: the count 0 and no names.
             ASSERT_TRUE(UTIL::write_message(PB::EXTERNAL_SYMBOLS(), out, format));
             PB::ANNSS head;
-            head.mutable_bounds()->set_n_ports(n_ports);
-            head.add_annotations()->set_type(PB::ANNS::FAB);
+            merge_text(head, "bounds { n_ports: " + std::to_string(n_ports) +
+                                 " } annotations { type: FAB }");
             ASSERT_TRUE(UTIL::write_message(head, out, format));
             // Three port frames and the graph frame, each an empty record of one byte.
             std::istringstream in(out.str() + std::string(4, '\0'));
             ANNSS reader;
-            testing::internal::CaptureStdout();
-            EXPECT_EQ(reader.read(in, format), n_ports == 3) << n_ports;
-            EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            EXPECT_EQ(stdout_of([&] { EXPECT_EQ(reader.read(in, format), n_ports == 3); }),
                       n_ports == 3 ? "" : "FAILED to read PB::ANNS\n")
                 << n_ports;
         }
@@ -239,17 +239,15 @@ TEST(Annss, CutAmongRecordsKeepsThoseBeforeTheCut) {
         std::ostringstream out;
         ASSERT_TRUE(UTIL::write_message(PB::EXTERNAL_SYMBOLS(), out, format));
         PB::ANNSS head;
-        head.mutable_bounds()->set_n_ports(400);
-        head.add_annotations()->set_type(PB::ANNS::ICDB);
+        merge_text(head, "bounds { n_ports: 400 } annotations { type: ICDB }");
         ASSERT_TRUE(UTIL::write_message(head, out, format));
         PB::ICDB::APORT port;
         port.set_re_name(PB::MUX_DESCRIPTION::H);
         for (int i = 0; i < 200; ++i) ASSERT_TRUE(UTIL::write_message(port, out, format));
         std::istringstream in(out.str());
         ANNSS reader;
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(reader.read(in, format));
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAILED to read PB::ANNS\n");
+        EXPECT_EQ(stdout_of([&] { EXPECT_FALSE(reader.read(in, format)); }),
+                  "FAILED to read PB::ANNS\n");
         EXPECT_TRUE(reader.get_icdb().get_port(199).has_re_name()) << format;
         EXPECT_FALSE(reader.get_icdb().get_port(200).has_re_name()) << format;
         EXPECT_FALSE(reader.get_icdb().get_port(399).has_re_name()) << format;

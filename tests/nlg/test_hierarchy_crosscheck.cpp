@@ -15,6 +15,7 @@
 #include "nlg/nlg_hierarchy.h"
 #include "nlg/nlg_instance_tree.h"
 #include "nlg_sample_graphs.h"
+#include "print_form.h"
 
 using namespace NLG_TEST;
 
@@ -126,9 +127,9 @@ void unfold(const VIEW& view, uint32_t module, const OCC& occ, std::vector<OCC>&
     }
 }
 
-std::vector<OCC> unfold(const VIEW& view) {
+std::vector<OCC> unfold(const VIEW& view, uint32_t root = 0) {
     std::vector<OCC> out;
-    unfold(view, 0, OCC(), out);
+    unfold(view, root, OCC(), out);
     return out;
 }
 
@@ -180,6 +181,33 @@ void check_every_node(const UTIL::HIERARCHY& hierarchy, NLG_IGRAPH& cursor_graph
         }
     }
     EXPECT_EQ(hierarchy.get_path(path.get(), occs.size()), INVALID);
+}
+
+// Numbering from the base module `root` through a path of indexes: path to node and back, the
+// text form parsed back, and the node of a port from that of its occurrence and back.
+void check_from_root(const UTIL::HIERARCHY& hierarchy, const std::vector<OCC>& occs,
+                     uint32_t root) {
+    ASSERT_EQ(static_cast<uint64_t>(hierarchy.get_num_nodes_64(root)), occs.size());
+    const auto owners = occurrence_nodes(occs);
+    UTIL::HPATH_SETTABLE path(&hierarchy), back(&hierarchy), parsed(&hierarchy);
+    path.set_base_module_index(root);
+    for (uint64_t k = 0; k < occs.size(); ++k) {
+        const OCC& occ = occs[k];
+        path.set_instances(occ.path);
+        path.set_port_index(occ.port);
+        uint32_t module = INVALID;
+        ASSERT_EQ(hierarchy.get_node(module, path), k) << "root " << root << " " << text_of(path);
+        ASSERT_EQ(module, occ.module);
+        ASSERT_EQ(hierarchy.get_path(&back, k, root), occ.module);
+        ASSERT_EQ(instances_of(back), occ.path);
+        ASSERT_EQ(back.get_port_index(), occ.port);
+        ASSERT_TRUE(parsed.set_from_string(text_of(path), root)) << text_of(path);
+        ASSERT_EQ(hierarchy.get_node(parsed), k);
+        if (occ.port == INVALID) continue;
+        EXPECT_EQ(hierarchy.get_port_node(occ.module, owners.at(occ.path), occ.port), k);
+        EXPECT_EQ(hierarchy.get_port_parent(occ.module, occ.port, k), owners.at(occ.path));
+    }
+    EXPECT_EQ(hierarchy.get_path(nullptr, occs.size(), root), INVALID);
 }
 
 // The deepest common occurrence of two nodes is the occurrence of the longest common prefix of
@@ -267,14 +295,43 @@ TEST(NlgHierarchyCrossCheck, RandomDesignsAgreeEverywhere) {
         std::mt19937 rng(seed);
         const uint32_t n_modules = std::uniform_int_distribution<uint32_t>(2, 7)(rng);
         std::unique_ptr<NLG_GRAPH> g(build(make_plan(rng, n_modules, 0), "m", rng));
+        g->get_symbol_table()->init_name_fast();
         const std::vector<OCC> occs = unfold(view_of(*g));
         std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(g->create_hmodules());
         UTIL::HIERARCHY hierarchy(modules.get());
         check_every_node(hierarchy, *g, occs);
         check_common(hierarchy, occs, rng);
         check_trees(*g, occs);
+        for (uint32_t root = 0; root < n_modules; ++root)
+            check_from_root(hierarchy, unfold(view_of(*g), root), root);
         if (HasFatalFailure()) return;
     }
+}
+
+// Modules of every fan-out from 0 to 40 under one top, each instance a leaf of 0 to 3 ports,
+// so that the search for an instance sees narrow and wide modules alike.
+TEST(NlgHierarchyCrossCheck, WideModulesAgreeWithTheUnfolding) {
+    BUILDER b;
+    NLG_MODULE* top = b.cell("top", "", 41);
+    const char* const ports[] = {"", "p0", "p0 p1", "p0 p1 p2"};
+    for (int p = 0; p < 4; ++p) b.cell("leaf" + std::to_string(p), ports[p]);
+    std::string wides;
+    for (uint32_t w = 0; w <= 40; ++w) {
+        NLG_MODULE* wide = b.cell("w" + std::to_string(w), "out", w);
+        std::string leaves;
+        for (uint32_t k = 0; k < w; ++k)
+            leaves += " i" + std::to_string(k) + ":leaf" + std::to_string((k * 7 + w) % 4);
+        b.instances(wide, leaves);
+        wides += " u" + std::to_string(w) + ":w" + std::to_string(w);
+    }
+    b.instances(top, wides);
+    std::unique_ptr<NLG_GRAPH> g(b.graph());
+    g->get_symbol_table()->init_name_fast();
+    const std::vector<OCC> occs = unfold(view_of(*g));
+    std::unique_ptr<UTIL::IHIERARCHY::IMODULES> modules(g->create_hmodules());
+    UTIL::HIERARCHY hierarchy(modules.get());
+    check_every_node(hierarchy, *g, occs);
+    check_from_root(hierarchy, occs, 0);
 }
 
 TEST(NlgHierarchyCrossCheck, RandomUnionsAgreeWithTheirUnfolding) {

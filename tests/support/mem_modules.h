@@ -1,6 +1,5 @@
 // Test support: module descriptions built by name, for hierarchies without a netlist
-// (MEM_MODULES); a naive unfolding that walks every occurrence, the reference the folded
-// numbering is checked against; and MODULES_FIXTURE, a four-module description numbered by hand.
+// (MEM_MODULES), and MODULES_FIXTURE, a four-module description numbered by hand.
 #pragma once
 
 #include <memory>
@@ -43,31 +42,6 @@ class MEM_MODULES : public UTIL::MMODULES {
 // "name:module" is an instance, any other a port: ">name" an output, "=name" an inout, "name"
 // an input. Names are interned in the description's table, else in the test table.
 void add_modules(UTIL::MMODULES& modules, const std::string& text);
-
-// One occurrence of the unfolded tree: an instance occurrence, or a port when m_port is set.
-struct OCCURRENCE {
-    std::vector<uint32_t> m_instances;
-    uint32_t m_port = IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;
-    uint32_t m_module = 0;  // module of the occurrence, or owner of the port
-    uint64_t m_node = 0;
-    size_t m_parent = SIZE_MAX;  // position of the enclosing instance occurrence
-};
-
-// Every occurrence under `root`, in node order, numbered by counting: the occurrence, then
-// each instance's subtree, then the ports. Module names are resolved by a linear scan.
-class NAIVE_UNFOLDING {
-  public:
-    NAIVE_UNFOLDING(const MEM_MODULES& modules, uint32_t root);
-    const std::vector<OCCURRENCE>& get() const { return m_occurrences; }
-    uint64_t size() const { return m_next; }
-
-  private:
-    void unfold(OCCURRENCE occurrence, size_t parent);
-
-    const MEM_MODULES& m_modules;
-    std::vector<OCCURRENCE> m_occurrences;
-    uint64_t m_next = 0;
-};
 
 }  // namespace TEST_HIER
 
