@@ -74,20 +74,13 @@ NLG_GRAPH* make_small_graph(UTIL::SYMBOL_TABLE* table) {
 // Nodes with ports (port tree, hierarchy): top 0, u0 1, u0/u1 2, u0/u1/x 3, u0/u1/y 4, u0/p 5,
 // u1 6, u1/x 7, u1/y 8, a 9, b 10, c 11. Instances only: top 0, u0 1, u0/u1 2, u1 3.
 NLG_GRAPH* make_tree_graph(UTIL::SYMBOL_TABLE* table) {
-    NLG_GRAPH* g = new NLG_GRAPH(table, "root", 3);
-    NLG_MODULE* top = add_module(*g, "top", 0, NLG_FILELINE(), false, 3, 0, 2);
-    NLG_MODULE* m0 = add_module(*g, "m0", 0, NLG_FILELINE(), false, 1, 0, 1);
-    NLG_MODULE* m1 = add_module(*g, "m1", 0, NLG_FILELINE(), false, 2, 0, 0);
-    add_port(*g, top, "a", NLG_IPORT::INPUT);
-    add_port(*g, top, "b", NLG_IPORT::OUTPUT);
-    add_port(*g, top, "c", NLG_IPORT::INOUT);
-    add_port(*g, m0, "p", NLG_IPORT::INPUT);
-    add_port(*g, m1, "x", NLG_IPORT::INPUT);
-    add_port(*g, m1, "y", NLG_IPORT::OUTPUT);
-    add_instance(*g, top, "u0", m0, 0);
-    add_instance(*g, top, "u1", m1, 0);
-    add_instance(*g, m0, "u1", m1, 0);
-    return g;
+    BUILDER b(table);
+    NLG_MODULE* top = b.cell("top", "a >b =c", 2);
+    NLG_MODULE* m0 = b.cell("m0", "p", 1);
+    b.cell("m1", "x >y");
+    b.instances(top, "u0:m0 u1:m1");
+    b.instances(m0, "u1:m1");
+    return b.graph();
 }
 
 NLG_IMODULE* TEST_MATCH::get_match(const NLG_IMODULE* module) const {
@@ -102,26 +95,21 @@ void TEST_MATCH::get_port_symbols(const NLG_IMODULE* module,
 }
 
 UNION_GRAPHS::UNION_GRAPHS() {
-    const uint32_t rtl_sizes[5][2] = {{1, 2}, {1, 0}, {2, 1}, {0, 0}, {0, 0}};
-    const char* rtl_names[5] = {"top", "r1", "r2", "r3", "r4"};
-    for (int m = 0; m < 5; ++m)
-        r[m] = add_module(*rtl, rtl_names[m], 0, NLG_FILELINE(), false, rtl_sizes[m][0], 0,
-                          rtl_sizes[m][1]);
-    add_port(*rtl, r[0], "q", NLG_IPORT::INPUT);
-    add_port(*rtl, r[1], "i", NLG_IPORT::INPUT);
-    add_port(*rtl, r[2], "i", NLG_IPORT::INPUT);
-    add_port(*rtl, r[2], "o", NLG_IPORT::OUTPUT);
-    add_instance(*rtl, r[0], "t0", r[1], 0);
-    add_instance(*rtl, r[0], "t1", r[2], 0);
-    add_instance(*rtl, r[2], "r0", r[3], 0);
-    b[0] = add_module(*blc, "b0", 0, NLG_FILELINE(), false, 1, 0, 2);
-    b[1] = add_module(*blc, "b1", 0, NLG_FILELINE(), false, 0, 0, 1);
-    b[2] = add_module(*blc, "b2", 0, NLG_FILELINE(), false, 1, 0, 0);
-    add_port(*blc, b[0], "z", NLG_IPORT::INPUT);
-    add_port(*blc, b[2], "w", NLG_IPORT::OUTPUT);
-    add_instance(*blc, b[0], "k0", b[2], 0);
-    add_instance(*blc, b[0], "k1", b[2], 0);
-    add_instance(*blc, b[1], "k0", b[2], 0);
+    BUILDER n, k;
+    r[0] = n.cell("top", "q", 2);
+    r[1] = n.cell("r1", "i");
+    r[2] = n.cell("r2", "i >o", 1);
+    r[3] = n.cell("r3", "");
+    r[4] = n.cell("r4", "");
+    n.instances(r[0], "t0:r1 t1:r2");
+    n.instances(r[2], "r0:r3");
+    b[0] = k.cell("b0", "z", 2);
+    b[1] = k.cell("b1", "", 1);
+    b[2] = k.cell("b2", ">w");
+    k.instances(b[0], "k0:b2 k1:b2");
+    k.instances(b[1], "k0:b2");
+    rtl.reset(n.graph());
+    blc.reset(k.graph());
 }
 
 }  // namespace NLG_TEST

@@ -34,8 +34,7 @@ class TEST_MATCH : public NLG_IMODULE_MATCH {
 // Netlist, 5 modules: top: t0:r1, t1:r2, port q; r1: port i; r2: r0:r3, ports i, o; r3; r4.
 // Block level, 3 modules, own table: b0: k0:b2, k1:b2, port z; b1: k0:b2; b2: port w.
 struct UNION_GRAPHS {
-    std::unique_ptr<NLG_GRAPH> rtl{new NLG_GRAPH(nullptr, "rtl", 5)};
-    std::unique_ptr<NLG_GRAPH> blc{new NLG_GRAPH(nullptr, "blc", 3)};
+    std::unique_ptr<NLG_GRAPH> rtl, blc;
     NLG_MODULE* r[5];
     NLG_MODULE* b[3];
     UNION_GRAPHS();
