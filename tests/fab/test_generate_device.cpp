@@ -79,10 +79,8 @@ class GID_BUILDER : public RECORDING_BUILDER {
     uint32_t add_node(const FAB::ROUTING_GRAPH::NODE& node) override {
         m_fields.emplace_back();
         // Nodes inside blocks have names the database does not hold, and say so.
-        std::ostringstream quiet;
-        std::streambuf* saved = std::cout.rdbuf(quiet.rdbuf());
-        if (node.get_re_class() != 2) m_translate->fill_gid_fields(m_fields.back(), node);
-        std::cout.rdbuf(saved);
+        if (node.get_re_class() != 2)
+            stdout_of([&] { m_translate->fill_gid_fields(m_fields.back(), node); });
         return RECORDING_BUILDER::add_node(node);
     }
     void add_edge(const FAB::ROUTING_GRAPH::EDGE& e) override {

@@ -289,25 +289,18 @@ std::vector<std::vector<TSL_TRACED_PORT>*> main_results(T& tracer) {
     return {&tracer.get_results()};
 }
 
+// With `flags`, the list walk reads its stop rule's records through the table of port flags,
+// kept across every start, while the net walk reads the records themselves.
 template <class V, class... A>
-void compare_variant(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool marks, A... args) {
+void compare_variant(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool marks, bool flags,
+                     A... args) {
     V list(&d.t.annotations(), args...);
+    if (flags) list.keep_port_flags();
     NET_WALK<V> net(&d.t.annotations(), args...);
+    const std::string name = std::string(label) + (flags ? ", port flags" : "");
     compare(
         d, list, net, {UP_IN, UP_OUT, DOWN_IN, DOWN_OUT}, marks,
-        [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, label);
-}
-
-// The list walk reading its stop rule's records through the table of port flags, kept across
-// every start, against the net walk reading the records themselves.
-template <class V>
-void compare_flagged(RANDOM_DESIGN& d, COUNTS& counts, const char* label) {
-    V list(&d.t.annotations());
-    list.keep_port_flags();
-    NET_WALK<V> net(&d.t.annotations());
-    compare(
-        d, list, net, {UP_IN, UP_OUT, DOWN_IN, DOWN_OUT}, true,
-        [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, label);
+        [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, name.c_str());
 }
 
 }  // namespace
@@ -325,19 +318,19 @@ TEST(TraceEquivalence, ListWalksMatchTheNetWalk) {
         // The blc rule's warnings go to the standard output; keep them out of the test log.
         std::ostringstream warnings;
         std::streambuf* cout_buffer = std::cout.rdbuf(warnings.rdbuf());
-        compare_variant<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple", true);
-        compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true);
-        compare_flagged<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple, port flags");
-        compare_flagged<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux, port flags");
-        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false);
-        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, true);
+        for (bool flags : {false, true}) {
+            compare_variant<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple", true, flags);
+            compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true, flags);
+        }
+        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false, false);
+        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, false, true);
         // The lists carry no marks: the walk's marks stay false, the net walk's need not.
-        compare_variant<TSL_TRACER_FOR_BLC>(d, counts, "blc", false);
+        compare_variant<TSL_TRACER_FOR_BLC>(d, counts, "blc", false, false);
         std::vector<NLG_MODULE*> blocks = {d.top, d.lb};
         blocks.insert(blocks.end(), d.mids.begin(), d.mids.end());
         blocks.insert(blocks.end(), d.sects.begin(), d.sects.end());
         for (NLG_MODULE* m : blocks)
-            compare_variant<TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN>(d, counts, "optimize", true,
+            compare_variant<TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN>(d, counts, "optimize", true, false,
                                                                static_cast<NLG_IMODULE*>(m));
         {
             TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR list(&d.t.annotations());
