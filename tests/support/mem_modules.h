@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "util/util_hierarchy.h"
 #include "util/util_modules.h"
@@ -13,7 +12,6 @@
 namespace TEST_HIER {
 
 using NS_SYMBOL::SYM;
-using UTIL::IHIERARCHY;
 
 // One table for all descriptions of a test program: the registry holds at most 256 tables.
 // Its fast names are on from the start, so that paths and names print.
