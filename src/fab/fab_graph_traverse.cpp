@@ -1039,8 +1039,9 @@ FAB_MUX_TO_NODE_CACHE::FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss,
       m_instance_tree(instance_tree),
       m_translate(translate),
       m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {
-    // It runs after the node passes, which set the merge types: the records stay as they are.
-    m_tracer->keep_port_flags();
+    // It runs after the node passes, which set the merge types: the records stay as they are,
+    // and the walk from a mux output is the same in every place of the module around the mux.
+    m_tracer->keep_walks();
 }
 
 void FAB_MUX_TO_NODE_CACHE::exit_instance(NLG_IINSTANCE& instance) {

@@ -299,11 +299,13 @@ void compare_variant(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool m
 }
 
 // The list walk reading its stop rule's records through the table of port flags, kept across
-// every start, against the net walk reading the records themselves.
+// every start, against the net walk reading the records themselves; with `kept`, the walks
+// from port references are kept too and replayed at every later start.
 template <class V>
-void compare_flagged(RANDOM_DESIGN& d, COUNTS& counts, const char* label) {
+void compare_flagged(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool kept = false) {
     V list(&d.t.annotations());
     list.keep_port_flags();
+    if (kept) list.keep_walks();
     NET_WALK<V> net(&d.t.annotations());
     compare(
         d, list, net, {UP_IN, UP_OUT, DOWN_IN, DOWN_OUT}, true,
@@ -329,6 +331,8 @@ TEST(TraceEquivalence, ListWalksMatchTheNetWalk) {
         compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true);
         compare_flagged<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple, port flags");
         compare_flagged<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux, port flags");
+        compare_flagged<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple, kept walks", true);
+        compare_flagged<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux, kept walks", true);
         compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false);
         compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, true);
         // The lists carry no marks: the walk's marks stay false, the net walk's need not.
