@@ -518,30 +518,18 @@ void FAB_CRF_EDGE_GENERATOR::enter_instance(NLG_IINSTANCE& instance) {
     replay(cached(m_hipi_edge_index, m), m_hipi_pending, m_state.m_hipi_ids, path);
 }
 
-// The id tables are far larger than the caches, so each look-up there misses the caches of the
-// processor. The edges of one path follow each other with one target, and a source feeds many
-// muxes: the last target is kept, and on a long entry the sources are kept in a small table of
-// this replay. The id tables do not change during a replay.
+// The edges of one path follow each other with one target: the last target is kept. The id
+// tables do not change during a replay.
 void FAB_CRF_EDGE_GENERATOR::replay(const std::vector<CACHED_EDGE>* entry, PENDING& pending,
                                     const NODE_ID_MAP& target, const FAB_INSTANCES& path) {
     if (!entry) return;
     const uint64_t base = m_state.m_main_ids.get_node(path, nullptr);
     const std::vector<CACHED_EDGE>& edges = *entry;
-    const bool keep_sources = edges.size() >= MIN_EDGES_TO_KEEP_SOURCES;
-    UTIL::HASH64_MAP<uint32_t> sources;
-    if (keep_sources) sources.reserve(edges.size() / 4);
     bool has_last_dst = false;
     uint64_t last_dst_offset = 0;
     uint32_t last_dst = FAB::ROUTING_GRAPH::INVALID_ID;
     for (const CACHED_EDGE& e : edges) {
-        uint32_t src;
-        if (keep_sources) {
-            auto kept = sources.emplace(e.m_src_offset, 0);
-            if (kept.second) *kept.first = m_state.m_main_ids.find_id(base + e.m_src_offset);
-            src = *kept.first;
-        } else {
-            src = m_state.m_main_ids.find_id(base + e.m_src_offset);
-        }
+        const uint32_t src = m_state.m_main_ids.find_id(base + e.m_src_offset);
         if (src == FAB::ROUTING_GRAPH::INVALID_ID) continue;
         if (!has_last_dst || e.m_dst_offset != last_dst_offset) {
             has_last_dst = true;
@@ -1039,8 +1027,9 @@ FAB_MUX_TO_NODE_CACHE::FAB_MUX_TO_NODE_CACHE(NLG_IANNSS* rtl_annss,
       m_instance_tree(instance_tree),
       m_translate(translate),
       m_tracer(tsl_create_rtl_tracer<TSL_RTL_TRACER_SIMPLE>(rtl_annss)) {
-    // It runs after the node passes, which set the merge types: the records stay as they are.
-    m_tracer->keep_port_flags();
+    // It runs after the node passes, which set the merge types: the records stay as they are,
+    // and the walk from a mux output is the same in every place of the module around the mux.
+    m_tracer->keep_walks();
 }
 
 void FAB_MUX_TO_NODE_CACHE::exit_instance(NLG_IINSTANCE& instance) {

@@ -315,9 +315,6 @@ class FAB_CRF_EDGE_GENERATOR : public FAB_EDGE_GENERATOR {
                                                        uint64_t src_node, uint64_t dst_node,
                                                        int32_t path_index, uint32_t mux_index);
 
-    // Below this many cached edges a replay looks each source up in the id table directly.
-    static constexpr size_t MIN_EDGES_TO_KEEP_SOURCES = 64;
-
     EDGE_CACHE m_edge_cache;
     EDGE_CACHE m_hipi_edge_cache;
     CACHE_INDEX m_edge_index;

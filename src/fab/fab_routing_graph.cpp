@@ -123,9 +123,33 @@ NODE_ID_MAP::NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, size_t reserve)
     m_ids.reserve(std::min(reserve, MAX_INITIAL_RESERVE));
 }
 
-uint32_t NODE_ID_MAP::find_id(uint64_t node) const {
-    const uint32_t* id = m_ids.find(node);
-    return id ? *id : FAB::ROUTING_GRAPH::INVALID_ID;
+void NODE_ID_MAP::seal() {
+    if (m_sealed) return;
+    m_sealed = true;
+    m_size = m_ids.size();
+    // Sparse numbers stay in the hash table.
+    if (m_bound / 8 > MAX_BIT_BYTES_PER_ID * (m_ids.size() + 1)) m_bound = 0;
+    if (m_bound == 0) return;
+    const size_t words = static_cast<size_t>((m_bound + 63) / 64);
+    m_bits.assign(words, 0);
+    UTIL::HASH64_MAP<uint32_t> above;
+    m_ids.for_each([this, &above](uint64_t node, uint32_t id) {
+        if (node < m_bound)
+            m_bits[static_cast<size_t>(node >> 6)] |= uint64_t{1} << (node & 63);
+        else
+            above.emplace(node, id);
+    });
+    m_ranks.resize(words);
+    uint32_t rank = 0;
+    for (size_t k = 0; k < words; ++k) {
+        m_ranks[k] = rank;
+        rank += popcount(m_bits[k]);
+    }
+    m_ranked_ids.resize(rank);
+    m_ids.for_each([this](uint64_t node, uint32_t id) {
+        if (node < m_bound) m_ranked_ids[rank_of(node)] = id;
+    });
+    m_ids = std::move(above);
 }
 
 // The walk of the hierarchy's get_node from the top module, continued below the levels that
@@ -299,6 +323,9 @@ void FAB_ROUTING_GRAPH_IMPL::generate(IBUILDER& builder) {
         fab_generate_mux_nodes(state);
         builder.end_nodes();
     }
+    // Every node has its number: from here the maps are only read.
+    state.m_main_ids.seal();
+    state.m_hipi_ids.seal();
     if (m_translate) {
         auto timer = step_timer(m_timers, "remap nodes takes: ");
         fab_translate_remap_nodes(state);

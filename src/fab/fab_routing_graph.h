@@ -15,6 +15,7 @@
 #include "fab_irouting_graph.h"
 #include "nlg_igraph.h"
 #include "nlg_ihpath.h"
+#include "util/util_assert.h"
 #include "util/util_hash64.h"
 #include "util/util_hierarchy.h"
 
@@ -116,16 +117,48 @@ class NODE_ID_MAP {
   public:
     // `reserve` is the caller's bound on the number of nodes.
     NODE_ID_MAP(const UTIL::IHIERARCHY* hierarchy, size_t reserve);
-    void insert(uint64_t node, uint32_t id) { *m_ids.emplace(node, id).first = id; }
+    void insert(uint64_t node, uint32_t id) {
+        UTIL_ASSERT(!m_sealed);
+        *m_ids.emplace(node, id).first = id;
+        if (node != UTIL::HASH64_MAP<uint32_t>::EMPTY) m_bound = std::max(m_bound, node + 1);
+    }
     // The builder's number, or INVALID_ID.
-    uint32_t find_id(uint64_t node) const;
+    uint32_t find_id(uint64_t node) const {
+        if (m_sealed && node < m_bound) {
+            if (!(m_bits[node >> 6] & uint64_t{1} << (node & 63)))
+                return FAB::ROUTING_GRAPH::INVALID_ID;
+            return m_ranked_ids[rank_of(node)];
+        }
+        const uint32_t* id = m_ids.find(node);
+        return id ? *id : FAB::ROUTING_GRAPH::INVALID_ID;
+    }
+    // Ends the inserts. The numbers are laid out in node order, found through a bit per node
+    // and the count of bits before each word: the nodes of one module occurrence are near each
+    // other, and so are their numbers, where the hash table scatters them.
+    void seal();
     // Node of the port at the end of the stack (of the last instance for a null port).
     uint64_t get_node(const FAB_INSTANCES& instances, const NLG_IPORT* port) const;
     const UTIL::IHIERARCHY* get_hierarchy() const { return m_hierarchy; }
-    size_t size() const { return m_ids.size(); }
+    size_t size() const { return m_sealed ? m_size : m_ids.size(); }
 
   private:
     static constexpr size_t MAX_INITIAL_RESERVE = size_t{1} << 20;
+    // The number of set bits below the node's bit.
+    uint32_t rank_of(uint64_t node) const {
+        const size_t word = static_cast<size_t>(node >> 6);
+        const uint64_t below = (uint64_t{1} << (node & 63)) - 1;
+        return m_ranks[word] + popcount(m_bits[word] & below);
+    }
+    // Without a target that has the instruction, the builtin is a library call.
+    static uint32_t popcount(uint64_t x) {
+        x = x - ((x >> 1) & 0x5555555555555555ull);
+        x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+        x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0full;
+        return static_cast<uint32_t>((x * 0x0101010101010101ull) >> 56);
+    }
+
+    // The bit table is laid out only when it costs at most this many bytes per number.
+    static constexpr uint64_t MAX_BIT_BYTES_PER_ID = 64;
 
     // One level of the last stack asked: its instance, node and module. Consecutive questions
     // come from one place or its neighbours and share most of their stack, so a walk starts
@@ -137,7 +170,17 @@ class NODE_ID_MAP {
     };
 
     const UTIL::IHIERARCHY* m_hierarchy;
+    // All numbers until sealed; then those of nodes from m_bound on.
     UTIL::HASH64_MAP<uint32_t> m_ids;
+    size_t m_size = 0;
+    bool m_sealed = false;
+    // Above every node inserted; once sealed, 0 when the numbers stayed in the hash table.
+    uint64_t m_bound = 0;
+    // Sealed: a bit per node below m_bound, the bits set before each word, and the numbers of
+    // the set bits in node order.
+    UTIL::HUGE_PAGE_VECTOR<uint64_t> m_bits;
+    UTIL::HUGE_PAGE_VECTOR<uint32_t> m_ranks;
+    UTIL::HUGE_PAGE_VECTOR<uint32_t> m_ranked_ids;
     mutable std::vector<LEVEL> m_levels;
 };
 

@@ -12,6 +12,8 @@
 #include <iostream>
 
 #include "nlg/nlg_instance.h"
+#include "nlg/nlg_port_ref.h"
+#include "util/util_hash64.h"
 #include "util/util_assert.h"
 
 namespace {
@@ -59,15 +61,19 @@ NLG_IPORT_REF* TSL_RTL_TRACER::top_ref(NLG_IPORT* port) const {
     return m_instances.empty() ? nullptr : m_instances.back()->get_portref(port);
 }
 
-void TSL_RTL_TRACER::record(std::vector<TSL_TRACED_PORT>& list, NLG_IPORT* port, bool inverted,
-                            bool through_path) {
+TSL_TRACED_PORT& TSL_RTL_TRACER::add_result(std::vector<TSL_TRACED_PORT>& list) {
     if (m_spare.empty()) {
         list.emplace_back();
     } else {
         list.push_back(std::move(m_spare.back()));
         m_spare.pop_back();
     }
-    TSL_TRACED_PORT& traced = list.back();
+    return list.back();
+}
+
+void TSL_RTL_TRACER::record(std::vector<TSL_TRACED_PORT>& list, NLG_IPORT* port, bool inverted,
+                            bool through_path) {
+    TSL_TRACED_PORT& traced = add_result(list);
     traced.m_instances.assign(m_instances.begin(), m_instances.end());
     traced.m_port = port;
     traced.m_inverted = inverted;
@@ -344,7 +350,10 @@ void TSL_RTL_TRACER::list_up_input(NLG_IPORT* port, bool ask_ports) {
     if (const NLG_FAN::PORTS* ports = ref->get_fanin_ports()) {
         for (NLG_PORT* p : *ports) {
             pop();
-            if (!ask_ports || !stop_at_port(p)) trace_up_input(p);
+            if (m_climbs && m_instances.empty())
+                m_climbs->push_back({p, m_res.size()});
+            else if (!ask_ports || !stop_at_port(p))
+                trace_up_input(p);
             push(inst);
         }
     }
@@ -368,7 +377,10 @@ void TSL_RTL_TRACER::list_up_output(NLG_IPORT* port) {
     if (const NLG_FAN::PORTS* ports = ref->get_fanout_ports()) {
         for (NLG_PORT* p : *ports) {
             pop();
-            if (!stop_at_port(p)) trace_up_output(p);
+            if (m_climbs && m_instances.empty())
+                m_climbs->push_back({p, m_res.size()});
+            else if (!stop_at_port(p))
+                trace_up_output(p);
             push(inst);
         }
     }
@@ -462,6 +474,123 @@ void TSL_RTL_TRACER_SIMPLE::trace_net_fanout(NLG_IPORT_REF*) {
 
 void TSL_RTL_TRACER_SIMPLE::trace_ref_fanin(NLG_IPORT_REF*) {
     UTIL_FAIL("Should not get here");
+}
+
+// What keep_walks keeps: per port reference and direction, a run of steps. A step is a result
+// recorded inside the module of the reference, with the instances below the module's place, or
+// a port of that module by which the walk climbs out of it.
+struct TSL_RTL_TRACER_SIMPLE::KEPT_WALKS {
+    struct STEP {
+        NLG_IPORT* m_port;
+        // The step's instances in m_instances; none for a climb.
+        uint32_t m_first;
+        uint16_t m_count;
+        bool m_climb;
+        bool m_inverted;
+        bool m_through_path;
+    };
+    // Reference pointer with the direction in bit 0, to the first step and the step count.
+    UTIL::HASH64_MAP<uint64_t> m_index;
+    std::vector<STEP> m_steps;
+    std::vector<NLG_IINSTANCE*> m_instances;
+    // The state of the walk that asked for a walk to be kept, put aside meanwhile.
+    std::vector<NLG_IINSTANCE*> m_outer_instances;
+    std::vector<TSL_TRACED_PORT> m_outer_res;
+    std::vector<CLIMB> m_climbs;
+};
+
+TSL_RTL_TRACER_SIMPLE::TSL_RTL_TRACER_SIMPLE(NLG_IANNSS* annss) : TSL_RTL_TRACER(annss) {}
+
+TSL_RTL_TRACER_SIMPLE::~TSL_RTL_TRACER_SIMPLE() = default;
+
+void TSL_RTL_TRACER_SIMPLE::keep_walks() {
+    keep_port_flags();
+    if (!m_kept_walks) m_kept_walks.reset(new KEPT_WALKS);
+}
+
+// As the list walks, with the part inside the module of the reference replayed: only the
+// climbs out of it are walked, each again through its own kept walk.
+void TSL_RTL_TRACER_SIMPLE::walk_kept(NLG_IPORT* port, bool forward) {
+    if (logging()) {
+        if (forward)
+            list_up_output(port);
+        else
+            list_up_input(port, true);
+        return;
+    }
+    NLG_PORT_REF* ref = static_cast<NLG_PORT_REF*>(top_ref(port));
+    if (!ref) return;
+    const uint64_t key = reinterpret_cast<uintptr_t>(ref) | (forward ? 1 : 0);
+    std::pair<uint32_t, uint32_t> steps;
+    if (const uint64_t* kept = m_kept_walks->m_index.find(key)) {
+        steps = {static_cast<uint32_t>(*kept >> 32), static_cast<uint32_t>(*kept)};
+    } else {
+        steps = keep_walk(port, forward);
+        m_kept_walks->m_index.emplace(key, uint64_t{steps.first} << 32 | steps.second);
+    }
+    NLG_IINSTANCE* inst = ref->get_nlg_instance();
+    const auto outer = static_cast<std::ptrdiff_t>(m_instances.size() - 1);
+    for (uint32_t k = steps.first; k < steps.first + steps.second; ++k) {
+        // A copy: a climb may keep new walks, which moves the steps.
+        const KEPT_WALKS::STEP step = m_kept_walks->m_steps[k];
+        if (step.m_climb) {
+            pop();
+            if (!stop_at_port(step.m_port)) {
+                if (forward)
+                    trace_up_output(step.m_port);
+                else
+                    trace_up_input(step.m_port);
+            }
+            push(inst);
+            continue;
+        }
+        TSL_TRACED_PORT& traced = add_result(m_res);
+        traced.m_instances.assign(m_instances.begin(), m_instances.begin() + outer);
+        const auto first = m_kept_walks->m_instances.begin() + step.m_first;
+        traced.m_instances.insert(traced.m_instances.end(), first, first + step.m_count);
+        traced.m_port = step.m_port;
+        traced.m_inverted = step.m_inverted;
+        traced.m_through_path = step.m_through_path;
+    }
+}
+
+std::pair<uint32_t, uint32_t> TSL_RTL_TRACER_SIMPLE::keep_walk(NLG_IPORT* port, bool forward) {
+    // The walk runs on a stack that holds only the reference's instance, so that it stops
+    // where it would leave the module; the caller's stack and results wait aside, and the
+    // walks inside it are not kept on their own.
+    std::unique_ptr<KEPT_WALKS> kept = std::move(m_kept_walks);
+    kept->m_outer_instances.swap(m_instances);
+    m_instances.assign(1, kept->m_outer_instances.back());
+    kept->m_outer_res.swap(m_res);
+    kept->m_climbs.clear();
+    m_climbs = &kept->m_climbs;
+    if (forward)
+        list_up_output(port);
+    else
+        list_up_input(port, true);
+    m_climbs = nullptr;
+
+    const size_t first = kept->m_steps.size();
+    size_t climb = 0;
+    for (size_t n = 0; n <= m_res.size(); ++n) {
+        for (; climb < kept->m_climbs.size() && kept->m_climbs[climb].m_results == n; ++climb)
+            kept->m_steps.push_back({kept->m_climbs[climb].m_port, 0, 0, true, false, false});
+        if (n == m_res.size()) break;
+        const TSL_TRACED_PORT& traced = m_res[n];
+        UTIL_ASSERT(traced.m_instances.size() <= UINT16_MAX);
+        kept->m_steps.push_back({traced.m_port, static_cast<uint32_t>(kept->m_instances.size()),
+                                 static_cast<uint16_t>(traced.m_instances.size()), false,
+                                 traced.m_inverted, traced.m_through_path});
+        kept->m_instances.insert(kept->m_instances.end(), traced.m_instances.begin(),
+                                 traced.m_instances.end());
+    }
+    UTIL_ASSERT(kept->m_steps.size() <= UINT32_MAX && kept->m_instances.size() <= UINT32_MAX);
+    recycle(m_res);
+    m_res.swap(kept->m_outer_res);
+    m_instances.swap(kept->m_outer_instances);
+    m_kept_walks = std::move(kept);
+    return {static_cast<uint32_t>(first),
+            static_cast<uint32_t>(m_kept_walks->m_steps.size() - first)};
 }
 
 bool TSL_RTL_TRACER_SIMPLE::stop_at_port(NLG_IPORT* port) {

@@ -6,6 +6,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "ann_icdb.pb.h"
@@ -101,6 +102,8 @@ class TSL_RTL_TRACER : public TSL_RTL_ITRACE {
     void record(NLG_IPORT* port, bool inverted, bool through_path) {
         record(m_res, port, inverted, through_path);
     }
+    // Appends an empty result, reusing a spare one with its instance buffer.
+    TSL_TRACED_PORT& add_result(std::vector<TSL_TRACED_PORT>& list);
     void recycle(std::vector<TSL_TRACED_PORT>& list);
     bool is_re(NLG_IPORT* port) const;
     const PB::ICDB_APORT& port_record(NLG_IPORT* port) const;
@@ -135,21 +138,56 @@ class TSL_RTL_TRACER : public TSL_RTL_ITRACE {
     bool m_keep_port_flags = false;
     // By port serial; 0 for a port not asked yet.
     mutable std::vector<uint8_t> m_port_flags;
+    // Set while a walk is being kept (TSL_RTL_TRACER_SIMPLE::keep_walks): the list walks then
+    // note here each port by which they would climb out of the module where the walk began,
+    // with the number of results before it, instead of following it.
+    struct CLIMB {
+        NLG_IPORT* m_port;
+        size_t m_results;
+    };
+    std::vector<CLIMB>* m_climbs = nullptr;
 };
 
 // The list walk with the RE rule and no marks.
 class TSL_RTL_TRACER_SIMPLE : public TSL_RTL_TRACER {
   public:
-    explicit TSL_RTL_TRACER_SIMPLE(NLG_IANNSS* annss) : TSL_RTL_TRACER(annss) {}
+    explicit TSL_RTL_TRACER_SIMPLE(NLG_IANNSS* annss);
 
     void trace_net_fanin(NLG_IPORT_REF* ref) override;
     void trace_net_fanout(NLG_IPORT_REF* ref) override;
     void trace_ref_fanin(NLG_IPORT_REF* ref) override;
-    void trace_up_input(NLG_IPORT* port) override { list_up_input(port, true); }
-    void trace_up_output(NLG_IPORT* port) override { list_up_output(port); }
+    ~TSL_RTL_TRACER_SIMPLE() override;
+    void trace_up_input(NLG_IPORT* port) override {
+        if (m_kept_walks)
+            walk_kept(port, false);
+        else
+            list_up_input(port, true);
+    }
+    void trace_up_output(NLG_IPORT* port) override {
+        if (m_kept_walks)
+            walk_kept(port, true);
+        else
+            list_up_output(port);
+    }
     void trace_down_input(NLG_IPORT* port) override { list_down_input(port); }
     void trace_down_output(NLG_IPORT* port) override { list_down_output(port, true); }
     bool stop_at_port(NLG_IPORT* port) override;
+
+    // From now on the walk from a port reference (trace_up_input, trace_up_output) is kept the
+    // first time, as the results it records inside the module of the reference and the ports
+    // by which it leaves that module, and is replayed from there in every other place of the
+    // module. For a pass that keeps the port flags, changes no fan list and whose stop rule
+    // asks nothing of a port but its flags and whether the stack is empty.
+    void keep_walks();
+
+  private:
+    struct KEPT_WALKS;
+    void walk_kept(NLG_IPORT* port, bool forward);
+    // Walks from the reference within its module alone and keeps what the walk did; gives the
+    // kept steps as (first, count).
+    std::pair<uint32_t, uint32_t> keep_walk(NLG_IPORT* port, bool forward);
+
+    std::unique_ptr<KEPT_WALKS> m_kept_walks;
 };
 
 // REs, then primary ports that are not to be merged.

@@ -1,6 +1,10 @@
-// The routing graph model: the fatal texts of the node views and the numbering. The path
-// adapter is walked by every generated device's graph.
+// The routing graph model: the fatal texts of the node views and the numbering, and the map of
+// builder numbers against a plain map. The path adapter is walked by every generated device's
+// graph.
 #include <gtest/gtest.h>
+
+#include <map>
+#include <random>
 
 #include "fab/fab_graph_traverse.h"
 #include "fab/fab_routing_graph.h"
@@ -48,6 +52,46 @@ TEST(RoutingGraphDeathTest, FatalTexts) {
                  "requesting at x = 3, y = 1, index = 6 where size is 3x2=6");
     EXPECT_FATAL(get_node_index(0, 2, index, 0), "Unsupported node type 0!");
     delete b.graph();
+}
+
+// Dense runs of nodes (laid out by bit), a sparse set (left in the hash table), the all-ones
+// node, and numbers given twice (the last stays): the map answers as a plain map before and
+// after sealing, for every node inserted and for the nodes beside and beyond them.
+TEST(NodeIdMap, SealedAnswersAsAPlainMap) {
+    const uint64_t ALL_ONES = ~uint64_t{0};
+    std::mt19937_64 rng(7);
+    std::vector<std::vector<uint64_t>> cases = {
+        {0, 1, 2, 63, 64, 65, 127, 128, 511, 512, 513},
+        {5, 1000000000000ull},
+        {3, ALL_ONES, 70},
+        {},
+    };
+    std::vector<uint64_t> random;
+    for (int k = 0; k < 5000; ++k) random.push_back(rng() % 20000);
+    cases.push_back(random);
+    for (const std::vector<uint64_t>& nodes : cases) {
+        NODE_ID_MAP ids(nullptr, 16);
+        std::map<uint64_t, uint32_t> plain;
+        uint32_t number = 10;
+        for (uint64_t node : nodes) {
+            ids.insert(node, number);
+            plain[node] = number++;
+        }
+        std::vector<uint64_t> asked = {ALL_ONES, ALL_ONES - 1, 20000, 1u << 20};
+        for (uint64_t node : nodes) asked.insert(asked.end(), {node, node + 1, node - 1});
+        for (int sealed = 0; sealed < 2; ++sealed) {
+            if (sealed) ids.seal();
+            EXPECT_EQ(ids.size(), plain.size());
+            for (uint64_t node : asked) {
+                auto it = plain.find(node);
+                EXPECT_EQ(ids.find_id(node), it == plain.end() ? 0xffffffffu : it->second)
+                    << "node " << node << (sealed ? " sealed" : "");
+            }
+        }
+    }
+    NODE_ID_MAP ids(nullptr, 16);
+    ids.seal();
+    EXPECT_FATAL(ids.insert(1, 1), "!m_sealed");
 }
 
 }  // namespace

@@ -290,14 +290,18 @@ std::vector<std::vector<TSL_TRACED_PORT>*> main_results(T& tracer) {
 }
 
 // With `flags`, the list walk reads its stop rule's records through the table of port flags,
-// kept across every start, while the net walk reads the records themselves.
+// kept across every start, while the net walk reads the records themselves; with `kept`, the
+// walks from port references are kept too and replayed at every later start.
 template <class V, class... A>
 void compare_variant(RANDOM_DESIGN& d, COUNTS& counts, const char* label, bool marks, bool flags,
-                     A... args) {
+                     bool kept, A... args) {
     V list(&d.t.annotations(), args...);
     if (flags) list.keep_port_flags();
+    if (kept) list.keep_walks();
     NET_WALK<V> net(&d.t.annotations(), args...);
-    const std::string name = std::string(label) + (flags ? ", port flags" : "");
+    const std::string name = std::string(label) + (kept    ? ", kept walks"
+                                                   : flags ? ", port flags"
+                                                           : "");
     compare(
         d, list, net, {UP_IN, UP_OUT, DOWN_IN, DOWN_OUT}, marks,
         [](TSL_RTL_TRACER& t) { return main_results(t); }, counts, name.c_str());
@@ -318,20 +322,21 @@ TEST(TraceEquivalence, ListWalksMatchTheNetWalk) {
         // The blc rule's warnings go to the standard output; keep them out of the test log.
         std::ostringstream warnings;
         std::streambuf* cout_buffer = std::cout.rdbuf(warnings.rdbuf());
-        for (bool flags : {false, true}) {
-            compare_variant<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple", true, flags);
-            compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true, flags);
+        for (int mode : {0, 1, 2}) {
+            const bool flags = mode > 0, kept = mode == 2;
+            compare_variant<TSL_RTL_TRACER_SIMPLE>(d, counts, "simple", true, flags, kept);
+            compare_variant<TSL_RTL_TRACER_SIMPLE_MUX>(d, counts, "simple mux", true, flags, kept);
         }
-        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false, false);
-        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, false, true);
+        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl", true, false, false, false);
+        compare_variant<TSL_RTL_TRACER_FOR_FCL>(d, counts, "fcl top", true, false, false, true);
         // The lists carry no marks: the walk's marks stay false, the net walk's need not.
-        compare_variant<TSL_TRACER_FOR_BLC>(d, counts, "blc", false, false);
+        compare_variant<TSL_TRACER_FOR_BLC>(d, counts, "blc", false, false, false);
         std::vector<NLG_MODULE*> blocks = {d.top, d.lb};
         blocks.insert(blocks.end(), d.mids.begin(), d.mids.end());
         blocks.insert(blocks.end(), d.sects.begin(), d.sects.end());
         for (NLG_MODULE* m : blocks)
             compare_variant<TSL_RTL_TRACER_FOR_OPTIMIZE_FANIN>(d, counts, "optimize", true, false,
-                                                               static_cast<NLG_IMODULE*>(m));
+                                                               false, static_cast<NLG_IMODULE*>(m));
         {
             TSL_RTL_TRACER_FOR_BLC_NODE_GENERATOR list(&d.t.annotations());
             NET_WALK_BLC_NODE net(&d.t.annotations());
