@@ -133,7 +133,7 @@ bool NAME_INDEX::SLOT::holds_long(std::string_view name) const {
 }
 
 void NAME_INDEX::grow() {
-    std::vector<SLOT> old;
+    HUGE_PAGE_VECTOR<SLOT> old;
     old.swap(m_slots);
     const size_t slots = old.empty() ? 16 : 2 * old.size();
     m_slots.assign(slots, SLOT());

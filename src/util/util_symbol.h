@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ns_symbol.h"
+#include "util/util_huge_pages.h"
 
 namespace PB {
 class SYMBOL;
@@ -94,7 +95,7 @@ class NAME_INDEX {
     }
     void grow();
 
-    std::vector<SLOT> m_slots;
+    HUGE_PAGE_VECTOR<SLOT> m_slots;
     size_t m_size = 0;
     size_t m_mask = 0;
     unsigned m_shift = 64;
