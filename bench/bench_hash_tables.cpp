@@ -8,16 +8,21 @@
 //    map kept one per cell before; reading checks each cell's keys with one);
 //  - edge cache index: 2,000 module maps of 5,000 subnodes, keys read back from the caller's
 //    array (the absl map holds the key itself);
-//  - symbol table: one million names, interned and found.
+//  - symbol table: one million names, interned and found;
+//  - the memory floor under them: random line reads over arrays of the big tables' sizes, on
+//    4 kB pages and on huge pages, as a chain (one miss at a time) and independent (as many
+//    misses in flight as the core allows).
 // Each shape reports build time per entry, find time of a present key in a scattered order,
 // and table bytes per entry (slots and control bytes; the absl figure is computed from its
 // capacity). Run with --benchmark_repetitions=5 --benchmark_report_aggregates_only=true.
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
+#include <sys/mman.h>
 
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <string>
 #include <string_view>
@@ -505,6 +510,82 @@ BENCHMARK_TEMPLATE(BM_SymbolFind, HAND_SYMBOLS);
 BENCHMARK_TEMPLATE(BM_SymbolFind, ABSL_SYMBOLS);
 BENCHMARK_TEMPLATE(BM_SymbolFind, ABSL_HASHED_SYMBOLS);
 BENCHMARK_TEMPLATE(BM_SymbolFind, STD_SYMBOLS);
+
+// ---------------------------------------------------------------------------------------------
+// Memory floor: one read of a random 64-byte line of an array of state.range(0) MB. A table
+// look-up at random cannot beat the independent figure, and one whose reads depend on each
+// other pays the chain figure for each.
+
+constexpr size_t kLine = 64;
+
+// An array of lines on huge pages or on 4 kB pages, whatever the system's default, each line
+// holding the offset of the next line of one random cycle through all of them.
+struct LINES {
+    char* m_base = nullptr;
+    size_t m_bytes = 0;
+    size_t m_lines = 0;
+    std::vector<uint32_t> m_random;  // positions to read independently
+
+    LINES(size_t megabytes, bool huge) : m_bytes(megabytes << 20), m_lines(m_bytes / kLine) {
+        void* block =
+            mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (block == MAP_FAILED) return;
+        m_base = static_cast<char*>(block);
+        madvise(m_base, m_bytes, huge ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
+        std::vector<uint32_t> order(m_lines);
+        std::iota(order.begin(), order.end(), 0u);
+        std::mt19937_64 rng(11);
+        std::shuffle(order.begin(), order.end(), rng);
+        for (size_t i = 0; i < m_lines; ++i) {
+            const uint64_t next = uint64_t{order[(i + 1) % m_lines]} * kLine;
+            std::char_traits<char>::copy(m_base + size_t{order[i]} * kLine,
+                                         reinterpret_cast<const char*>(&next), sizeof(next));
+        }
+        m_random.resize(1 << 22);
+        for (uint32_t& r : m_random) r = static_cast<uint32_t>(rng() % m_lines);
+    }
+    ~LINES() {
+        if (m_base != nullptr) munmap(m_base, m_bytes);
+    }
+    uint64_t at(uint64_t offset) const {
+        uint64_t value;
+        std::char_traits<char>::copy(reinterpret_cast<char*>(&value), m_base + offset,
+                                     sizeof(value));
+        return value;
+    }
+};
+
+template <bool ON_HUGE_PAGES>
+void BM_FloorChain(benchmark::State& state) {
+    LINES lines(static_cast<size_t>(state.range(0)), ON_HUGE_PAGES);
+    if (lines.m_base == nullptr) return state.SkipWithError("mmap");
+    uint64_t offset = 0;
+    for (auto _ : state) {
+        offset = lines.at(offset);
+        benchmark::DoNotOptimize(offset);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+template <bool ON_HUGE_PAGES>
+void BM_FloorIndependent(benchmark::State& state) {
+    LINES lines(static_cast<size_t>(state.range(0)), ON_HUGE_PAGES);
+    if (lines.m_base == nullptr) return state.SkipWithError("mmap");
+    // The values are summed: a value only handed to DoNotOptimize may stay an unread address.
+    size_t n = 0;
+    uint64_t sum = 0;
+    for (auto _ : state) {
+        sum += lines.at(uint64_t{lines.m_random[n]} * kLine);
+        n = (n + 1) & (lines.m_random.size() - 1);
+    }
+    benchmark::DoNotOptimize(sum);
+    state.SetItemsProcessed(state.iterations());
+}
+
+BENCHMARK_TEMPLATE(BM_FloorChain, false)->Arg(64)->Arg(256);
+BENCHMARK_TEMPLATE(BM_FloorChain, true)->Arg(64)->Arg(256);
+BENCHMARK_TEMPLATE(BM_FloorIndependent, false)->Arg(64)->Arg(256);
+BENCHMARK_TEMPLATE(BM_FloorIndependent, true)->Arg(64)->Arg(256);
 
 }  // namespace
 

@@ -190,7 +190,7 @@ class EC_INDEX {
     template <class KEY_AT>
     void insert(uint64_t key, uint32_t position, const KEY_AT& key_at) {
         if ((m_size + 1) * 4 > m_slots.size() * 3 || position >= m_position_bound) {
-            std::vector<uint32_t> old;
+            HUGE_PAGE_VECTOR<uint32_t> old;
             old.swap(m_slots);
             const uint64_t old_mask = m_position_mask;
             const size_t n = 2 * (m_size + 1);
@@ -223,7 +223,7 @@ class EC_INDEX {
     uint64_t tag_of(uint64_t h) const { return (h >> 16) & m_tag_mask; }
     void place(uint64_t key, uint32_t position);
 
-    std::vector<uint32_t> m_slots;
+    HUGE_PAGE_VECTOR<uint32_t> m_slots;
     size_t m_size = 0;
     size_t m_position_bound = 0;
     uint32_t m_position_bits = 32;
@@ -234,7 +234,7 @@ class EC_INDEX {
 inline void EC_INDEX::reset(size_t n, size_t position_bound) {
     // At most three keys in four slots keeps linear probing short.
     const size_t capacity = std::max<size_t>(n + n / 3 + 1, 4);
-    std::vector<uint32_t>(capacity, EMPTY).swap(m_slots);
+    HUGE_PAGE_VECTOR<uint32_t>(capacity, EMPTY).swap(m_slots);
     m_size = 0;
     m_position_bound = position_bound;
     // Positions take the low bits, with one value to spare so that no entry is all ones.

@@ -1,9 +1,8 @@
-// Huge pages for big flat hash tables read at random (the run's node numbering): an allocator
-// that asks the kernel for 2 MB pages on the whole 2 MB pages of each block it hands out, so
-// that a table of hundreds of megabytes costs one address translation per 2 MB instead of one
-// per 4 kB. Small blocks are left as they are; it owns no memory of its own. Tables that are
-// mostly written once and read in order (node map records, name indexes) gain nothing from it
-// and pay for the kernel's work of assembling the pages.
+// Huge pages for big tables read at random (the run's node numbering, the node map's records
+// and indexes, the symbol index): an allocator that asks the kernel for 2 MB pages on the whole
+// 2 MB pages of each block it hands out, so that a table of hundreds of megabytes costs one
+// address translation per 2 MB instead of one per 4 kB, which on a virtual machine is itself a
+// walk of two page tables. Small blocks are left as they are; it owns no memory of its own.
 #pragma once
 
 #include <sys/mman.h>

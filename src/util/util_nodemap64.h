@@ -121,7 +121,7 @@ class NODEMAP64 : public INODEMAP_BUILDER {
     uint32_t m_nx = static_cast<uint32_t>(-1);
     uint32_t m_ny = static_cast<uint32_t>(-1);
     uint32_t m_nz = static_cast<uint32_t>(-1);
-    std::vector<CNODE> m_cnodes;
+    HUGE_PAGE_VECTOR<CNODE> m_cnodes;
     // Forward: node -> record whose driver it is; a record is here only when the node's GID is
     // the record's. Nodes with a GID but no such record: m_other_drivers.
     EC_INDEX m_by_driver;

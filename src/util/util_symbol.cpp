@@ -1,8 +1,6 @@
 // Interning of names into SYMBOL_TABLEs, the process-wide registry, and name lookups of SYM.
 #include "util/util_symbol.h"
 
-#include <absl/hash/hash.h>
-
 #include "util/util_assert.h"
 
 namespace NS_SYMBOL {
@@ -33,40 +31,109 @@ namespace UTIL {
 
 static const char* const UNKNOWN_NAME = "<UNKNOWN>";
 
-uint32_t NAME_INDEX::hash(std::string_view name) {
-    const uint64_t h = absl::Hash<std::string_view>()(name);
-    return static_cast<uint32_t>(h ^ (h >> 32));
+namespace {
+
+// The high and low halves of a 128-bit product folded together: one multiplication mixes
+// every bit of both words into the result.
+inline uint64_t fold_multiply(uint64_t a, uint64_t b) {
+    const unsigned __int128 product = static_cast<unsigned __int128>(a) * b;
+    return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
 }
 
-void NAME_INDEX::insert(std::string_view stored, uint32_t h, uint32_t id) {
+constexpr uint64_t MIX0 = 0xA0761D6478BD642Full;
+constexpr uint64_t MIX1 = 0xE7037ED1A0B428DBull;
+constexpr uint64_t MIX2 = 0x8EBC6AF09C88C6E3ull;
+
+inline uint64_t word_at(const char* bytes) {
+    uint64_t word;
+    std::char_traits<char>::copy(reinterpret_cast<char*>(&word), bytes, sizeof(word));
+    return word;
+}
+
+inline uint64_t half_at(const char* bytes) {
+    uint32_t half;
+    std::char_traits<char>::copy(reinterpret_cast<char*>(&half), bytes, sizeof(half));
+    return half;
+}
+
+// The first `n` (at most 8) bytes at `bytes` as a little-endian word, zero padded, read
+// without touching a byte past them. Loads only: a word built through a stored buffer would
+// have to wait for the store to leave the core, which waits on the previous look-up's miss.
+inline uint64_t head_word(const char* bytes, size_t n) {
+    if (n >= 8) return word_at(bytes);
+    if (n >= 4) return half_at(bytes) | (half_at(bytes + n - 4) << (8 * (n - 4)));
+    if (n == 0) return 0;
+    const auto byte = [bytes](size_t i) { return uint64_t{static_cast<unsigned char>(bytes[i])}; };
+    return byte(0) | (byte(n / 2) << (8 * (n / 2))) | (byte(n - 1) << (8 * (n - 1)));
+}
+
+}  // namespace
+
+NAME_INDEX::KEY::KEY(std::string_view name) : m_name(name) {
+    const size_t n = name.size();
+    const char* p = name.data();
+    uint64_t h;
+    if (n <= SLOT::SHORT) {
+        // The words are the slot's bytes for the name: its characters padded with zeros and
+        // its length in the last byte; they also give the hash.
+        m_words[0] = head_word(p, n);
+        m_words[1] = n > 8 ? head_word(p + 8, n - 8) : 0;
+        m_words[2] = (n > 16 ? head_word(p + 16, n - 16) : 0) | (uint64_t{n} << 56);
+        h = fold_multiply(fold_multiply(m_words[0] ^ MIX0, m_words[1] ^ MIX1) ^ m_words[2], MIX2);
+    } else {
+        m_words[0] = m_words[1] = m_words[2] = 0;
+        // Sixteen bytes a step, the last step over the final sixteen (they may overlap the
+        // previous step's); the length goes in first.
+        h = n ^ MIX0;
+        for (size_t done = 0; done + 16 < n; done += 16, p += 16)
+            h = fold_multiply(word_at(p) ^ MIX1 ^ h, word_at(p + 8) ^ MIX2);
+        const char* last = name.data() + n - 16;
+        h = fold_multiply(word_at(last) ^ MIX1 ^ h, word_at(last + 8) ^ MIX2);
+        h = fold_multiply(h, MIX0);
+    }
+    m_hash = static_cast<uint32_t>(h ^ (h >> 32));
+}
+
+void NAME_INDEX::insert(std::string_view stored, const KEY& key, uint32_t id) {
     // At most three names in four slots.
     if ((m_size + 1) * 4 > m_slots.size() * 3) grow();
-    size_t i = home(h);
+    size_t i = home(key.m_hash);
     while (m_slots[i].m_id != ABSENT) i = (i + 1) & m_mask;
     SLOT& slot = m_slots[i];
     slot.set(stored);
-    slot.m_hash = h;
+    slot.m_hash = key.m_hash;
     slot.m_id = id;
     ++m_size;
 }
 
 void NAME_INDEX::SLOT::set(std::string_view name) {
     if (name.size() <= SHORT) {
-        m_length = static_cast<uint8_t>(name.size());
-        std::char_traits<char>::copy(m_chars, name.data(), name.size());
+        std::char_traits<char>::copy(m_bytes, name.data(), name.size());
+        m_bytes[SHORT] = static_cast<char>(name.size());
         return;
     }
     // Names are far below 4 GB: a frame of the files they come from is smaller.
-    m_length = LONG;
+    m_bytes[SHORT] = static_cast<char>(LONG);
     const uint32_t length = static_cast<uint32_t>(name.size());
     const char* data = name.data();
-    std::char_traits<char>::copy(m_chars, reinterpret_cast<const char*>(&length), sizeof(length));
-    std::char_traits<char>::copy(m_chars + sizeof(length), reinterpret_cast<const char*>(&data),
+    std::char_traits<char>::copy(m_bytes, reinterpret_cast<const char*>(&length), sizeof(length));
+    std::char_traits<char>::copy(m_bytes + sizeof(length), reinterpret_cast<const char*>(&data),
                                  sizeof(data));
 }
 
+bool NAME_INDEX::SLOT::holds_long(std::string_view name) const {
+    if (static_cast<uint8_t>(m_bytes[SHORT]) != LONG) return false;
+    uint32_t length;
+    const char* data;
+    std::char_traits<char>::copy(reinterpret_cast<char*>(&length), m_bytes, sizeof(length));
+    std::char_traits<char>::copy(reinterpret_cast<char*>(&data), m_bytes + sizeof(length),
+                                 sizeof(data));
+    return length == name.size() &&
+           std::char_traits<char>::compare(data, name.data(), name.size()) == 0;
+}
+
 void NAME_INDEX::grow() {
-    std::vector<SLOT> old;
+    HUGE_PAGE_VECTOR<SLOT> old;
     old.swap(m_slots);
     const size_t slots = old.empty() ? 16 : 2 * old.size();
     m_slots.assign(slots, SLOT());
@@ -92,18 +159,18 @@ SYMBOL_TABLE::~SYMBOL_TABLE() {
 }
 
 SYM SYMBOL_TABLE::add(const std::string& name) {
-    const uint32_t h = NAME_INDEX::hash(name);
-    uint32_t id = m_index.find(name, h);
+    const NAME_INDEX::KEY key(name);
+    uint32_t id = m_index.find(key);
     if (id != NAME_INDEX::ABSENT) return make_symbol(id);
     id = static_cast<uint32_t>(m_names.size());
     const std::string& stored = m_names.emplace_back(name);
-    m_index.insert(stored, h, id);
+    m_index.insert(stored, key, id);
     if (!m_names_fast.empty()) m_names_fast.push_back(&stored);
     return make_symbol(id);
 }
 
 SYM SYMBOL_TABLE::find(const std::string& name) const {
-    const uint32_t id = m_index.find(name, NAME_INDEX::hash(name));
+    const uint32_t id = m_index.find(NAME_INDEX::KEY(name));
     return id == NAME_INDEX::ABSENT ? m_unknown : make_symbol(id);
 }
 

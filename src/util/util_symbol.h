@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ns_symbol.h"
+#include "util/util_huge_pages.h"
 
 namespace PB {
 class SYMBOL;
@@ -32,18 +33,32 @@ class NAME_INDEX {
   public:
     static constexpr uint32_t ABSENT = 0xFFFFFFFFu;
 
-    static uint32_t hash(std::string_view name);
-    // Id of `name`, whose hash is `h`, or ABSENT.
-    uint32_t find(std::string_view name, uint32_t h) const {
+    // A name made ready for look-ups: its hash and, when short, the slot's bytes for it, so
+    // that a probe compares three words and calls nothing.
+    class KEY {
+      public:
+        explicit KEY(std::string_view name);
+        uint32_t hash() const { return m_hash; }
+
+      private:
+        friend class NAME_INDEX;
+        uint64_t m_words[3];
+        std::string_view m_name;
+        uint32_t m_hash;
+    };
+
+    // Id of the key's name, or ABSENT.
+    uint32_t find(const KEY& key) const {
         if (m_slots.empty()) return ABSENT;
-        for (size_t i = home(h);; i = (i + 1) & m_mask) {
+        for (size_t i = home(key.m_hash);; i = (i + 1) & m_mask) {
             const SLOT& slot = m_slots[i];
             if (slot.m_id == ABSENT) return ABSENT;
-            if (slot.m_hash == h && slot.holds(name)) return slot.m_id;
+            if (slot.m_hash == key.m_hash && slot.holds(key)) return slot.m_id;
         }
     }
-    // Adds a name that is not in the index yet; its characters must stay where they are.
-    void insert(std::string_view stored, uint32_t h, uint32_t id);
+    // Adds a name that is not in the index yet; `stored` holds the key's name in characters
+    // that must stay where they are.
+    void insert(std::string_view stored, const KEY& key, uint32_t id);
     size_t size() const { return m_size; }
 
   private:
@@ -53,24 +68,23 @@ class NAME_INDEX {
 
         uint32_t m_hash = 0;
         uint32_t m_id = ABSENT;  // ABSENT: the slot is empty
-        uint8_t m_length = 0;    // length of a short name, or LONG
-        // A short name's characters; else the length (32 bits) and address of the name.
-        char m_chars[SHORT] = {};
+        // A short name's characters, zero padded, with its length in the last byte; or the
+        // length (32 bits) and address of a long name, with LONG in the last byte.
+        char m_bytes[SHORT + 1] = {};
 
         void set(std::string_view name);
-        bool holds(std::string_view name) const {
-            if (name.size() <= SHORT) {
-                return m_length == name.size() &&
-                       std::char_traits<char>::compare(m_chars, name.data(), name.size()) == 0;
+        bool holds(const KEY& key) const {
+            if (key.m_name.size() <= SHORT) {
+                return ((word(0) ^ key.m_words[0]) | (word(1) ^ key.m_words[1]) |
+                        (word(2) ^ key.m_words[2])) == 0;
             }
-            if (m_length != LONG) return false;
-            uint32_t length;
-            const char* data;
-            std::char_traits<char>::copy(reinterpret_cast<char*>(&length), m_chars, sizeof(length));
-            std::char_traits<char>::copy(reinterpret_cast<char*>(&data), m_chars + sizeof(length),
-                                         sizeof(data));
-            return length == name.size() &&
-                   std::char_traits<char>::compare(data, name.data(), name.size()) == 0;
+            return holds_long(key.m_name);
+        }
+        bool holds_long(std::string_view name) const;
+        uint64_t word(size_t i) const {
+            uint64_t w;
+            std::char_traits<char>::copy(reinterpret_cast<char*>(&w), m_bytes + 8 * i, 8);
+            return w;
         }
     };
     static_assert(sizeof(SLOT) == 32, "two slots a cache line");
@@ -81,7 +95,7 @@ class NAME_INDEX {
     }
     void grow();
 
-    std::vector<SLOT> m_slots;
+    HUGE_PAGE_VECTOR<SLOT> m_slots;
     size_t m_size = 0;
     size_t m_mask = 0;
     unsigned m_shift = 64;

@@ -1,7 +1,11 @@
 // Interning, lookups, the registry and their assertion texts.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "nlg_builders.h"
 #include "print_form.h"
@@ -36,6 +40,38 @@ TEST(Symbol, InternFindAndLookups) {
     SYM c = t->add("gamma");
     EXPECT_EQ(c.str_fast(), "gamma");
     EXPECT_EQ(*t->name_at_fast(3), "gamma");
+}
+
+// Names of every length up to past the longest kept in a slot, each differing from another
+// in one byte (at every position) or only in trailing zero bytes, checked against a plain map
+// through the table's growth.
+TEST(Symbol, NamesOfEveryLengthStayApart) {
+    SYMBOL_TABLE* t = symbol_tables().new_table();
+    std::map<std::string, SYM> model;
+    std::vector<std::string> names;
+    for (size_t length = 0; length <= 40; ++length) {
+        const std::string base(length, 'x');
+        names.push_back(base);
+        names.push_back(base + std::string(1, '\0'));
+        for (size_t at = 0; at < length; ++at) {
+            std::string other = base;
+            other[at] = static_cast<char>(0x80 + at);
+            names.push_back(other);
+        }
+    }
+    for (const std::string& name : names) {
+        auto it = model.emplace(name, t->add(name)).first;
+        EXPECT_EQ(t->add(name), it->second) << name;
+    }
+    EXPECT_EQ(t->size(), model.size() + 1);
+    std::set<uint32_t> ids;
+    for (const auto& entry : model) {
+        EXPECT_EQ(t->find(entry.first), entry.second) << entry.first;
+        EXPECT_EQ(t->name_of(entry.second), entry.first);
+        ids.insert(entry.second.get_name_id());
+        EXPECT_EQ(t->find(entry.first + "y"), t->get_unknown()) << entry.first;
+    }
+    EXPECT_EQ(ids.size(), model.size());
 }
 
 TEST(Symbol, FailuresEndTheProcessWithTheirTexts) {
