@@ -64,7 +64,8 @@ class TSL_TOP_IP_GENERATOR : public FAB_VISITOR_BASE {
   private:
     void add_top_level_block(NLG_IINSTANCE& instance, uint64_t node);
 
-    ICDB::IINSTANCE_TREE* m_instance_tree;
+    // Held as given; the walk that drives this visitor is the one that reads the tree.
+    [[maybe_unused]] ICDB::IINSTANCE_TREE* m_instance_tree;
     FAB_IPOSITION* m_position;
     NLG_IANNSS* m_rtl_annss;
     FAB_ISERIALIZER* m_serializer;
@@ -395,7 +396,8 @@ class FAB_MUX_TO_NODE_CACHE : public FAB_VISITOR_BASE {
     [[noreturn]] void report(const char* text, std::initializer_list<uint64_t> nodes) const;
 
     NLG_IANNSS* m_rtl_annss;
-    ICDB::IINSTANCE_TREE* m_instance_tree;
+    // Held as given; the walk that drives this visitor is the one that reads the tree.
+    [[maybe_unused]] ICDB::IINSTANCE_TREE* m_instance_tree;
     FAB::ITRANSLATE_BUILDER* m_translate;
     std::unique_ptr<TSL_RTL_TRACER_SIMPLE> m_tracer;
     uint32_t m_module_index = UTIL::IHIERARCHY::IMODULES::MODULE_INDEX_INVALID;

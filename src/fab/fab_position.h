@@ -41,7 +41,8 @@ class FAB_POSITION : public FAB_IPOSITION {
 
   private:
     ICDB::IINSTANCE_TREE* m_instance_tree;
-    NLG_ICDB_ANNS* m_rtl_anns;
+    // Held as given; positions are taken from the block side only.
+    [[maybe_unused]] NLG_ICDB_ANNS* m_rtl_anns;
     NLG_ICDB_ANNS* m_blc_anns;
     const PB::ICDB_FLAT_INSTANCE* m_flat = nullptr;
     uint64_t m_node = UINT64_MAX;
