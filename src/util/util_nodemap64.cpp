@@ -248,6 +248,10 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
         return true;
     }
     PB::UTIL::KEY_NODES64 key_nodes;
+    // Records are gathered on ordinary pages and copied once, at their final size, onto the huge
+    // pages that look-ups want: growing a huge-page block by doubling has the kernel assemble
+    // and clear every intermediate block, which costs more than the copy.
+    std::vector<CNODE> records;
     // The keys of the cell being read: each must be new in its cell.
     HASH64_MAP<uint32_t> seen;
     for (uint32_t x = 0; x < m_nx; ++x) {
@@ -265,11 +269,13 @@ bool NODEMAP64::read_stream(google::protobuf::io::ZeroCopyInputStream* input, ui
                     auto p = seen.emplace(key_node.key(), 0);
                     UTIL_ASSERT(p.second);
                     uint64_t gid = m_gid_converter->make_gid_from_k(x, y, z, key_node.key());
-                    m_cnodes.push_back(CNODE{cached, driver, gid});
+                    records.push_back(CNODE{cached, driver, gid});
                 }
             }
         }
     }
+    m_cnodes.insert(m_cnodes.end(), records.begin(), records.end());
+    std::vector<CNODE>().swap(records);
     // Both indexes at their final size. GIDs differ, since cells and keys in a cell do; of
     // several records on one driver the first answers.
     const size_t n = m_cnodes.size();
